@@ -1,0 +1,13 @@
+# Cross-compiling for Windows with Debian's mingw-w64.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(KV_TRIPLET x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${KV_TRIPLET}-gcc)
+set(CMAKE_CXX_COMPILER ${KV_TRIPLET}-g++)
+set(CMAKE_RC_COMPILER ${KV_TRIPLET}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${KV_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Tests run under Wine with a private prefix in the build tree.
+set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tools/wine-run;${CMAKE_BINARY_DIR}/wineprefix")

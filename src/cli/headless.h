@@ -1,0 +1,29 @@
+// Control of the headless UI hooks: how questions are answered, what was
+// shown, and the stop request raised by SIGINT.
+#pragma once
+
+#include "platform/win32.h"
+
+#include <string>
+#include <vector>
+
+struct HeadlessBox {
+    std::string text;
+    std::string caption;
+    UINT flags;
+    int answer;
+};
+
+// Answer given to a question box: IDYES ("--yes") or IDNO ("--no", the default).
+void HDL_SetPolicy(int answer);
+// Answers used before the policy, first in first out (tests script dialogues).
+void HDL_QueueAnswer(int answer);
+// Whether boxes are printed to stderr (kvconvert) or only recorded (tests).
+void HDL_SetEcho(bool echo);
+// A prefix printed before each box's text, e.g. the file being converted.
+void HDL_SetContext(const std::string& context);
+// Every box shown since the last clear, in order.
+const std::vector<HeadlessBox>& HDL_Boxes();
+void HDL_ClearBoxes();
+// Makes UTL_Yield answer 0 from now on (SIGINT handler), or clears it.
+void HDL_RequestStop(bool stop);

@@ -1,0 +1,58 @@
+// Headless UI hooks: a message box becomes a line on stderr and an answer from
+// the policy or the test script; the yield reports a pending SIGINT.
+#include "cli/headless.h"
+#include "platform/ui_hooks.h"
+
+#include <csignal>
+#include <cstdio>
+#include <deque>
+
+namespace {
+int policy = IDNO;
+bool echo = false;
+std::string context;
+std::deque<int> queued;
+std::vector<HeadlessBox> boxes;
+volatile sig_atomic_t stopRequested = 0;
+
+// The button a box without a script answer gets, from its type and the policy.
+int PolicyAnswer(UINT flags)
+{
+    bool yes = policy == IDYES || policy == IDOK;
+    switch (flags & MB_TYPEMASK) {
+    case MB_OKCANCEL: return yes ? IDOK : IDCANCEL;
+    case MB_ABORTRETRYIGNORE: return yes ? IDIGNORE : IDABORT;
+    case MB_YESNOCANCEL:
+    case MB_YESNO: return yes ? IDYES : IDNO;
+    case MB_RETRYCANCEL: return IDCANCEL;
+    default: return IDOK;
+    }
+}
+}  // namespace
+
+void HDL_SetPolicy(int answer) { policy = answer; }
+void HDL_QueueAnswer(int answer) { queued.push_back(answer); }
+void HDL_SetEcho(bool on) { echo = on; }
+void HDL_SetContext(const std::string& text) { context = text; }
+const std::vector<HeadlessBox>& HDL_Boxes() { return boxes; }
+void HDL_ClearBoxes() { boxes.clear(); }
+void HDL_RequestStop(bool stop) { stopRequested = stop ? 1 : 0; }
+
+int UTL_MessageBox(HWND, LPCSTR text, LPCSTR caption, UINT flags)
+{
+    int answer;
+    if (!queued.empty()) {
+        answer = queued.front();
+        queued.pop_front();
+    } else {
+        answer = PolicyAnswer(flags);
+    }
+    boxes.push_back({text ? text : "", caption ? caption : "", flags, answer});
+    if (echo) {
+        if (!context.empty()) fprintf(stderr, "%s: ", context.c_str());
+        fprintf(stderr, "%s\n", text ? text : "");
+    }
+    return answer;
+}
+
+int UTL_Yield() { return stopRequested ? 0 : 1; }

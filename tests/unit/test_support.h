@@ -1,0 +1,56 @@
+// Helpers shared by the unit tests: scratch files and the data folders.
+#pragma once
+
+#include "platform/win32.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
+
+// A scratch path unique to this process, in the system's temporary folder.
+inline std::string TempPath(const std::string& name)
+{
+#ifdef _WIN32
+    char dir[MAX_PATH];
+    GetTempPathA(MAX_PATH, dir);
+    return std::string(dir) + "kvtest_" + std::to_string(GetCurrentProcessId()) + "_" + name;
+#else
+    const char* dir = getenv("TMPDIR");
+    return std::string(dir && *dir ? dir : "/tmp") + "/kvtest_" + std::to_string(getpid()) + "_" + name;
+#endif
+}
+
+// The repository's test data and the corpus of files written by other programs.
+inline std::string DataPath(const std::string& name) { return std::string(KV_SOURCE_DIR) + "/tests/data/" + name; }
+inline std::string CorpusPath(const std::string& name) { return std::string(KV_SOURCE_DIR) + "/../shared/corpus/" + name; }
+
+inline std::vector<unsigned char> ReadWholeFile(const std::string& path)
+{
+    std::vector<unsigned char> bytes;
+    FILE* f = fopen(path.c_str(), "rb");
+    if (!f) return bytes;
+    unsigned char chunk[65536];
+    size_t got;
+    while ((got = fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + got);
+    fclose(f);
+    return bytes;
+}
+
+inline bool WriteWholeFile(const std::string& path, const std::vector<unsigned char>& bytes)
+{
+    FILE* f = fopen(path.c_str(), "wb");
+    if (!f) return false;
+    bool ok = fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    return fclose(f) == 0 && ok;
+}
+
+inline bool FileExists(const std::string& path)
+{
+    FILE* f = fopen(path.c_str(), "rb");
+    if (f) fclose(f);
+    return f != nullptr;
+}
