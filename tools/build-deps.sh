@@ -81,9 +81,9 @@ start=$SECONDS
 # Settings shared by both projects: a Windows cross build that only looks for
 # headers and libraries in the mingw sysroot and our own prefix.
 common=(
-  -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_SYSTEM_PROCESSOR=$cpu
-  -DCMAKE_C_COMPILER=$triplet-gcc -DCMAKE_CXX_COMPILER=$triplet-g++
-  -DCMAKE_RC_COMPILER=$triplet-windres
+  -DCMAKE_SYSTEM_NAME=Windows "-DCMAKE_SYSTEM_PROCESSOR=$cpu"
+  "-DCMAKE_C_COMPILER=$triplet-gcc" "-DCMAKE_CXX_COMPILER=$triplet-g++"
+  "-DCMAKE_RC_COMPILER=$triplet-windres"
   "-DCMAKE_FIND_ROOT_PATH=/usr/$triplet;$prefix"
   -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY
   -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY

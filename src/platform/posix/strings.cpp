@@ -1,6 +1,6 @@
 // LoadStringA, wsprintfA and the lstr*/CharUpper helpers for native builds.
 // wvsprintfA follows Windows: no floating point, "l" means 32 bits, the
-// output is cut at 1024 characters including the terminator.
+// output is cut at 1023 characters plus the terminator.
 #include "platform/win32.h"
 #include "platform/string_table.h"
 
@@ -29,9 +29,11 @@ const int kPrintfLimit = 1024;
 struct Output {
     LPSTR at;
     int used;
+    bool cut;
     void Put(char c)
     {
         if (used < kPrintfLimit - 1) at[used++] = c;
+        else cut = true;
     }
     void Repeat(char c, int n)
     {
@@ -55,7 +57,7 @@ void PutField(Output& out, const char* prefix, const char* text, int length, int
 
 int wvsprintfA(LPSTR out, LPCSTR format, va_list args)
 {
-    Output o{out, 0};
+    Output o{out, 0, false};
     for (const char* f = format; *f; f++) {
         if (*f != '%') {
             o.Put(*f);
@@ -144,7 +146,8 @@ int wvsprintfA(LPSTR out, LPCSTR format, va_list args)
         }
     }
     out[o.used] = 0;
-    return o.used;
+    // Windows answers a cut output with the buffer's full size.
+    return o.cut ? kPrintfLimit : o.used;
 }
 
 int wsprintfA(LPSTR out, LPCSTR format, ...)

@@ -1,0 +1,91 @@
+// The string table: every text the program shows comes from it, native builds
+// through the compiled table and Windows builds through the .rc resources.
+#include "platform/string_table.h"
+#include "platform/win32.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+std::string Load(UINT id, int size = 512)
+{
+    std::string buf(static_cast<size_t>(size), '\x7f');
+    int n = LoadStringA(nullptr, id, &buf[0], size);
+    return buf.substr(0, static_cast<size_t>(n));
+}
+
+// Entries in resources/strings.txt, counted from the source itself.
+unsigned CountSourceEntries()
+{
+    std::vector<unsigned char> bytes = ReadWholeFile(std::string(KV_SOURCE_DIR) + "/resources/strings.txt");
+    unsigned count = 0;
+    bool lineStart = true;
+    for (unsigned char c : bytes) {
+        if (lineStart && c >= '0' && c <= '9') count++;
+        lineStart = c == '\n';
+    }
+    return count;
+}
+
+}  // namespace
+
+TEST(StringTable, HoldsEveryEntryOfTheSourceInAscendingOrder)
+{
+    unsigned source = CountSourceEntries();
+    ASSERT_GT(source, 500u);
+    EXPECT_EQ(source, STR_Count);
+    for (unsigned i = 1; i < STR_Count; i++) ASSERT_LT(STR_Table[i - 1].id, STR_Table[i].id) << i;
+}
+
+TEST(StringTable, SamplesFromEachSubsystemReadExactly)
+{
+    // Start-up, messages, formats, colour, batch, TIFF, settings, save dialog, PCX, TGA.
+    EXPECT_EQ("Only one copy of KorVanta may be run at a time", Load(8222));
+    EXPECT_EQ("Not enough memory to perform operation", Load(8204));
+    EXPECT_EQ("There is no image to save", Load(8234));
+    EXPECT_EQ("Unsupported %s format", Load(9487));
+    EXPECT_EQ("Not a legal %s file", Load(9478));
+    EXPECT_EQ("Illegal or Unsupported BMP/DIB file format", Load(8251));
+    EXPECT_EQ("BMP- Windows Bitmap", Load(1027));
+    EXPECT_EQ("Performing a Flat Color Reduction", Load(1300));
+    EXPECT_EQ("About to destroy color information, continue?", Load(19716));
+    EXPECT_EQ("Patented UNISYS LZW compression not supported", Load(1537));
+    EXPECT_EQ("Core", Load(20754));
+    EXPECT_EQ("Cannot save %u-bit GIF files", Load(21013));
+    EXPECT_EQ("Error encountered decompressing PCX file.  Continue to load?", Load(18176));
+    // Embedded newline and leading blank survive both builds.
+    EXPECT_EQ("Possible errors encountered while reading\nfile, Continue loading this file?", Load(1296));
+    EXPECT_EQ(" has been changed.  Save file before closing?", Load(17920));
+    EXPECT_EQ("\tWindows Version: %s\n", Load(12288));
+}
+
+TEST(StringTable, LoadStringCutsAtTheBufferAndMissesCleanly)
+{
+    char buf[8];
+    memset(buf, 'x', sizeof buf);
+    EXPECT_EQ(4, LoadStringA(nullptr, 8234, buf, 5));
+    EXPECT_STREQ("Ther", buf);
+    memset(buf, 'x', sizeof buf);
+    EXPECT_EQ(0, LoadStringA(nullptr, 65000, buf, sizeof buf));
+    EXPECT_EQ(0, buf[0]);
+}
+
+TEST(StringTable, ResourcesAndCompiledTableGiveIdenticalTexts)
+{
+    // Natively LoadStringA is the compiled table; under Windows it reads the
+    // resources that windres built from the same source, so every id must
+    // come back byte for byte.
+    unsigned compared = 0;
+    for (unsigned i = 0; i < STR_Count; i++) {
+        const StringEntry& e = STR_Table[i];
+        if (e.length == 0) continue;
+        std::string text = Load(e.id, 1024);
+        ASSERT_EQ(std::string(e.text, e.length), text) << "id " << e.id;
+        compared++;
+    }
+    EXPECT_EQ(STR_Count, compared);
+}
