@@ -25,5 +25,7 @@ void HDL_SetContext(const std::string& context);
 // Every box shown since the last clear, in order.
 const std::vector<HeadlessBox>& HDL_Boxes();
 void HDL_ClearBoxes();
+// The depth that UTL_ActiveImageBits reports (the document being converted).
+void HDL_SetActiveBits(int bits);
 // Makes UTL_Yield answer 0 from now on (SIGINT handler), or clears it.
 void HDL_RequestStop(bool stop);

@@ -14,6 +14,7 @@ std::string context;
 std::deque<int> queued;
 std::vector<HeadlessBox> boxes;
 volatile sig_atomic_t stopRequested = 0;
+int activeBits = 0;
 
 // The button a box without a script answer gets, from its type and the policy.
 int PolicyAnswer(UINT flags)
@@ -36,6 +37,8 @@ void HDL_SetEcho(bool on) { echo = on; }
 void HDL_SetContext(const std::string& text) { context = text; }
 const std::vector<HeadlessBox>& HDL_Boxes() { return boxes; }
 void HDL_ClearBoxes() { boxes.clear(); }
+void HDL_SetActiveBits(int bits) { activeBits = bits; }
+int UTL_ActiveImageBits() { return activeBits; }
 void HDL_RequestStop(bool stop) { stopRequested = stop ? 1 : 0; }
 
 int UTL_MessageBox(HWND, LPCSTR text, LPCSTR caption, UINT flags)
