@@ -1,10 +1,29 @@
 // kvconvert: the batch conversion without a desktop. Each input is loaded,
 // converted and saved exactly as the batch facility converts one file.
+#include "cli/cli_job.h"
+#include "cli/cli_options.h"
 #include "cli/headless.h"
+#include "core/messages.h"
+#include "core/settings.h"
+#include "formats/codec_runtime.h"
+#include "formats/format_table.h"
+#include "platform/ui_hooks.h"
 #include "platform/win32.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#ifdef _WIN32
+#include <io.h>
+#define isatty _isatty
+#define fileno _fileno
+#else
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -14,7 +33,8 @@ const char kUsage[] =
     "\n"
     "  -o, --output PATH          output file (one input) or directory (default: .)\n"
     "  -t, --to EXT               output format by extension, e.g. gif, pcx, tif\n"
-    "  -d, --depth N              colour target 1, 4, 8, 16, 24 or 32\n"
+    "  -d, --depth N              colour target 1, 4, 8, 16, 24 or 32 (default: the\n"
+    "                             image's own, or the nearest the format holds)\n"
     "      --gray | --color       convert to gray, or keep colour (default)\n"
     "      --flat | --optimized   reduction method (default --optimized)\n"
     "      --dither | --no-dither dither when reducing (default --dither)\n"
@@ -22,7 +42,7 @@ const char kUsage[] =
     "                             3 stucki, 4 burkes, 5 sierra, 6 jarvis,\n"
     "                             7 stevenson-arce, 8 floyd-noise\n"
     "      --fast-dither 0|1      colour match cache (default 1)\n"
-    "      --compress | --no-compress\n"
+    "      --compress | --no-compress   (default: as the output format allows)\n"
     "      --tiff-compression DEPTH=NAME   PackBits, RLE, Group3, Group4\n"
     "      --jpeg-quality N       JPEG quality 1..100\n"
     "      --yes | --no           answer to a reader's question (default --no)\n"
@@ -32,21 +52,235 @@ const char kUsage[] =
     "      --info FILE            what the reader learned about FILE\n"
     "      --version, --help\n";
 
+// The output being written, so that a second Ctrl-C can remove it at once.
+char unfinishedOutput[4096];
+
+void OnInterrupt(int)
+{
+    static volatile sig_atomic_t interrupts = 0;
+    HDL_RequestStop(true);
+    if (++interrupts > 1) {
+        if (unfinishedOutput[0]) remove(unfinishedOutput);
+        _exit(130);
+    }
+}
+
+bool SameFile(const std::string& a, const std::string& b)
+{
+    struct stat sa, sb;
+    if (stat(a.c_str(), &sa) != 0 || stat(b.c_str(), &sb) != 0) return false;
+#ifdef _WIN32
+    // No inode numbers: compare the full paths without regard to case.
+    char fa[MAX_PATH], fb[MAX_PATH];
+    if (!_fullpath(fa, a.c_str(), MAX_PATH) || !_fullpath(fb, b.c_str(), MAX_PATH)) return false;
+    return lstrcmpiA(fa, fb) == 0;
+#else
+    return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+#endif
+}
+
+bool IsDirectory(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && (st.st_mode & S_IFMT) == S_IFDIR;
+}
+
+bool Exists(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+std::string JoinPath(const std::string& dir, const std::string& name)
+{
+    if (dir.empty() || dir == ".") return name;
+    char last = dir.back();
+    return (last == '/' || last == '\\') ? dir + name : dir + "/" + name;
+}
+
+int PrintFormats()
+{
+    printf("%-4s %-4s %-40s %-5s %-5s %-17s %s\n", "row", "ext", "description", "read", "write", "capability", "id");
+    for (int row = 0; row <= FMT_LastIndex(); row++) {
+        char ext[16], description[256];
+        FMT_GetExtension(row, ext);
+        FMT_GetDescription(row, description);
+        // As the lists show them: stubs are named but neither read nor written.
+        bool reads = FMT_CanLoad(row) && !FMT_IsLoadStub(row);
+        bool writes = FMT_CanSave(row) && !FMT_IsSaveStub(row);
+        char caps[32];
+        const BYTE* c = FMT_GetRow(row)->capability;
+        snprintf(caps, sizeof caps, "%u %u %u %u %u %u", c[0], c[1], c[2], c[3], c[4], c[5]);
+        printf("%-4d %-4s %-40s %-5s %-5s %-17s %ld\n", row, ext, description, reads ? "yes" : "no",
+               writes ? "yes" : "no", caps, static_cast<long>(FMT_GetId(row)));
+    }
+    return 0;
+}
+
+int PrintInfo(const std::string& path)
+{
+    HDL_SetContext(path);
+    INF_Begin(path.c_str());
+    HGLOBAL dib = nullptr;
+    int ok = FMT_Load(path.c_str(), &dib, FMT_Row_Any);
+    if (ok) {
+        char description[256] = "";
+        if (FMT_FoundRow >= 0) FMT_GetDescription(FMT_FoundRow, description);
+        printf("file: %s\nformat: %s\n", path.c_str(), description);
+        const struct {
+            const char* name;
+            int field;
+        } fields[] = {{"width", INF_WIDTH},   {"height", INF_HEIGHT},         {"palette", INF_PALETTE},
+                      {"planes", INF_PLANES}, {"colors", INF_COLORS},         {"gray", INF_GRAY},
+                      {"memory", INF_MEMORY}, {"compressed", INF_COMPRESSED}, {"bits per pixel", INF_BITSPERPIXEL},
+                      {"type", INF_TYPE},     {"version", INF_VERSION}};
+        for (const auto& f : fields) {
+            LONG v = INF_GetValue(f.field);
+            if (v == -1) printf("%s: Unknown\n", f.name);
+            else printf("%s: %ld\n", f.name, static_cast<long>(v));
+        }
+        printf("creator: %s\n", INF_Info.creator ? INF_Info.creator : "Unknown");
+        GlobalFree(dib);
+    }
+    INF_End();
+    return ok ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    HDL_SetEcho(true);
-    for (int i = 1; i < argc; i++) {
-        if (!strcmp(argv[i], "--version")) {
-            printf("kvconvert (KorVanta) 3.50\n");
-            return 0;
-        }
-        if (!strcmp(argv[i], "--help") || !strcmp(argv[i], "-h")) {
-            fputs(kUsage, stdout);
-            return 0;
-        }
+    ConvertOptions o;
+    std::string error;
+    if (!CLI_ParseOptions(argc, argv, &o, &error)) {
+        fprintf(stderr, "kvconvert: %s\nTry 'kvconvert --help'.\n", error.c_str());
+        return 2;
     }
-    fprintf(stderr, "kvconvert: conversion is not available yet\n%s", kUsage);
-    return 2;
+    if (o.help) {
+        fputs(kUsage, stdout);
+        return 0;
+    }
+    if (o.version) {
+        printf("kvconvert (KorVanta) 3.50\n");
+        return 0;
+    }
+
+    HDL_SetEcho(true);
+    bool interactive = isatty(fileno(stdin)) && isatty(fileno(stderr));
+    HDL_SetPolicy(o.answer > 0 ? IDYES : IDNO);
+    (void)interactive;
+    SET_Reset();
+    SET_Put(SET_DITHER_TYPE, o.ditherType);
+    SET_Put(SET_FAST_DITHER, o.fastDither);
+    for (int i = 0; i < 5; i++)
+        if (o.tiffCompression[i] >= 0) SET_Put(SET_TIF_1_BIT_COMPRESSION + 4 * i, o.tiffCompression[i]);
+    FMT_RegisterBuiltins();
+    FIL_LoadRow = FMT_Row_Any;
+
+    if (o.listFormats) return PrintFormats();
+    if (!o.info.empty()) return PrintInfo(o.info);
+    if (o.inputs.empty()) {
+        fprintf(stderr, "kvconvert: no input files\nTry 'kvconvert --help'.\n");
+        return 2;
+    }
+
+    // The output row: --to, else the extension of -o FILE.
+    bool outputIsDir = o.output.empty() || IsDirectory(o.output) ||
+                       (!o.output.empty() && (o.output.back() == '/' || o.output.back() == '\\'));
+    int outRow = -1;
+    if (!o.to.empty()) {
+        outRow = FMT_FromExtension(o.to.c_str());
+    } else if (!outputIsDir) {
+        outRow = FMT_FromFileName(o.output.c_str());
+    } else {
+        fprintf(stderr, "kvconvert: say the output format with --to EXT or name the output file with -o\n");
+        return 2;
+    }
+    if (outRow < 0 || !FMT_CanSave(outRow) || FMT_IsSaveStub(outRow)) {
+        fprintf(stderr, "kvconvert: '%s' is not a format that can be written (see --list-formats)\n",
+                o.to.empty() ? o.output.c_str() : o.to.c_str());
+        return 2;
+    }
+    if (!outputIsDir && o.inputs.size() > 1) {
+        fprintf(stderr, "kvconvert: -o names one file, but %zu inputs were given; give a directory\n", o.inputs.size());
+        return 2;
+    }
+    if (o.depth && !FMT_GetCapability(outRow, FMT_DepthIndex(o.depth))) {
+        char ext[16];
+        FMT_GetExtension(outRow, ext);
+        fprintf(stderr, "kvconvert: %s files can't hold %d-bit images\n", ext, o.depth);
+        return 2;
+    }
+    if (outputIsDir && !o.output.empty() && !IsDirectory(o.output)) {
+        fprintf(stderr, "kvconvert: output directory '%s' does not exist\n", o.output.c_str());
+        return 2;
+    }
+
+    signal(SIGINT, OnInterrupt);
+    int failed = 0, converted = 0;
+    for (size_t n = 0; n < o.inputs.size(); n++) {
+        const std::string& input = o.inputs[n];
+        HDL_SetContext(input);
+        std::string output = outputIsDir ? JoinPath(o.output, CLI_OutputName(input, outRow)) : o.output;
+        if (UTL_Yield() == 0) break;
+        bool clash = false;
+        for (const std::string& other : o.inputs) clash |= SameFile(output, other);
+        if (clash) {
+            fprintf(stderr, "%s: the output %s is an input file; it is never overwritten\n", input.c_str(), output.c_str());
+            failed++;
+            continue;
+        }
+        if (Exists(output) && !o.force) {
+            fprintf(stderr, "%s: %s exists (use --force to replace it)\n", input.c_str(), output.c_str());
+            failed++;
+            continue;
+        }
+        CliDocument doc;
+        if (!CLI_LoadDocument(input, &doc)) {
+            if (UTL_Yield() == 0) break;
+            failed++;
+            continue;
+        }
+        int bits, color, compressed;
+        CLI_PresetSave(outRow, o.depth ? o.depth : doc.bits, o.gray ? 0 : doc.color, doc.compressed, &bits, &color,
+                       &compressed);
+        if (o.compress >= 0) {
+            int d = FMT_DepthIndex(bits);
+            compressed = o.compress && FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
+            if (FMT_TestCapability(outRow, d, CAP_COMPRESS_INHERENT) && !FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL))
+                compressed = 1;
+        }
+        CLI_ConvertDocument(&doc, bits, !color, o);
+        doc.compressed = compressed;
+
+        // Write beside the output under a private name, then put it in place:
+        // a failed or interrupted save leaves nothing behind.
+        std::string temp = output + ".kvpart";
+        snprintf(unfinishedOutput, sizeof unfinishedOutput, "%s", temp.c_str());
+        HDL_SetActiveBits(doc.bits);
+        int saved = FMT_Save(temp.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(doc.compressed),
+                             static_cast<WORD>(doc.bits), outRow);
+        CLI_FreeDocument(&doc);
+        bool stopped = UTL_Yield() == 0;
+        if (saved && !stopped) {
+#ifdef _WIN32
+            if (o.force) remove(output.c_str());
+#endif
+            if (rename(temp.c_str(), output.c_str()) != 0) {
+                fprintf(stderr, "%s: cannot write %s\n", input.c_str(), output.c_str());
+                saved = 0;
+            }
+        }
+        remove(temp.c_str());
+        unfinishedOutput[0] = 0;
+        if (stopped) break;
+        if (saved) converted++;
+        else failed++;
+    }
+    HDL_SetContext("");
+    if (UTL_Yield() == 0) {
+        fprintf(stderr, "kvconvert: interrupted after %d of %zu files\n", converted, o.inputs.size());
+        return 130;
+    }
+    return failed ? 1 : 0;
 }

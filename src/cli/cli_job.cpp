@@ -1,0 +1,89 @@
+// The conversion steps of kvconvert.
+#include "cli/cli_job.h"
+
+#include "formats/codec_runtime.h"
+#include "formats/format_table.h"
+#include "platform/dib.h"
+
+#include <cctype>
+
+std::string CLI_OutputName(const std::string& input, int row)
+{
+    size_t slash = input.find_last_of("/\\");
+    std::string name = slash == std::string::npos ? input : input.substr(slash + 1);
+    size_t dot = name.find('.');
+    if (dot == std::string::npos) return name;
+    char extension[16];
+    FMT_GetExtension(row, extension);
+    bool lower = false;
+    for (char c : name) lower |= islower(static_cast<unsigned char>(c)) != 0;
+    std::string ext = extension;
+    if (lower)
+        for (char& c : ext) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    return name.substr(0, dot + 1) + ext;
+}
+
+void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed)
+{
+    static const int kBits[6] = {1, 4, 8, 16, 24, 32};
+    int d = FMT_DepthIndex(bits);
+    if (d < 0) d = DEPTH_24;
+    // Compressed as the format changes it: forced where inherent, off where it can't be.
+    if (FMT_TestCapability(row, d, CAP_COMPRESS_INHERENT)) compressed = 1;
+    if (!FMT_TestCapability(row, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT)) compressed = 0;
+    if (!FMT_GetCapability(row, d)) {
+        // The nearest depth the row holds: upward first, then down from 32.
+        int found = -1;
+        for (int i = d + 1; i < 6 && found < 0; i++)
+            if (FMT_GetCapability(row, i)) found = i;
+        static const int kDown[] = {DEPTH_16, DEPTH_8, DEPTH_4, DEPTH_1};
+        for (int i = 0; i < 4 && found < 0; i++)
+            if (FMT_GetCapability(row, kDown[i])) found = kDown[i];
+        if (found >= 0) {
+            d = found;
+            if (FMT_TestCapability(row, d, CAP_COMPRESS_INHERENT)) compressed = 1;
+        }
+    }
+    if (!FMT_TestCapability(row, d, CAP_COLOR)) color = 0;
+    *outBits = kBits[d];
+    *outColor = color;
+    *outCompressed = compressed;
+}
+
+void CLI_FreeDocument(CliDocument* doc)
+{
+    if (doc->dib) GlobalFree(doc->dib);
+    doc->dib = nullptr;
+}
+
+int CLI_LoadDocument(const std::string& path, CliDocument* doc)
+{
+    *doc = CliDocument();
+    INF_Begin(path.c_str());
+    HGLOBAL dib = nullptr;
+    FIL_LoadRow = FMT_Row_Any;
+    int ok = FMT_Load(path.c_str(), &dib, FMT_Row_Any) && dib;
+    if (ok) {
+        // The depth, colour and compression a new window takes from the load.
+        LONG product = INF_GetValue(INF_BITSPERPIXEL) * INF_GetValue(INF_PLANES);
+        doc->bits = product == 1 ? 1 : product <= 4 ? 4 : product <= 8 ? 8 : product <= 16 ? 16 : product <= 24 ? 24 : 32;
+        doc->color = INF_GetValue(INF_GRAY) == 0;
+        doc->compressed = INF_GetValue(INF_COMPRESSED) > 0;
+        doc->format = FMT_FoundRow;
+        doc->dib = dib;
+        // Gray detection as the image window does it: a colour table of grays.
+        BITMAPINFOHEADER* h;
+        RGBQUAD* table;
+        if (doc->color && DIB_Lock(dib, &h, &table, nullptr)) {
+            if (h->biBitCount < 9) {
+                bool differs = false;
+                for (DWORD i = 0; i < h->biClrUsed && !differs; i++)
+                    differs = table[i].rgbRed != table[i].rgbGreen || table[i].rgbGreen != table[i].rgbBlue;
+                if (!differs) doc->color = 0;
+            }
+            GlobalUnlock(dib);
+        }
+    }
+    INF_End();
+    return ok;
+}

@@ -1,0 +1,35 @@
+// One conversion of kvconvert: load by the input's last extension, convert as
+// the batch facility converts one image, save through the output row.
+#pragma once
+
+#include "cli/cli_options.h"
+#include "platform/win32.h"
+
+#include <string>
+
+// The document being converted: its DIB and the facts a window would hold.
+struct CliDocument {
+    HGLOBAL dib = nullptr;
+    int bits = 0;        // 1, 4, 8, 16, 24 or 32
+    int color = 1;       // 0 for a gray image
+    int compressed = 0;  // saved compressed
+    int format = -1;     // row it was loaded through
+};
+
+// The output name for an input: its file name cut at the first dot, plus "."
+// and the row's extension (lower case unless the name has no lower-case
+// letter); a name without a dot stays as it is.
+std::string CLI_OutputName(const std::string& input, int row);
+
+// What Save As would preselect for a document going to row: the depth (the
+// document's own if the row can hold it, else the nearest it can, upward
+// first, then down from 32), colour (gray where the row can't hold colour)
+// and compression (forced where inherent, off where impossible).
+void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed);
+
+// Loads path through the row of its last extension; 0 after a report.
+int CLI_LoadDocument(const std::string& path, CliDocument* doc);
+// Converts the document to the target depth and colour with the batch's rules.
+void CLI_ConvertDocument(CliDocument* doc, int targetBits, int gray, const ConvertOptions& options);
+// Frees the document's DIB.
+void CLI_FreeDocument(CliDocument* doc);
