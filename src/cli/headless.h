@@ -18,6 +18,8 @@ struct HeadlessBox {
 void HDL_SetPolicy(int answer);
 // Answers used before the policy, first in first out (tests script dialogues).
 void HDL_QueueAnswer(int answer);
+// Whether questions without a queued answer are asked on the terminal.
+void HDL_SetInteractive(bool on);
 // Whether boxes are printed to stderr (kvconvert) or only recorded (tests).
 void HDL_SetEcho(bool echo);
 // A prefix printed before each box's text, e.g. the file being converted.

@@ -15,6 +15,22 @@ std::deque<int> queued;
 std::vector<HeadlessBox> boxes;
 volatile sig_atomic_t stopRequested = 0;
 int activeBits = 0;
+bool interactive = false;
+
+// Asks a question on the terminal; Enter alone or anything but y/yes is No.
+int AskOnTerminal(const char* text, UINT flags)
+{
+    if (!context.empty()) fprintf(stderr, "%s: ", context.c_str());
+    fprintf(stderr, "%s [y/N] ", text ? text : "");
+    fflush(stderr);
+    char line[64];
+    bool yes = fgets(line, sizeof line, stdin) && (line[0] == 'y' || line[0] == 'Y');
+    UINT type = flags & MB_TYPEMASK;
+    if (type == MB_OKCANCEL) return yes ? IDOK : IDCANCEL;
+    if (type == MB_ABORTRETRYIGNORE) return yes ? IDIGNORE : IDABORT;
+    if (type == MB_RETRYCANCEL) return yes ? IDRETRY : IDCANCEL;
+    return yes ? IDYES : IDNO;
+}
 
 // The button a box without a script answer gets, from its type and the policy.
 int PolicyAnswer(UINT flags)
@@ -37,6 +53,7 @@ void HDL_SetEcho(bool on) { echo = on; }
 void HDL_SetContext(const std::string& text) { context = text; }
 const std::vector<HeadlessBox>& HDL_Boxes() { return boxes; }
 void HDL_ClearBoxes() { boxes.clear(); }
+void HDL_SetInteractive(bool on) { interactive = on; }
 void HDL_SetActiveBits(int bits) { activeBits = bits; }
 int UTL_ActiveImageBits() { return activeBits; }
 void HDL_RequestStop(bool stop) { stopRequested = stop ? 1 : 0; }
@@ -47,6 +64,10 @@ int UTL_MessageBox(HWND, LPCSTR text, LPCSTR caption, UINT flags)
     if (!queued.empty()) {
         answer = queued.front();
         queued.pop_front();
+    } else if (interactive && (flags & MB_TYPEMASK) != MB_OK) {
+        answer = AskOnTerminal(text, flags);
+        boxes.push_back({text ? text : "", caption ? caption : "", flags, answer});
+        return answer;
     } else {
         answer = PolicyAnswer(flags);
     }

@@ -168,7 +168,7 @@ int main(int argc, char** argv)
     HDL_SetEcho(true);
     bool interactive = isatty(fileno(stdin)) && isatty(fileno(stderr));
     HDL_SetPolicy(o.answer > 0 ? IDYES : IDNO);
-    (void)interactive;
+    HDL_SetInteractive(o.answer == 0 && interactive);
     SET_Reset();
     SET_Put(SET_DITHER_TYPE, o.ditherType);
     SET_Put(SET_FAST_DITHER, o.fastDither);
