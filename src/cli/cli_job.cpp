@@ -1,9 +1,13 @@
 // The conversion steps of kvconvert.
 #include "cli/cli_job.h"
 
+#include "cli/headless.h"
 #include "formats/codec_runtime.h"
 #include "formats/format_table.h"
 #include "platform/dib.h"
+#include "platform/ui_hooks.h"
+
+#include <cstdio>
 
 #include <cctype>
 
@@ -86,4 +90,47 @@ int CLI_LoadDocument(const std::string& path, CliDocument* doc)
     }
     INF_End();
     return ok;
+}
+
+int CLI_ConvertFile(const ConvertOptions& o, const std::string& input, const std::string& output, int outRow,
+                    char* unfinished, size_t unfinishedSize)
+{
+    CliDocument doc;
+    if (!CLI_LoadDocument(input, &doc)) return UTL_Yield() ? 0 : -1;
+    int bits, color, compressed;
+    CLI_PresetSave(outRow, o.depth ? o.depth : doc.bits, o.gray ? 0 : doc.color, doc.compressed, &bits, &color,
+                   &compressed);
+    if (o.compress >= 0) {
+        // Asked for or against; a format that always compresses at this depth still does.
+        int d = FMT_DepthIndex(bits);
+        compressed = o.compress && FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
+        if (FMT_TestCapability(outRow, d, CAP_COMPRESS_INHERENT) && !FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL))
+            compressed = 1;
+    }
+    CLI_ConvertDocument(&doc, bits, !color, o);
+    doc.compressed = compressed;
+
+    // Written beside the output under a private name, then put in place: a
+    // failed or interrupted save leaves nothing behind.
+    std::string temp = output + ".kvpart";
+    snprintf(unfinished, unfinishedSize, "%s", temp.c_str());
+    HDL_SetActiveBits(doc.bits);
+    int saved = FMT_Save(temp.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(doc.compressed),
+                         static_cast<WORD>(doc.bits), outRow);
+    CLI_FreeDocument(&doc);
+    bool stopped = UTL_Yield() == 0;
+    if (saved && !stopped) {
+#ifdef _WIN32
+        // Windows' rename won't replace; the existing output was allowed by --force.
+        remove(output.c_str());
+#endif
+        if (rename(temp.c_str(), output.c_str()) != 0) {
+            fprintf(stderr, "%s: cannot write %s\n", input.c_str(), output.c_str());
+            saved = 0;
+        }
+    }
+    remove(temp.c_str());
+    unfinished[0] = 0;
+    if (stopped) return -1;
+    return saved ? 1 : 0;
 }

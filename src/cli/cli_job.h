@@ -31,5 +31,10 @@ void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, 
 int CLI_LoadDocument(const std::string& path, CliDocument* doc);
 // Converts the document to the target depth and colour with the batch's rules.
 void CLI_ConvertDocument(CliDocument* doc, int targetBits, int gray, const ConvertOptions& options);
+// Converts one input into output through outRow: load, preset, convert, save
+// under a private name and put it in place. 1 converted, 0 failed (reported),
+// -1 stopped by the user. unfinished names the private file while it exists.
+int CLI_ConvertFile(const ConvertOptions& options, const std::string& input, const std::string& output, int outRow,
+                    char* unfinished, size_t unfinishedSize);
 // Frees the document's DIB.
 void CLI_FreeDocument(CliDocument* doc);

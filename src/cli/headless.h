@@ -31,3 +31,12 @@ void HDL_ClearBoxes();
 void HDL_SetActiveBits(int bits);
 // Makes UTL_Yield answer 0 from now on (SIGINT handler), or clears it.
 void HDL_RequestStop(bool stop);
+// Whether the thermometer draws its bar on stderr when that is a terminal
+// (on by default; kvconvert's quiet mode turns it off).
+void HDL_SetProgressBar(bool on);
+// What the thermometer was asked since the last clear, one line a call that
+// changed it: "open TEXT", "range LOW HIGH", "update POS FILL" and "paint POS
+// FILL" (a plain and a full paint, FILL the bar's length out of 100),
+// "text TEXT", "close".
+const std::vector<std::string>& HDL_ThermometerCalls();
+void HDL_ClearThermometerCalls();

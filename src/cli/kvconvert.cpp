@@ -223,6 +223,12 @@ int main(int argc, char** argv)
         HDL_SetContext(input);
         std::string output = outputIsDir ? JoinPath(o.output, CLI_OutputName(input, outRow)) : o.output;
         if (UTL_Yield() == 0) break;
+        if (!Exists(input)) {
+            // Readers open quietly; say here why nothing came of it.
+            fprintf(stderr, "%s: cannot open the file\n", input.c_str());
+            failed++;
+            continue;
+        }
         bool clash = false;
         for (const std::string& other : o.inputs) clash |= SameFile(output, other);
         if (clash) {
@@ -235,46 +241,9 @@ int main(int argc, char** argv)
             failed++;
             continue;
         }
-        CliDocument doc;
-        if (!CLI_LoadDocument(input, &doc)) {
-            if (UTL_Yield() == 0) break;
-            failed++;
-            continue;
-        }
-        int bits, color, compressed;
-        CLI_PresetSave(outRow, o.depth ? o.depth : doc.bits, o.gray ? 0 : doc.color, doc.compressed, &bits, &color,
-                       &compressed);
-        if (o.compress >= 0) {
-            int d = FMT_DepthIndex(bits);
-            compressed = o.compress && FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
-            if (FMT_TestCapability(outRow, d, CAP_COMPRESS_INHERENT) && !FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL))
-                compressed = 1;
-        }
-        CLI_ConvertDocument(&doc, bits, !color, o);
-        doc.compressed = compressed;
-
-        // Write beside the output under a private name, then put it in place:
-        // a failed or interrupted save leaves nothing behind.
-        std::string temp = output + ".kvpart";
-        snprintf(unfinishedOutput, sizeof unfinishedOutput, "%s", temp.c_str());
-        HDL_SetActiveBits(doc.bits);
-        int saved = FMT_Save(temp.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(doc.compressed),
-                             static_cast<WORD>(doc.bits), outRow);
-        CLI_FreeDocument(&doc);
-        bool stopped = UTL_Yield() == 0;
-        if (saved && !stopped) {
-#ifdef _WIN32
-            if (o.force) remove(output.c_str());
-#endif
-            if (rename(temp.c_str(), output.c_str()) != 0) {
-                fprintf(stderr, "%s: cannot write %s\n", input.c_str(), output.c_str());
-                saved = 0;
-            }
-        }
-        remove(temp.c_str());
-        unfinishedOutput[0] = 0;
-        if (stopped) break;
-        if (saved) converted++;
+        int result = CLI_ConvertFile(o, input, output, outRow, unfinishedOutput, sizeof unfinishedOutput);
+        if (result < 0) break;
+        if (result) converted++;
         else failed++;
     }
     HDL_SetContext("");

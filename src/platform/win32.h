@@ -2,6 +2,9 @@
 // <windows.h>; on native builds it is the subset in platform/posix/.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
 #ifdef _WIN32
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
