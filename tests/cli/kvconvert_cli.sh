@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# kvconvert from the outside: exit codes, output names, the files it refuses
+# to touch, and interruption. Usage: kvconvert_cli.sh KVCONVERT
+# Prints one line per check and "N passed, M failed" last.
+set -u
+kv=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+passed=0
+failed=0
+check() {  # check NAME CONDITION...
+  local name=$1; shift
+  if "$@"; then passed=$((passed + 1)); echo "ok   $name"; else failed=$((failed + 1)); echo "FAIL $name"; fi
+}
+
+# A 24-bit BMP written here byte by byte: W x H, pixel (x, y) = (x*7, y*11, x*y) bottom-up.
+make_bmp() {  # make_bmp FILE W H
+  python3 - "$@" <<'PY'
+import struct, sys
+path, w, h = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+stride = (w * 3 + 3) & ~3
+rows = b''
+for y in range(h - 1, -1, -1):
+    row = bytearray()
+    for x in range(w):
+        row += bytes(((x * y) & 255, (y * 11) & 255, (x * 7) & 255))
+    rows += bytes(row) + b'\0' * (stride - len(row))
+head = struct.pack('<IiiHHIIiiII', 40, w, h, 1, 24, 0, len(rows), 0, 0, 0, 0)
+open(path, 'wb').write(b'BM' + struct.pack('<IHHI', 14 + len(head) + len(rows), 0, 0, 54) + head + rows)
+PY
+}
+
+make_bmp photo.one.bmp 40 30
+cp photo.one.bmp A.B.BMP
+sum_before=$(sha256sum photo.one.bmp | cut -c1-64)
+
+# Output name: cut at the first dot, the output row's extension; load by the last.
+"$kv" -q -t gif photo.one.bmp 2>err.txt
+check "converts to the name cut at the first dot" test $? -eq 0 -a -s photo.gif
+check "the output is a GIF87a" test "$(head -c 6 photo.gif)" = GIF87a
+"$kv" -q -t pcx A.B.BMP 2>/dev/null
+check "an upper-case name gives an upper-case extension" test -s A.PCX
+
+# Never the input: same folder, same extension.
+"$kv" -q -t bmp -o photo.one.bmp photo.one.bmp 2>err.txt
+rc=$?
+check "writing over the input is refused with status 1" test $rc -eq 1
+check "the refusal says why" grep -q "is an input file; it is never overwritten" err.txt
+check "the input is unchanged" test "$(sha256sum photo.one.bmp | cut -c1-64)" = "$sum_before"
+
+# An existing output is kept unless --force.
+echo keep >photo.tga
+"$kv" -q -t tga photo.one.bmp 2>err.txt
+rc=$?
+check "an existing output is kept without --force" test $rc -eq 1 -a "$(cat photo.tga)" = keep
+"$kv" -q --force -t tga photo.one.bmp 2>/dev/null
+rc=$?
+check "--force replaces it" test $rc -eq 0 -a "$(wc -c <photo.tga)" -gt 100
+
+# One failure among several inputs: the others are converted, status 1.
+mkdir -p out
+printf 'not an image' >broken.bmp
+"$kv" -q -t gif -o out broken.bmp photo.one.bmp nothere.bmp 2>err.txt
+rc=$?
+check "status 1 when any input failed" test $rc -eq 1
+check "the good input is still converted" test -s out/photo.gif
+check "the broken file gets the reader's message" grep -q "broken.bmp: Error, not a Legitimate DIB File!" err.txt
+check "no output is left for a failed input" test ! -e out/broken.gif
+touch unknown.xyz
+"$kv" -q -t gif unknown.xyz 2>err.txt
+check "an unknown extension is a failed load with a report" grep -q "Unsupported file type for image:unknown.xyzcannot load." err.txt
+
+# A save that fails leaves nothing: the output's folder is a file.
+"$kv" -q -t bmp -o photo.one.bmp/x.bmp photo.one.bmp 2>err.txt
+check "a failed save gives status 1" test $? -eq 1
+check "a failed save leaves no file" test -z "$(ls | grep kvpart)"
+
+# Bad usage is status 2.
+"$kv" -q --depth 7 photo.one.bmp 2>/dev/null
+check "a bad depth is status 2" test $? -eq 2
+"$kv" -q -t gif -d 24 photo.one.bmp 2>err.txt
+check "a depth the format can't hold is status 2" test $? -eq 2
+check "and says so" grep -q "GIF files can't hold 24-bit images" err.txt
+"$kv" -q -t xyz photo.one.bmp 2>/dev/null
+check "an unwritable output format is status 2" test $? -eq 2
+
+# The format list reproduces the table.
+"$kv" --list-formats >formats.txt
+check "the format list has 36 rows" test "$(($(wc -l <formats.txt) - 1))" -eq 36
+check "the GIF row" grep -Eq '^10 +GIF +GIF- Compuserve +yes +yes +9 9 9 0 0 0 +47$' formats.txt
+check "a stub row is neither read nor written" grep -Eq '^5 +CUT +CUT- Dr. Halo Format +no +no +0 0 0 0 0 0 +26$' formats.txt
+
+# Interruption: a large conversion stopped by SIGINT leaves no partial file.
+make_bmp big.bmp 3000 2000
+"$kv" -q -t pcx -d 8 --optimized --dither -o big.pcx big.bmp 2>err.txt &
+pid=$!
+sleep 0.3
+kill -INT $pid 2>/dev/null
+wait $pid
+rc=$?
+if [ $rc -eq 0 ]; then
+  check "an uninterrupted conversion finished whole" test -s big.pcx
+else
+  check "SIGINT stops with status 130" test $rc -eq 130
+  check "SIGINT leaves no output" test ! -e big.pcx -a ! -e big.pcx.kvpart
+  check "SIGINT reports what was done" grep -q "interrupted after 0 of 1 files" err.txt
+fi
+
+echo "$passed passed, $failed failed"
+[ $failed -eq 0 ]
