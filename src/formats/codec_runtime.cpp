@@ -241,10 +241,11 @@ DWORD FIL_SizeByName(LPCSTR path)
 
 void FIL_Remove(LPCSTR path)
 {
-    char name[128];
+    // A private copy of the name, long enough for any path: a failed write
+    // must not leave its file behind because the name was cut.
+    char name[1024];
     lstrcpynA(name, path, sizeof name);
-    OFSTRUCT of;
-    OpenFile(name, &of, OF_DELETE);
+    DeleteFileA(name);
 }
 
 // ---- the buffered file -------------------------------------------------------------
@@ -350,7 +351,7 @@ DWORD FIL_BufferedOverrun() { return bf.overrun; }
 UINT FIL_WriteBuffered(const void* source, UINT n)
 {
     const BYTE* from = static_cast<const BYTE*>(source);
-    if (static_cast<UINT>(bf.count) + n <= bf.size) {
+    if (n <= bf.size - static_cast<UINT>(bf.count)) {
         memcpy(bf.cursor, from, n);
         bf.cursor += n;
         bf.count += static_cast<LONG>(n);

@@ -104,7 +104,11 @@ int FMT_Register(DWORD kind, LPCSTR extension, LPCSTR description, FMT_LoadProc 
     r.index = static_cast<DWORD>(rowCount);
     r.kind = kind;
     lstrcpynA(r.extension, extension, sizeof r.extension);
-    r.description = strdup(description ? description : "");
+    // Descriptions are cut at 100 characters so that every filter entry fits
+    // the 128 bytes a row is given in the filter buffer.
+    char cut[101];
+    lstrcpynA(cut, description ? description : "", sizeof cut);
+    r.description = strdup(cut);
     r.load = load;
     r.save = save;
     r.validate = validate;
@@ -365,6 +369,9 @@ int FMT_AnyLoad(LPCSTR path, HGLOBAL* dib)
 {
     if (dib) *dib = nullptr;
     FMT_FoundRow = FMT_FromFileName(path);
+    // A name ending in ".*" finds this row itself, which reads nothing by
+    // itself; taken as unknown rather than loaded through itself again.
+    if (FMT_FoundRow == FMT_Row_Any) FMT_FoundRow = -1;
     if (FMT_FoundRow < 0) {
         // "Unsupported file type for image:" + path + "cannot load.", no blanks between.
         char head[64], tail[32];

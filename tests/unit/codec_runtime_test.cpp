@@ -1,0 +1,297 @@
+// The codec runtime: the DIB header builder and ImageInfo, the plain file
+// wrappers with their read-error flag, and the buffered file at its edges.
+#include "formats/codec_runtime.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+int panelOpened, panelClosed, panelRepaints;
+WORD panelLastStep;
+void PanelOpen() { panelOpened++; }
+void PanelRepaint(WORD step)
+{
+    panelRepaints++;
+    panelLastStep = step;
+}
+void PanelClose() { panelClosed++; }
+const InfoPanelHooks kPanel = {PanelOpen, PanelRepaint, PanelClose};
+
+std::vector<unsigned char> Bytes(std::initializer_list<unsigned char> list) { return list; }
+
+std::vector<unsigned char> Counting(int n)
+{
+    std::vector<unsigned char> bytes;
+    for (int i = 0; i < n; i++) bytes.push_back(static_cast<unsigned char>(i));
+    return bytes;
+}
+}  // namespace
+
+TEST(CodecRuntime, InitHeaderFillsEveryFieldAndImageInfo)
+{
+    EXPECT_EQ(4u, DIB_Stride(1, 1));
+    EXPECT_EQ(8u, DIB_Stride(13, 4));
+    EXPECT_EQ(12u, DIB_Stride(3, 24));
+    EXPECT_EQ(20u, DIB_Stride(5, 32));
+    EXPECT_EQ(36u, DIB_Stride(33, 8));
+
+    INF_Begin("shot.gif");
+    BITMAPINFOHEADER h;
+    memset(&h, 0xCD, sizeof h);
+    INF_Info.invalid = 0;
+    DIB_InitHeader(&h, 13, 7, 4, DIB_Stride(13, 4), 16);
+    EXPECT_EQ(40u, h.biSize);
+    EXPECT_EQ(13, h.biWidth);
+    EXPECT_EQ(7, h.biHeight);
+    EXPECT_EQ(1, h.biPlanes);
+    EXPECT_EQ(4, h.biBitCount);
+    EXPECT_EQ(0u, h.biCompression);
+    EXPECT_EQ(56u, h.biSizeImage);
+    EXPECT_EQ(0, h.biXPelsPerMeter);
+    EXPECT_EQ(0, h.biYPelsPerMeter);
+    EXPECT_EQ(16u, h.biClrUsed);
+    EXPECT_EQ(16u, h.biClrImportant);
+
+    EXPECT_EQ(13, INF_Info.width);
+    EXPECT_EQ(7, INF_Info.height);
+    EXPECT_EQ(16, INF_Info.palette);
+    EXPECT_EQ(16, INF_Info.colors);
+    EXPECT_EQ(56, INF_Info.memory);
+    EXPECT_EQ(1, INF_Info.invalid);
+    // What the header doesn't say stays unknown.
+    EXPECT_EQ(-1, INF_Info.planes);
+    EXPECT_EQ(-1, INF_Info.gray);
+    EXPECT_EQ(-1, INF_Info.compressed);
+    EXPECT_EQ(-1, INF_Info.bitsPerPixel);
+    EXPECT_EQ(-1, INF_Info.type);
+    EXPECT_EQ(-1, INF_Info.version);
+
+    // A 24-bit header has no table.
+    DIB_InitHeader(&h, 3, 2, 24, DIB_Stride(3, 24), 0);
+    EXPECT_EQ(24u, h.biSizeImage);
+    EXPECT_EQ(0u, h.biClrUsed);
+    EXPECT_EQ(0, INF_Info.palette);
+    EXPECT_EQ(24, INF_Info.memory);
+    INF_End();
+}
+
+TEST(CodecRuntime, BeginAndEndFrameALoadAndProgressMovesThePanel)
+{
+    INF_SetPanelHooks(&kPanel);
+    panelOpened = panelClosed = panelRepaints = 0;
+    for (int f = INF_WIDTH; f <= INF_VERSION; f++) INF_SetValue(f, 5);
+    INF_SetCreator(CREATOR_AMIGA);
+    EXPECT_STREQ("Amiga", INF_Info.creator);
+
+    INF_Begin("C:\\pictures\\a.gif");
+    EXPECT_EQ(1, panelOpened);
+    ASSERT_NE(nullptr, INF_Info.file);
+    EXPECT_STREQ("C:\\pictures\\a.gif", INF_Info.file);
+    for (int f = INF_WIDTH; f <= INF_VERSION; f++) EXPECT_EQ(-1, INF_GetValue(f)) << f;
+    EXPECT_EQ(-1, INF_GetValue(INF_FILE));
+
+    INF_SetValue(INF_BITSPERPIXEL, 2);
+    EXPECT_EQ(2, INF_Info.bitsPerPixel);
+    INF_SetCreator(CREATOR_SUN);
+    EXPECT_STREQ("SUN", INF_Info.creator);
+    INF_SetCreator(CREATOR_WINDOWS);
+    EXPECT_STREQ("Windows", INF_Info.creator);
+
+    INF_SetProgress(3, 90);
+    EXPECT_EQ(3, INF_Info.step);
+    EXPECT_EQ(3, INF_Info.firstStep);
+    EXPECT_EQ(90, INF_Info.lastStep);
+    INF_Invalidate();
+    INF_Step(10);
+    EXPECT_EQ(10, INF_Info.step);
+    EXPECT_EQ(1, panelRepaints);
+    EXPECT_EQ(10, panelLastStep);
+    EXPECT_EQ(0, INF_Info.invalid);
+
+    INF_End();
+    EXPECT_EQ(1, panelClosed);
+    EXPECT_EQ(nullptr, INF_Info.file);
+    EXPECT_EQ(nullptr, INF_Info.creator);
+    INF_SetPanelHooks(nullptr);
+    // Without a panel nothing is called.
+    INF_Begin("b.gif");
+    INF_Step(1);
+    INF_End();
+    EXPECT_EQ(1, panelOpened);
+    EXPECT_EQ(1, panelRepaints);
+}
+
+TEST(CodecRuntime, PlainReadsFlagAShortReadAndKeepWhatWasThere)
+{
+    std::string path = TempPath("plain_reads.bin");
+    ASSERT_TRUE(WriteWholeFile(path, Bytes({0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x00, 0x00, 0x80, 0x3F, 0x99})));
+    HFILE f = _lopen(path.c_str(), OF_READ);
+    ASSERT_NE(HFILE_ERROR, f);
+    EXPECT_EQ(12u, FIL_Size(f));
+    FIL_SetReadError(0);
+    EXPECT_EQ(0x2211, FIL_ReadWord(f));
+    EXPECT_EQ(0x66554433u, FIL_ReadLong(f));
+    EXPECT_EQ(0x77, FIL_ReadByte(f));
+    EXPECT_EQ(1.0f, FIL_ReadFloat(f));
+    EXPECT_EQ(0, FIL_GetReadError());
+    // One byte left: a word takes it as its low byte and raises the flag.
+    EXPECT_EQ(0x0099, FIL_ReadWord(f));
+    EXPECT_EQ(1, FIL_GetReadError());
+    FIL_SetReadError(0);
+    EXPECT_EQ(0, FIL_ReadByte(f));
+    EXPECT_EQ(1, FIL_GetReadError());
+    FIL_SetReadError(0);
+    EXPECT_EQ(0u, FIL_ReadLong(f));
+    EXPECT_EQ(1, FIL_GetReadError());
+    // The flag stays until a reader resets it.
+    EXPECT_EQ(1, FIL_ReadBlock(f, nullptr, 100));
+    EXPECT_EQ(1, FIL_GetReadError());
+    FIL_SetReadError(0);
+    EXPECT_EQ(1, FIL_ReadBlock(f, nullptr, 100));
+    EXPECT_EQ(0, FIL_GetReadError());
+    _llseek(f, 8, FILE_BEGIN);
+    unsigned char block[8] = {0};
+    EXPECT_EQ(0, FIL_ReadBlock(f, block, 8));
+    EXPECT_EQ(1, FIL_GetReadError());
+    EXPECT_EQ(0x80, block[1]);
+    _lclose(f);
+    FIL_SetReadError(0);
+    EXPECT_EQ(12u, FIL_SizeByName(path.c_str()));
+    FIL_Remove(path.c_str());
+    EXPECT_FALSE(FileExists(path));
+    EXPECT_EQ(0u, FIL_SizeByName(path.c_str()));
+}
+
+TEST(CodecRuntime, PlainWritesAreLittleEndianAndStringsCarryTheirLength)
+{
+    std::string path = TempPath("plain_writes.bin");
+    HFILE f = _lcreat(path.c_str(), 0);
+    ASSERT_NE(HFILE_ERROR, f);
+    EXPECT_TRUE(FIL_WriteByte(f, 0x7F));
+    EXPECT_TRUE(FIL_WriteWord(f, 0x1234));
+    EXPECT_TRUE(FIL_WriteLong(f, 0xA1B2C3D4));
+    EXPECT_TRUE(FIL_WriteString(f, "abc"));
+    EXPECT_TRUE(FIL_WriteString(f, nullptr));
+    EXPECT_TRUE(FIL_WriteString(f, ""));
+    _lclose(f);
+    EXPECT_EQ(Bytes({0x7F, 0x34, 0x12, 0xD4, 0xC3, 0xB2, 0xA1, 3, 0, 0, 0, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0, 0}),
+              ReadWholeFile(path));
+    FILE* stream = FIL_OpenStream(path.c_str(), "rb");
+    ASSERT_NE(nullptr, stream);
+    EXPECT_EQ(0x7F, fgetc(stream));
+    fclose(stream);
+    FIL_Remove(path.c_str());
+    EXPECT_FALSE(FileExists(path));
+}
+
+TEST(CodecRuntime, BufferedReadStopsExactlyAtTheEnd)
+{
+    std::string path = TempPath("buffered_read.bin");
+    ASSERT_TRUE(WriteWholeFile(path, Counting(10)));
+    HFILE f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 4);
+    ASSERT_NE(HFILE_ERROR, f);
+    ASSERT_NE(0, f);
+    unsigned char got[16];
+    memset(got, 0xEE, sizeof got);
+    EXPECT_EQ(3u, FIL_ReadBuffered(got, 3));
+    EXPECT_EQ(0, memcmp(got, "\x00\x01\x02", 3));
+    EXPECT_EQ(3, FIL_TellBuffered());
+    // Across the buffer: one byte from it, four straight from the file.
+    EXPECT_EQ(5u, FIL_ReadBuffered(got, 5));
+    EXPECT_EQ(0, memcmp(got, "\x03\x04\x05\x06\x07", 5));
+    EXPECT_EQ(8, FIL_TellBuffered());
+    EXPECT_EQ(8, FIL_GetBuffered());
+    EXPECT_EQ(9, FIL_TellBuffered());
+    // Two asked, one there: the read fails as a whole.
+    EXPECT_EQ(0u, FIL_ReadBuffered(got, 2));
+    EXPECT_EQ(9, got[0]);
+    EXPECT_EQ(0u, FIL_BufferedOverrun());
+    // Single bytes past the end come as 0 and are counted.
+    EXPECT_EQ(0, FIL_GetBuffered());
+    EXPECT_EQ(0, FIL_GetBuffered());
+    EXPECT_EQ(2u, FIL_BufferedOverrun());
+    EXPECT_EQ(10, FIL_TellBuffered());
+    EXPECT_EQ(0u, FIL_ReadBuffered(got, 1));
+    // Seeking refills from the new place.
+    EXPECT_EQ(2, FIL_SeekBuffered(2, FILE_BEGIN));
+    EXPECT_EQ(2, FIL_GetBuffered());
+    EXPECT_EQ(3, FIL_TellBuffered());
+    EXPECT_EQ(4u, FIL_ReadBuffered(got, 4));
+    EXPECT_EQ(0, memcmp(got, "\x03\x04\x05\x06", 4));
+    EXPECT_EQ(9, FIL_SeekBuffered(-1, FILE_END));
+    EXPECT_EQ(9, FIL_GetBuffered());
+    EXPECT_EQ(1, FIL_CloseBuffered());
+
+    // Size 0 reads the whole file at once; the overrun count starts afresh.
+    f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0);
+    ASSERT_GT(f, 0);
+    EXPECT_EQ(0u, FIL_BufferedOverrun());
+    EXPECT_EQ(10u, FIL_ReadBuffered(got, 10));
+    EXPECT_EQ(0, memcmp(got, Counting(10).data(), 10));
+    EXPECT_EQ(0, FIL_GetBuffered());
+    EXPECT_EQ(1u, FIL_BufferedOverrun());
+    EXPECT_EQ(1, FIL_CloseBuffered());
+
+    // An empty file: nothing to read from the first byte on.
+    HFILE empty = _lcreat(path.c_str(), 0);
+    ASSERT_NE(HFILE_ERROR, empty);
+    _lclose(empty);
+    f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0);
+    ASSERT_GT(f, 0);
+    EXPECT_EQ(0u, FIL_ReadBuffered(got, 1));
+    EXPECT_EQ(0, FIL_GetBuffered());
+    EXPECT_EQ(1u, FIL_BufferedOverrun());
+    EXPECT_EQ(1, FIL_CloseBuffered());
+    remove(path.c_str());
+
+    // A file that can't be opened is -1; nothing stays open.
+    EXPECT_EQ(HFILE_ERROR, FIL_OpenBuffered(TempPath("missing/none.bin").c_str(), FIL_BUFFER_READ, 0));
+    EXPECT_EQ(0, FIL_CloseBuffered());
+}
+
+TEST(CodecRuntime, BufferedWriteFlushesWhenFullAndAtClose)
+{
+    std::string path = TempPath("buffered_write.bin");
+    HFILE f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_WRITE, 4);
+    ASSERT_GT(f, 0);
+    EXPECT_EQ(3u, FIL_WriteBuffered("abc", 3));
+    EXPECT_TRUE(FIL_PutBuffered('d'));
+    EXPECT_EQ(0u, FIL_SizeByName(path.c_str()));  // all four still held
+    EXPECT_EQ(4, FIL_TellBuffered());
+    EXPECT_TRUE(FIL_PutBuffered('e'));
+    EXPECT_EQ(4u, FIL_SizeByName(path.c_str()));
+    EXPECT_EQ(5, FIL_TellBuffered());
+    // More than the buffer holds goes out at once, behind what was held.
+    EXPECT_EQ(10u, FIL_WriteBuffered("0123456789", 10));
+    EXPECT_EQ(15u, FIL_SizeByName(path.c_str()));
+    EXPECT_EQ(2u, FIL_WriteBuffered("XY", 2));
+    EXPECT_EQ(17, FIL_TellBuffered());
+    EXPECT_EQ(1, FIL_CloseBuffered());
+    std::vector<unsigned char> bytes = ReadWholeFile(path);
+    EXPECT_EQ("abcde0123456789XY", std::string(bytes.begin(), bytes.end()));
+    remove(path.c_str());
+
+    // The default buffer holds 0x8000 bytes before it writes.
+    f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_WRITE, 0);
+    ASSERT_GT(f, 0);
+    std::vector<unsigned char> block(0x8000, 0x5A);
+    EXPECT_EQ(0x8000u, FIL_WriteBuffered(block.data(), 0x8000));
+    EXPECT_EQ(0u, FIL_SizeByName(path.c_str()));
+    EXPECT_TRUE(FIL_PutBuffered(1));
+    EXPECT_EQ(0x8000u, FIL_SizeByName(path.c_str()));
+    EXPECT_EQ(1, FIL_CloseBuffered());
+    EXPECT_EQ(0x8001u, FIL_SizeByName(path.c_str()));
+    remove(path.c_str());
+
+    EXPECT_EQ(HFILE_ERROR, FIL_OpenBuffered(TempPath("missing/none.bin").c_str(), FIL_BUFFER_WRITE, 0));
+#ifndef _WIN32
+    // A buffer that can't be had gives 0 (native blocks stop below 2 GB),
+    // and the file just created is gone again.
+    EXPECT_EQ(0, FIL_OpenBuffered(path.c_str(), FIL_BUFFER_WRITE, 0x80000000U));
+    EXPECT_FALSE(FileExists(path));
+#endif
+}
