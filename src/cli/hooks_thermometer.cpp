@@ -28,7 +28,12 @@ std::vector<std::string> calls;
 
 bool OnTerminal() { return barWanted && isOpen && KV_ISATTY(2); }
 
-void Record(const std::string& line) { calls.push_back(line); }
+// Keeps the most recent calls only, so that a long batch run does not grow it.
+void Record(const std::string& line)
+{
+    if (calls.size() >= 4096) calls.erase(calls.begin(), calls.begin() + 2048);
+    calls.push_back(line);
+}
 
 // Draws the terminal line: caption, bar and percentage, over the last one.
 void Draw(LONG fill)

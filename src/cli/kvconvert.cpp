@@ -169,6 +169,8 @@ int main(int argc, char** argv)
     bool interactive = isatty(fileno(stdin)) && isatty(fileno(stderr));
     HDL_SetPolicy(o.answer > 0 ? IDYES : IDNO);
     HDL_SetInteractive(o.answer == 0 && interactive);
+    // The bar shows only on a terminal; -q silences it, --progress asks for it.
+    HDL_SetProgressBar(o.progress != 0);
     SET_Reset();
     SET_Put(SET_DITHER_TYPE, o.ditherType);
     SET_Put(SET_FAST_DITHER, o.fastDither);

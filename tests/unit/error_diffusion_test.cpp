@@ -1,0 +1,539 @@
+// Error diffusion: the rounding and reach of each kernel, the row buffers, the
+// clamp, the line loading, and both drivers (Flat Cut with dither in
+// serpentine, dither to a palette left to right).
+#include "cli/headless.h"
+#include "colour/colour_switches.h"
+#include "colour/error_diffusion.h"
+#include "colour/flat_cut.h"
+#include "colour_fixtures.h"
+#include "core/settings.h"
+#include "platform/thermometer.h"
+
+#include <gtest/gtest.h>
+
+using namespace colourtest;
+
+namespace {
+
+// Rows of cells for calling a kernel directly; each channel read as a vector.
+struct KernelRows {
+    std::vector<std::vector<DitherCell>> cells;
+    std::vector<DitherCell*> pointers;
+    KernelRows(int count, int width) : cells(count, std::vector<DitherCell>(width, DitherCell{0, 0, 0}))
+    {
+        for (auto& row : cells) pointers.push_back(row.data());
+    }
+    DitherCell** rows() { return pointers.data(); }
+    std::vector<LONG> Red(int row) const { return Channel(row, &DitherCell::red); }
+    std::vector<LONG> Green(int row) const { return Channel(row, &DitherCell::green); }
+    std::vector<LONG> Blue(int row) const { return Channel(row, &DitherCell::blue); }
+    std::vector<LONG> Channel(int row, LONG DitherCell::*field) const
+    {
+        std::vector<LONG> out;
+        for (const DitherCell& c : cells[row]) out.push_back(c.*field);
+        return out;
+    }
+};
+using V = std::vector<LONG>;
+
+class Diffusion : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SET_Reset();
+        CLR_SetFlatProgress(0);
+        HDL_ClearBoxes();
+        HDL_ClearThermometerCalls();
+    }
+    void TearDown() override
+    {
+        SET_Reset();
+        CLR_SetRowsMemoryGate(nullptr);
+    }
+
+    Bytes FlatDither(const Bytes& source, int target, int gray = 0)
+    {
+        HGLOBAL in = BlockFrom(source);
+        HGLOBAL out = nullptr;
+        int ok = CLR_FlatDither(in, &out, target, gray);
+        EXPECT_EQ(BytesOf(in), source);
+        GlobalFree(in);
+        if (!ok) return {};
+        EXPECT_EQ(GlobalFlags(out) & 0xFF, 0U);
+        Bytes bytes = BytesOf(out);
+        GlobalFree(out);
+        return bytes;
+    }
+
+    // Dithers source into a copy of the destination template; its bytes after.
+    Bytes ToPalette(const Bytes& source, const Bytes& templ, int pass = 0, int* result = nullptr)
+    {
+        HGLOBAL in = BlockFrom(source), dest = BlockFrom(templ);
+        int ok = CLR_DitherToPalette(in, dest, pass);
+        if (result) *result = ok;
+        EXPECT_EQ(BytesOf(in), source);
+        EXPECT_EQ(GlobalFlags(in) & 0xFF, 0U);
+        EXPECT_EQ(GlobalFlags(dest) & 0xFF, 0U);
+        Bytes bytes = BytesOf(dest);
+        GlobalFree(in);
+        GlobalFree(dest);
+        return bytes;
+    }
+};
+
+Bytes Pixels(const Bytes& dib) { return Bytes(dib.begin() + static_cast<long>(PixelOffset(dib)), dib.end()); }
+
+// An empty destination of bits for a width x height image with this table.
+Bytes Destination(int width, int height, int bits, const std::vector<Rgb>& table)
+{
+    Bytes b = Header(width, height, bits, static_cast<uint32_t>(table.size()));
+    PutTable(b, table);
+    b.resize(b.size() + Stride(width, bits) * static_cast<size_t>(height), 0);
+    return b;
+}
+
+std::vector<std::vector<Rgb>> Flat(int width, int height, Rgb c)
+{
+    return std::vector<std::vector<Rgb>>(height, std::vector<Rgb>(width, c));
+}
+
+const std::vector<Rgb> kMono = {{0, 0, 0}, {255, 255, 255}};
+
+}  // namespace
+
+// ---- kernels ---------------------------------------------------------------------
+
+TEST(DiffusionKernel, FloydSteinbergShiftsRoundTowardMinusInfinity)
+{
+    KernelRows k(2, 3);
+    CLR_KernelFloyd(k.rows(), 1, 0, 3, 2, 100, -100, -1);
+    EXPECT_EQ(k.Red(0), (V{0, 0, 43}));  // 700 >> 4
+    EXPECT_EQ(k.Red(1), (V{18, 31, 6}));  // 300 >> 4, 500 >> 4, 100 >> 4
+    EXPECT_EQ(k.Green(0), (V{0, 0, -44}));  // -700 >> 4 = -43.75 rounded down
+    EXPECT_EQ(k.Green(1), (V{-19, -32, -7}));
+    // An error of -1 gives -1 at every tap.
+    EXPECT_EQ(k.Blue(0), (V{0, 0, -1}));
+    EXPECT_EQ(k.Blue(1), (V{-1, -1, -1}));
+}
+
+TEST(DiffusionKernel, FloydSteinbergOnAWidthOfOneSendsOnlyDownward)
+{
+    KernelRows k(2, 1);
+    CLR_KernelFloyd(k.rows(), 0, 0, 1, 2, 100, 0, 0);
+    EXPECT_EQ(k.Red(0), (V{0}));
+    EXPECT_EQ(k.Red(1), (V{31}));
+}
+
+TEST(DiffusionKernel, StuckiDividesTruncatingAndLosesRightTapsAtTheLastColumn)
+{
+    KernelRows k(3, 5);
+    CLR_KernelStucki(k.rows(), 2, 0, 5, 3, 100, -100, -1);
+    EXPECT_EQ(k.Red(0), (V{0, 0, 0, 19, 9}));
+    EXPECT_EQ(k.Red(1), (V{4, 9, 19, 9, 4}));
+    EXPECT_EQ(k.Red(2), (V{2, 4, 9, 4, 2}));
+    EXPECT_EQ(k.Green(1), (V{-4, -9, -19, -9, -4}));  // -800 / 42 is -19, not -20
+    EXPECT_EQ(k.Green(2), (V{-2, -4, -9, -4, -2}));
+    for (int row = 0; row < 3; row++) EXPECT_EQ(k.Blue(row), (V{0, 0, 0, 0, 0})) << row;  // -1 gives nothing
+
+    KernelRows last(3, 5);
+    CLR_KernelStucki(last.rows(), 4, 0, 5, 3, 84, 0, 0);
+    EXPECT_EQ(last.Red(0), (V{0, 0, 0, 0, 0}));
+    EXPECT_EQ(last.Red(1), (V{0, 0, 4, 8, 16}));
+    EXPECT_EQ(last.Red(2), (V{0, 0, 2, 4, 8}));
+}
+
+TEST(DiffusionKernel, BurkesUsesShiftsOnly)
+{
+    KernelRows k(2, 5);
+    CLR_KernelBurkes(k.rows(), 2, 0, 5, 2, 100, -100, -1);
+    EXPECT_EQ(k.Red(0), (V{0, 0, 0, 25, 12}));
+    EXPECT_EQ(k.Red(1), (V{6, 12, 25, 12, 6}));
+    EXPECT_EQ(k.Green(0), (V{0, 0, 0, -25, -13}));
+    EXPECT_EQ(k.Green(1), (V{-7, -13, -25, -13, -7}));
+    EXPECT_EQ(k.Blue(1), (V{-1, -1, -1, -1, -1}));
+}
+
+TEST(DiffusionKernel, SierraHasItsLowerRightTapOnlyFromTheNextToLastColumn)
+{
+    KernelRows inner(3, 6);
+    CLR_KernelSierra(inner.rows(), 2, 0, 6, 3, 100, -100, 0);
+    EXPECT_EQ(inner.Red(0), (V{0, 0, 0, 15, 9, 0}));  // 500 >> 5, 300 >> 5
+    EXPECT_EQ(inner.Red(1), (V{6, 12, 15, 12, 6, 0}));
+    EXPECT_EQ(inner.Red(2), (V{0, 6, 9, 0, 0, 0}));  // no (2,+1) inside the row
+    EXPECT_EQ(inner.Green(0), (V{0, 0, 0, -16, -10, 0}));
+    EXPECT_EQ(inner.Green(2), (V{0, -7, -10, 0, 0, 0}));
+
+    KernelRows edge(3, 6);
+    CLR_KernelSierra(edge.rows(), 4, 0, 6, 3, 100, 0, 0);
+    EXPECT_EQ(edge.Red(0), (V{0, 0, 0, 0, 0, 15}));
+    EXPECT_EQ(edge.Red(1), (V{0, 0, 6, 12, 15, 12}));
+    EXPECT_EQ(edge.Red(2), (V{0, 0, 0, 6, 9, 6}));  // e >> 4 into the last column
+
+    KernelRows last(3, 6);
+    CLR_KernelSierra(last.rows(), 5, 0, 6, 3, 100, 0, 0);
+    EXPECT_EQ(last.Red(2), (V{0, 0, 0, 0, 6, 9}));
+}
+
+TEST(DiffusionKernel, JarvisSkipsRowsPastTheLastLineAndTruncates)
+{
+    KernelRows top(3, 5);
+    CLR_KernelJarvis(top.rows(), 2, 0, 5, 3, -100, 0, 0);
+    EXPECT_EQ(top.Red(0), (V{0, 0, 0, -14, -10}));  // -700 / 48 = -14.6 truncated
+    EXPECT_EQ(top.Red(1), (V{-6, -10, -14, -10, -6}));
+    EXPECT_EQ(top.Red(2), (V{-2, -6, -10, -6, -2}));
+
+    KernelRows second(3, 5);
+    CLR_KernelJarvis(second.rows(), 2, 1, 5, 3, 48, 0, 0);
+    EXPECT_EQ(second.Red(1), (V{3, 5, 7, 5, 3}));
+    EXPECT_EQ(second.Red(2), (V{0, 0, 0, 0, 0}));
+
+    KernelRows last(3, 5);
+    CLR_KernelJarvis(last.rows(), 2, 2, 5, 3, 48, 0, 0);
+    EXPECT_EQ(last.Red(0), (V{0, 0, 0, 7, 5}));
+    EXPECT_EQ(last.Red(1), (V{0, 0, 0, 0, 0}));
+}
+
+TEST(DiffusionKernel, StevensonSpreadsOverFourRowsTruncating)
+{
+    KernelRows k(4, 7);
+    CLR_KernelStevenson(k.rows(), 3, 0, 7, 4, 100, -100, 0);
+    EXPECT_EQ(k.Red(0), (V{0, 0, 0, 0, 0, 16, 0}));
+    EXPECT_EQ(k.Red(1), (V{6, 0, 13, 0, 15, 0, 8}));
+    EXPECT_EQ(k.Red(2), (V{0, 6, 0, 13, 0, 6, 0}));
+    EXPECT_EQ(k.Red(3), (V{2, 0, 6, 0, 6, 0, 2}));
+    EXPECT_EQ(k.Green(3), (V{-2, 0, -6, 0, -6, 0, -2}));  // -500 / 200 = -2.5 gives -2
+}
+
+TEST(DiffusionKernel, FastSendsHalfRightAndQuartersDown)
+{
+    KernelRows k(2, 2);
+    CLR_KernelFast(k.rows(), 0, 0, 2, 2, -3, 8, 0);
+    EXPECT_EQ(k.Red(0), (V{0, -2}));
+    EXPECT_EQ(k.Red(1), (V{-1, -1}));
+    EXPECT_EQ(k.Green(0), (V{0, 4}));
+    EXPECT_EQ(k.Green(1), (V{2, 2}));
+}
+
+TEST(DiffusionKernel, FloydNoisePassesOnlyErrorsOf16OrMore)
+{
+    KernelRows k(2, 2);
+    CLR_KernelFloydNoise(k.rows(), 0, 0, 2, 2, 15, -40, 16);
+    EXPECT_EQ(k.Red(0), (V{0, 0}));
+    EXPECT_EQ(k.Green(1), (V{0, 0}));
+    EXPECT_EQ(k.Blue(0), (V{0, 7}));
+    EXPECT_EQ(k.Blue(1), (V{5, 1}));
+}
+
+TEST(DiffusionKernel, DitherTypesMapOntoTheKernelTable)
+{
+    const CLR_Kernel want[9] = {CLR_KernelFast,   CLR_KernelFast,   CLR_KernelFloyd,
+                                CLR_KernelStucki, CLR_KernelBurkes, CLR_KernelSierra,
+                                CLR_KernelJarvis, CLR_KernelStevenson, CLR_KernelFloydNoise};
+    const int rows[9] = {2, 2, 2, 3, 2, 3, 3, 4, 2};
+    for (int t = 0; t < 9; t++) {
+        EXPECT_EQ(CLR_GetKernel(t).kernel, want[t]) << t;
+        EXPECT_EQ(CLR_GetKernel(t).rows, rows[t]) << t;
+    }
+    EXPECT_EQ(CLR_GetKernel(9).kernel, CLR_KernelFloyd);
+    EXPECT_EQ(CLR_GetKernel(-1).kernel, CLR_KernelFloyd);
+}
+
+// ---- rows, clamp, loading -----------------------------------------------------------
+
+TEST_F(Diffusion, RowsAreZeroedRotateAndReportAFailedAllocationOnce)
+{
+    DitherCell** rows = CLR_AllocRows(3, 4);
+    ASSERT_NE(rows, nullptr);
+    DitherCell* r0 = rows[0];
+    DitherCell* r1 = rows[1];
+    DitherCell* r2 = rows[2];
+    for (int i = 0; i < 3; i++)
+        for (int x = 0; x < 4; x++) EXPECT_TRUE(rows[i][x].red == 0 && rows[i][x].green == 0 && rows[i][x].blue == 0);
+    CLR_RotateRows(rows, 3);
+    EXPECT_TRUE(rows[0] == r1 && rows[1] == r2 && rows[2] == r0);
+    CLR_FreeRows(rows, 3);
+
+    // The third allocation (the second row) fails: all is freed, one report.
+    static int calls;
+    calls = 0;
+    CLR_SetRowsMemoryGate([](SIZE_T) { return ++calls < 3 ? 1 : 0; });
+    EXPECT_EQ(CLR_AllocRows(3, 4), nullptr);
+    ASSERT_EQ(HDL_Boxes().size(), 1U);
+    EXPECT_EQ(HDL_Boxes()[0].text, "Not enough memory to perform operation");
+}
+
+TEST_F(Diffusion, RowsThatCannotBeHadFailFlatDitherWithTwoReports)
+{
+    CLR_SetRowsMemoryGate([](SIZE_T) { return 0; });
+    CLR_SetFlatProgress(1);
+    EXPECT_TRUE(FlatDither(Dib24(Flat(3, 2, {1, 2, 3})), 8).empty());
+    EXPECT_EQ(HDL_Boxes().size(), 2U);
+    EXPECT_EQ(HDL_ThermometerCalls(),
+              (std::vector<std::string>{"open Performing a Flat Color Reduction with Dither", "range 0 2", "close"}));
+    // The halftone needs no rows and still works.
+    HDL_ClearBoxes();
+    SET_Put(SET_DITHER_TYPE, 0);
+    EXPECT_FALSE(FlatDither(Dib24(Flat(3, 2, {1, 2, 3})), 8).empty());
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST(DiffusionClamp, TableAndAnyAccumulatedValue)
+{
+    EXPECT_EQ(CLR_ClampTable[0], 0);
+    EXPECT_EQ(CLR_ClampTable[255], 0);
+    EXPECT_EQ(CLR_ClampTable[256], 0);
+    EXPECT_EQ(CLR_ClampTable[256 + 77], 77);
+    EXPECT_EQ(CLR_ClampTable[511], 255);
+    EXPECT_EQ(CLR_ClampTable[512], 255);
+    EXPECT_EQ(CLR_ClampTable[767], 255);
+    const LONG values[] = {-2147483647 - 1, -100000, -257, -256, -1, 0, 1, 254, 255, 256, 511, 512, 100000, 2147483647};
+    const int want[] = {0, 0, 0, 0, 0, 0, 1, 254, 255, 255, 255, 255, 255, 255};
+    for (size_t i = 0; i < sizeof values / sizeof values[0]; i++) EXPECT_EQ(CLR_Clamp(values[i]), want[i]) << values[i];
+}
+
+TEST(DiffusionLoad, EachDepthFillsCellsBlueGreenRed)
+{
+    RGBQUAD table[256] = {};
+    table[1] = RGBQUAD{10, 20, 30, 0};
+    table[2] = RGBQUAD{40, 50, 60, 0};
+    table[200] = RGBQUAD{70, 80, 90, 0};
+    DitherCell row[4];
+    auto reds = [&](int n) {
+        V v;
+        for (int i = 0; i < n; i++) v.push_back(row[i].red);
+        return v;
+    };
+    const BYTE bits1[] = {0x40};  // 0, 1, 0
+    CLR_LoadRow(1, 3, bits1, table, row);
+    EXPECT_EQ(reds(3), (V{0, 30, 0}));
+    const BYTE bits4[] = {0x21, 0x00};  // 2, 1, 0: high nibble first
+    CLR_LoadRow(4, 3, bits4, table, row);
+    EXPECT_EQ(reds(3), (V{60, 30, 0}));
+    const BYTE bits8[] = {200, 2};
+    CLR_LoadRow(8, 2, bits8, table, row);
+    EXPECT_TRUE(row[0].blue == 70 && row[0].green == 80 && row[0].red == 90);
+    // 16 bits: the low five bits are red, against the Windows 5-5-5 layout.
+    const BYTE words[] = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0x7C, 0xFF, 0xFF};
+    CLR_LoadRow(16, 4, words, table, row);
+    EXPECT_TRUE(row[0].red == 248 && row[0].green == 0 && row[0].blue == 0);
+    EXPECT_TRUE(row[1].red == 0 && row[1].green == 248 && row[1].blue == 0);
+    EXPECT_TRUE(row[2].red == 0 && row[2].green == 0 && row[2].blue == 248);
+    EXPECT_TRUE(row[3].red == 248 && row[3].green == 248 && row[3].blue == 248);  // the top bit is ignored
+    const BYTE quads[] = {1, 2, 3, 99, 4, 5, 6, 99};
+    CLR_LoadRow(32, 2, quads, table, row);
+    EXPECT_TRUE(row[1].blue == 4 && row[1].green == 5 && row[1].red == 6);
+    // Other depths leave the cells alone.
+    row[0].red = -5;
+    CLR_LoadRow(2, 1, quads, table, row);
+    CLR_LoadRow(0, 1, quads, table, row);
+    EXPECT_EQ(row[0].red, -5);
+}
+
+// ---- Flat Cut with dither -----------------------------------------------------------
+
+TEST_F(Diffusion, FlatDitherGoldenImagesMatchByteForByte)
+{
+    GoldenSet set = ReadGolden("flat_dither_golden.bin");
+    ASSERT_TRUE(set.ok);
+    ASSERT_EQ(set.cases.size(), 540U);
+    for (const GoldenCase& c : set.cases) {
+        SCOPED_TRACE(c.name);
+        SET_Put(SET_DITHER_TYPE, c.ditherType);
+        EXPECT_EQ(FirstDifference(FlatDither(set.images[c.image], c.target, c.gray), c.expected), "");
+    }
+}
+
+// Gray 100 on 3 x 2 to black and white with Floyd-Steinberg, serpentine:
+// line 0, forward: 100 -> 0, error 100: right 43, below 31, below right 6.
+//   143 -> 1, error -112: right -49, below left -21, below -35, below right -7.
+//   51 -> 0, error 51: below left 9, below 15.  Line 1 errors: 10, -20, 8.
+// line 1, reverse: column 2: 108 -> 0, error 108 sends 47 to column 1;
+//   column 1: 100 - 20 + 47 = 127 -> 0, error 127 sends 55 to column 0;
+//   column 0: 100 + 10 + 55 = 165 -> 1.
+// Without the serpentine or without the mirror, line 1 would be 0, 1, 0.
+TEST_F(Diffusion, FlatDitherFloydSteinbergByHandRunsSerpentine)
+{
+    Bytes want = Header(3, 2, 1, 2);
+    PutTable(want, kMono);
+    want.insert(want.end(), {0x40, 0, 0, 0, 0x80, 0, 0, 0});
+    EXPECT_EQ(FirstDifference(FlatDither(Dib24(Flat(3, 2, {100, 100, 100})), 1), want), "");
+}
+
+// The same image with dither_type 8: the error -112 of the middle pixel is not
+// passed on; line 1 gets 31, 24, 31. Reverse: 131 -> 1 (its -125 is dropped),
+// 124 -> 0 sending 54, 185 -> 1.
+TEST_F(Diffusion, DitherType8KeepsWorkingWithoutAListEntry)
+{
+    SET_Put(SET_DITHER_TYPE, 8);
+    Bytes got = FlatDither(Dib24(Flat(3, 2, {100, 100, 100})), 1);
+    EXPECT_EQ(Pixels(got), (Bytes{0x40, 0, 0, 0, 0xA0, 0, 0, 0}));
+}
+
+TEST_F(Diffusion, FlatDitherHalftoneOnMidGrayFollowsTheMatrix)
+{
+    // 128 + 16 m: bit 1 where m >= 0 (m = -7 gives 16, m = 0 gives 128).
+    SET_Put(SET_DITHER_TYPE, 0);
+    Bytes got = FlatDither(Dib24(Flat(4, 4, {128, 128, 128})), 1);
+    EXPECT_EQ(Pixels(got), (Bytes{0x50, 0, 0, 0, 0xA0, 0, 0, 0, 0x50, 0, 0, 0, 0xE0, 0, 0, 0}));
+}
+
+TEST_F(Diffusion, FlatDitherHalftoneTo16BitsEqualsPlainFlatCut)
+{
+    SET_Put(SET_DITHER_TYPE, 0);
+    std::vector<std::vector<Rgb>> rows;
+    unsigned state = 99;
+    for (int y = 0; y < 5; y++) {
+        rows.emplace_back();
+        for (int x = 0; x < 7; x++) {
+            state = state * 1103515245U + 12345U;
+            rows.back().push_back({static_cast<int>(state >> 24), static_cast<int>((state >> 16) & 255),
+                                   static_cast<int>((state >> 8) & 255)});
+        }
+    }
+    Bytes source = Dib24(rows);
+    HGLOBAL in = BlockFrom(source), plain = nullptr;
+    ASSERT_TRUE(CLR_FlatReduce(in, &plain, 16, 0));
+    Bytes want = BytesOf(plain);
+    GlobalFree(plain);
+    GlobalFree(in);
+    EXPECT_EQ(FirstDifference(FlatDither(source, 16), want), "");
+}
+
+TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
+{
+    // Exact palette colours carry no error: line 0 red, green, blue; line 1,
+    // scanned from the right, black, black, red: its first pixel (red, 9) sits
+    // in the high nibble of byte 1.
+    Bytes got = FlatDither(Dib24({{{255, 0, 0}, {0, 255, 0}, {0, 0, 255}}, {{0, 0, 0}, {0, 0, 0}, {255, 0, 0}}}), 4);
+    EXPECT_EQ(Pixels(got), (Bytes{0x9A, 0xC0, 0, 0, 0x00, 0x90, 0, 0}));
+}
+
+TEST_F(Diffusion, FlatDitherKeepsMoreGraysThanFlatCut)
+{
+    // (117,100,100) has s = 50: Flat Cut takes the map (black), the dither
+    // needs 200 and takes the gray by red 117 (dark gray 8).
+    EXPECT_EQ(Pixels(FlatDither(Dib24({{{117, 100, 100}}}), 4)), (Bytes{0x80, 0, 0, 0}));
+}
+
+TEST_F(Diffusion, FlatDitherThermometerHasNoFinishedText)
+{
+    CLR_SetFlatProgress(1);
+    ASSERT_FALSE(FlatDither(Dib24(Flat(1, 17, {9, 9, 9})), 4).empty());
+    EXPECT_EQ(HDL_ThermometerCalls(),
+              (std::vector<std::string>{"open Performing a Flat Color Reduction with Dither", "range 0 17",
+                                        "update 1 5", "update 17 100", "close"}));
+}
+
+// ---- dither to a palette -------------------------------------------------------------
+
+TEST_F(Diffusion, DitherToPaletteGoldenImagesMatchByteForByte)
+{
+    GoldenSet set = ReadGolden("dither_palette_golden.bin");
+    ASSERT_TRUE(set.ok);
+    ASSERT_EQ(set.cases.size(), 648U);
+    for (const GoldenCase& c : set.cases) {
+        SCOPED_TRACE(c.name);
+        SET_Put(SET_DITHER_TYPE, c.ditherType);
+        SET_Put(SET_FAST_DITHER, c.fastDither);
+        int ok = 0;
+        EXPECT_EQ(FirstDifference(ToPalette(set.images[c.image], c.templ, 0, &ok), c.expected), "");
+        EXPECT_EQ(ok, 1);
+    }
+}
+
+// Gray 100 on 3 x 2 to black and white, rows holding pixel plus error, both
+// lines left to right. Line 0 as in the serpentine case: 0, 1, 0, leaving
+// line 1 at 110, 80, 108. Line 1: 110 -> black, error 110 sends 48 right;
+// 128 is nearer white (distance 381 against 384): error -127 sends
+// -889 >> 4 = -56 right; 52 -> black.
+TEST_F(Diffusion, DitherToPaletteByHandScansLeftToRight)
+{
+    Bytes got = ToPalette(Dib24(Flat(3, 2, {100, 100, 100})), Destination(3, 2, 1, kMono));
+    Bytes want = Destination(3, 2, 1, kMono);
+    want[48] = 0x40;
+    want[52] = 0x40;
+    EXPECT_EQ(FirstDifference(got, want), "");
+}
+
+TEST_F(Diffusion, ImagesShorterThanTheKernelReadOnlyTheirLines)
+{
+    // Stevenson holds four lines; the image has one, in a block of exact size.
+    SET_Put(SET_DITHER_TYPE, 7);
+    Bytes got = ToPalette(Dib24({{{250, 250, 250}, {10, 10, 10}}}), Destination(2, 1, 4, kMono));
+    EXPECT_EQ(Pixels(got), (Bytes{0x10, 0, 0, 0}));
+}
+
+TEST_F(Diffusion, DitherToPaletteReportsPositionsAfterEarlierPasses)
+{
+    // The second pass of a two-pass operation over a range of 0 to 40.
+    TRM_Open(nullptr, "cut");
+    TRM_SetRange(0, 40);
+    TRM_Update(20);
+    HDL_ClearThermometerCalls();
+    int ok = 0;
+    ToPalette(Dib24(Flat(1, 20, {5, 5, 5})), Destination(1, 20, 8, kMono), 1, &ok);
+    TRM_Close();
+    EXPECT_EQ(ok, 1);
+    // 20 + y + 1 for y = 0, 16 and the last line.
+    EXPECT_EQ(HDL_ThermometerCalls(),
+              (std::vector<std::string>{"update 21 52", "update 37 92", "update 40 100", "close"}));
+}
+
+TEST_F(Diffusion, DitherToPaletteFailsWhenRowsCannotBeHad)
+{
+    CLR_SetRowsMemoryGate([](SIZE_T) { return 0; });
+    int ok = 1;
+    ToPalette(Dib24(Flat(2, 2, {5, 5, 5})), Destination(2, 2, 8, kMono), 0, &ok);
+    EXPECT_EQ(ok, 0);
+    EXPECT_EQ(HDL_Boxes().size(), 1U);
+}
+
+TEST_F(Diffusion, PaletteServiceDitherPicksDepthByColourCountAndKeepsTheHeader)
+{
+    Bytes source = Dib24(Flat(3, 1, {200, 200, 200}));
+    source[24] = 0x13;  // biXPelsPerMeter 2835
+    source[25] = 0x0B;
+    struct Case {
+        int count, bits;
+    } cases[] = {{1, 1}, {2, 1}, {3, 4}, {16, 4}, {17, 8}, {256, 8}};
+    for (const Case& c : cases) {
+        std::vector<RGBQUAD> colours(c.count, RGBQUAD{0, 0, 0, 0});
+        colours.back() = RGBQUAD{210, 205, 200, 0};
+        HGLOBAL in = BlockFrom(source);
+        HGLOBAL out = CLR_DitherToColors(in, colours.data(), c.count);
+        ASSERT_NE(out, nullptr) << c.count;
+        Bytes got = BytesOf(out);
+        GlobalFree(out);
+        GlobalFree(in);
+        Bytes want = Header(3, 1, c.bits, static_cast<uint32_t>(c.count));
+        want[24] = 0x13;
+        want[25] = 0x0B;
+        for (const RGBQUAD& q : colours) want.insert(want.end(), {q.rgbBlue, q.rgbGreen, q.rgbRed, 0});
+        // Every pixel takes the last entry (the one near 200), except with
+        // one entry, where index 0 is that entry.
+        int last = c.count - 1;
+        Bytes line(Stride(3, c.bits), 0);
+        if (c.bits == 1) line[0] = last ? 0xE0 : 0;
+        if (c.bits == 4) line[0] = static_cast<BYTE>(last << 4 | last), line[1] = static_cast<BYTE>(last << 4);
+        if (c.bits == 8) line[0] = line[1] = line[2] = static_cast<BYTE>(last);
+        want.insert(want.end(), line.begin(), line.end());
+        EXPECT_EQ(FirstDifference(got, want), "") << c.count;
+    }
+}
+
+TEST_F(Diffusion, PaletteServiceDirectPathCarriesNoError)
+{
+    // Gray 100 is nearer black everywhere; the dither would give 0, 1, 0.
+    Bytes source = Dib24(Flat(3, 1, {100, 100, 100}));
+    const RGBQUAD mono[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+    HGLOBAL in = BlockFrom(source);
+    HGLOBAL direct = CLR_MapToColors(in, mono, 2);
+    HGLOBAL dithered = CLR_DitherToColors(in, mono, 2);
+    ASSERT_TRUE(direct && dithered);
+    EXPECT_EQ(Pixels(BytesOf(direct)), (Bytes{0x00, 0, 0, 0}));
+    EXPECT_EQ(Pixels(BytesOf(dithered)), (Bytes{0x40, 0, 0, 0}));
+    EXPECT_EQ(BytesOf(in), source);
+    GlobalFree(direct);
+    GlobalFree(dithered);
+    GlobalFree(in);
+}

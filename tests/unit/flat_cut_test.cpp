@@ -1,0 +1,209 @@
+// Flat Cut: the fixed palettes, the 16-colour choice, the gray flag, the
+// layouts of every target, and the thermometer it drives.
+#include "cli/headless.h"
+#include "colour/colour_switches.h"
+#include "colour/flat_cut.h"
+#include "colour_fixtures.h"
+#include "core/settings.h"
+
+#include <gtest/gtest.h>
+
+using namespace colourtest;
+
+namespace {
+
+class FlatCut : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SET_Reset();
+        CLR_SetFlatProgress(0);
+        HDL_ClearBoxes();
+        HDL_ClearThermometerCalls();
+    }
+    void TearDown() override { CLR_SetFlatProgress(0); }
+
+    // Runs Flat Cut on a copy of source; the result's bytes, or empty on failure.
+    Bytes Reduce(const Bytes& source, int target, int gray = 0)
+    {
+        HGLOBAL in = BlockFrom(source);
+        HGLOBAL out = nullptr;
+        int ok = CLR_FlatReduce(in, &out, target, gray);
+        EXPECT_EQ(BytesOf(in), source) << "the source must not change";
+        EXPECT_EQ(GlobalFlags(in) & 0xFF, 0U) << "the source must be left unlocked";
+        GlobalFree(in);
+        if (!ok) return {};
+        EXPECT_EQ(GlobalFlags(out) & 0xFF, 0U) << "the result must be left unlocked";
+        Bytes bytes = BytesOf(out);
+        GlobalFree(out);
+        return bytes;
+    }
+};
+
+// The pixel bytes of a result (everything after header and table).
+Bytes Pixels(const Bytes& dib) { return Bytes(dib.begin() + static_cast<long>(PixelOffset(dib)), dib.end()); }
+
+std::vector<Rgb> Flat16()
+{
+    return {{0, 0, 0},       {128, 0, 0},   {0, 128, 0}, {128, 128, 0}, {0, 0, 128},   {128, 0, 128},
+            {0, 128, 128},   {192, 192, 192}, {128, 128, 128}, {255, 0, 0}, {0, 255, 0}, {255, 255, 0},
+            {0, 0, 255},     {255, 0, 255}, {0, 255, 255}, {255, 255, 255}};
+}
+
+}  // namespace
+
+TEST_F(FlatCut, GoldenImagesMatchByteForByte)
+{
+    GoldenSet set = ReadGolden("flat_cut_golden.bin");
+    ASSERT_TRUE(set.ok);
+    ASSERT_EQ(set.cases.size(), 72U);
+    for (const GoldenCase& c : set.cases) {
+        SCOPED_TRACE(c.name);
+        Bytes got = Reduce(set.images[c.image], c.target, c.gray);
+        EXPECT_EQ(FirstDifference(got, c.expected), "");
+    }
+}
+
+TEST_F(FlatCut, PureRedGoesToPaletteIndex9)
+{
+    EXPECT_EQ(CLR_GrayDistance(255, 0, 0), 8192);
+    EXPECT_EQ(CLR_Flat16Key(255, 0, 0), 48);
+    Bytes want = Header(1, 1, 4, 16);
+    PutTable(want, Flat16());
+    want.insert(want.end(), {0x90, 0, 0, 0});
+    EXPECT_EQ(FirstDifference(Reduce(Dib24({{{255, 0, 0}}}), 4), want), "");
+}
+
+TEST_F(FlatCut, SmallChannelDifferencesBecomeGrayAndShiftsRoundDown)
+{
+    // (100,110,105): d = 2, 1, 1, s = 6: gray by red 100, dark gray 8.
+    // (117,100,100): d1 = -17 >> 2 = -5 and d3 = -5 (a division would give -4),
+    //   s = 50 exactly, so the map decides: key 21 gives black 0 (the gray rule would give 8).
+    // (100,130,100): d = 7, 7, 0, s = 98, key 25 gives 2.
+    // (40,64,49): d = 6, 3, 2, s = 49, one short: gray by red 40, black 0 (the map would give 2).
+    Bytes got = Reduce(Dib24({{{100, 110, 105}, {117, 100, 100}, {100, 130, 100}, {40, 64, 49}}}), 4);
+    EXPECT_EQ(Pixels(got), (Bytes{0x80, 0x20, 0, 0}));
+}
+
+TEST_F(FlatCut, GrayFlagChoosesFourGraysByTheRedChannel)
+{
+    // Red 255 is white even for pure red; pure blue is black; red 150 is dark gray.
+    Bytes got = Reduce(Dib24({{{255, 0, 0}, {0, 0, 255}, {150, 250, 250}, {200, 0, 0}}}), 4, 1);
+    EXPECT_EQ(Pixels(got), (Bytes{0xF0, 0x87, 0, 0}));
+}
+
+TEST_F(FlatCut, GrayBoundariesOf16Colours)
+{
+    // 63 black, 64 and 159 dark gray, 160 and 222 light gray, 223 white.
+    std::vector<Rgb> row;
+    for (int v : {63, 64, 159, 160, 222, 223}) row.push_back({v, v, v});
+    EXPECT_EQ(Pixels(Reduce(Dib24({row}), 4)), (Bytes{0x08, 0x87, 0x7F, 0}));
+}
+
+TEST_F(FlatCut, MonochromeThresholdIsLuminanceAbove127)
+{
+    // gray 127 -> 0, gray 128 -> 1, pure red (luminance 77) -> 0, pure green
+    // (150) -> 1, pure blue (28) -> 0, (130,130,120) has luminance 39+77+13 =
+    // 129 -> 1 though its mean is below 127, white 1, black 0, gray 128 1.
+    Bytes got = Reduce(Dib24({{{127, 127, 127}, {128, 128, 128}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255},
+                               {130, 130, 120}, {255, 255, 255}, {0, 0, 0}, {128, 128, 128}}}),
+                       1);
+    Bytes want = Header(9, 1, 1, 2);
+    PutTable(want, {{0, 0, 0}, {255, 255, 255}});
+    want.insert(want.end(), {0x56, 0x80, 0, 0});
+    EXPECT_EQ(FirstDifference(got, want), "");
+}
+
+TEST_F(FlatCut, The256ColourCubeKeepsRedInTheLowBits)
+{
+    Bytes got = Reduce(Dib24({{{255, 255, 255}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {36, 0, 0}, {0, 0, 0}}}), 8);
+    ASSERT_EQ(got.size(), 40U + 1024U + 8U);
+    EXPECT_EQ(Pixels(got), (Bytes{255, 7, 56, 192, 1, 0, 0, 0}));
+    // Entries blue, green, red, 0: 255 is white; 1 is red 36; 8 is green 36;
+    // 64 is blue 85; 7 is red 255; 130 = 2 + 0*8 + 2*64 is red 73, blue 170;
+    // 29 = 5 + 3*8 is red 182, green 109.
+    auto entry = [&](int i) { return Bytes(got.begin() + 40 + 4 * i, got.begin() + 44 + 4 * i); };
+    EXPECT_EQ(entry(255), (Bytes{255, 255, 255, 0}));
+    EXPECT_EQ(entry(1), (Bytes{0, 0, 36, 0}));
+    EXPECT_EQ(entry(8), (Bytes{0, 36, 0, 0}));
+    EXPECT_EQ(entry(64), (Bytes{85, 0, 0, 0}));
+    EXPECT_EQ(entry(7), (Bytes{0, 0, 255, 0}));
+    EXPECT_EQ(entry(130), (Bytes{170, 0, 73, 0}));
+    EXPECT_EQ(entry(29), (Bytes{0, 109, 182, 0}));
+}
+
+TEST_F(FlatCut, SixteenBitsOnA32BitSourceLosesAlphaAndLowBits)
+{
+    Bytes src = Header(2, 1, 32, 0);
+    src.insert(src.end(), {0x07, 0xFF, 0x89, 0xAA, 0xF8, 0x0F, 0x10, 0x55});
+    Bytes want = Header(2, 1, 24, 0);
+    want.insert(want.end(), {0x00, 0xF8, 0x88, 0xF8, 0x08, 0x10, 0, 0});
+    EXPECT_EQ(FirstDifference(Reduce(src, 16), want), "");
+    // Target 24 copies the three bytes and drops the fourth.
+    Bytes copy = Header(2, 1, 24, 0);
+    copy.insert(copy.end(), {0x07, 0xFF, 0x89, 0xF8, 0x0F, 0x10, 0, 0});
+    EXPECT_EQ(FirstDifference(Reduce(src, 24), copy), "");
+}
+
+TEST_F(FlatCut, OddWidthTo16ColoursLeavesTheLastLowNibbleZero)
+{
+    // Three pixels: white, red, green -> 15, 9, 10; two lines.
+    Bytes got = Reduce(Dib24({{{255, 255, 255}, {255, 0, 0}, {0, 255, 0}}, {{0, 255, 0}, {0, 0, 0}, {255, 255, 255}}}), 4);
+    EXPECT_EQ(Pixels(got), (Bytes{0xF9, 0xA0, 0, 0, 0xA0, 0xF0, 0, 0}));
+}
+
+TEST_F(FlatCut, PalettedSourcesReadThroughTheirTableAndUnreadDepthsGiveBlack)
+{
+    // An 8-bit source with two entries and a pixel (200) past them reads black.
+    Bytes src = DibIndexed(8, {{255, 0, 0}, {0, 0, 255}}, {{0, 1, 200}});
+    Bytes got = Reduce(src, 24);
+    EXPECT_EQ(Pixels(got), (Bytes{0, 0, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0}));
+    // A 1-bit white image is not read: every pixel keeps black.
+    Bytes mono = DibIndexed(1, {{0, 0, 0}, {255, 255, 255}}, {{1, 1, 1}});
+    EXPECT_EQ(Pixels(Reduce(mono, 8)), (Bytes{0, 0, 0, 0}));
+}
+
+TEST_F(FlatCut, TopDownSourceKeepsItsLineOrder)
+{
+    Bytes src = Dib24({{{255, 255, 255}}, {{0, 0, 0}}});
+    src[8] = 0xFE;  // biHeight -2
+    src[9] = src[10] = src[11] = 0xFF;
+    Bytes got = Reduce(src, 1);
+    ASSERT_EQ(got.size(), 40U + 8U + 8U);
+    EXPECT_EQ(got[8], 0xFE);
+    EXPECT_EQ(got[20], 8);  // biSizeImage: two lines of 4 bytes
+    EXPECT_EQ(Pixels(got), (Bytes{0x80, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(FlatCut, ThermometerShowsEverySixteenthLineTheLastAndFinished)
+{
+    std::vector<std::vector<Rgb>> rows(20, std::vector<Rgb>{{1, 2, 3}});
+    CLR_SetFlatProgress(1);
+    ASSERT_FALSE(Reduce(Dib24(rows), 8).empty());
+    EXPECT_EQ(HDL_ThermometerCalls(),
+              (std::vector<std::string>{"open Performing a Flat Color Reduction", "range 0 20", "update 1 5",
+                                        "update 17 85", "update 20 100", "text Finished", "paint 20 100", "close"}));
+    HDL_ClearThermometerCalls();
+    CLR_SetFlatProgress(0);
+    ASSERT_FALSE(Reduce(Dib24(rows), 8).empty());
+    EXPECT_TRUE(HDL_ThermometerCalls().empty());
+}
+
+TEST_F(FlatCut, ASourceShorterThanItsHeaderIsRefusedWith8204)
+{
+    Bytes src = Dib24({{{1, 2, 3}, {4, 5, 6}}});
+    src[8] = 100;  // claims 100 lines, holds one
+    CLR_SetFlatProgress(1);
+    EXPECT_TRUE(Reduce(src, 8).empty());
+    ASSERT_EQ(HDL_Boxes().size(), 1U);
+    EXPECT_EQ(HDL_Boxes()[0].text, "Not enough memory to perform operation");
+    EXPECT_EQ(HDL_ThermometerCalls(),
+              (std::vector<std::string>{"open Performing a Flat Color Reduction", "range 0 100", "close"}));
+}
+
+TEST_F(FlatCut, UnknownTargetFailsWithoutAReport)
+{
+    EXPECT_TRUE(Reduce(Dib24({{{1, 2, 3}}}), 2).empty());
+    EXPECT_TRUE(Reduce(Dib24({{{1, 2, 3}}}), 32).empty());
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
