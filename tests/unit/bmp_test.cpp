@@ -1,0 +1,802 @@
+// The BMP, DIB and RLE reader and writer: header forms, refusals and their
+// messages, truncated and hostile files, round trips through every row, the
+// writer's exact bytes, and the corpus of files written by other programs.
+#include "cli/headless.h"
+#include "formats/bmp.h"
+#include "formats/codec_runtime.h"
+#include "formats/formats.h"
+#include "platform/dib.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
+namespace {
+
+typedef std::vector<BYTE> Bytes;
+
+const char kNotLegitimate[] = "Error, not a Legitimate DIB File!";
+const char kTopDown[] = "Illegal or Unsupported BMP/DIB file format";
+const char kUnsupported[] = "Unsupported BMP/DIB file format";
+const char kCannotWrite[] = "Cannot write file, check disk space";
+
+void Put16(Bytes& b, unsigned v)
+{
+    b.push_back(static_cast<BYTE>(v));
+    b.push_back(static_cast<BYTE>(v >> 8));
+}
+void Put32(Bytes& b, uint32_t v)
+{
+    Put16(b, v & 0xFFFF);
+    Put16(b, v >> 16);
+}
+Bytes Cat(std::initializer_list<Bytes> parts)
+{
+    Bytes all;
+    for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
+    return all;
+}
+
+Bytes FileHeader(uint32_t size, uint32_t offBits)
+{
+    Bytes b = {'B', 'M'};
+    Put32(b, size);
+    Put32(b, 0);
+    Put32(b, offBits);
+    return b;
+}
+
+Bytes InfoHeader(int32_t width, int32_t height, unsigned bits, uint32_t compression = 0, uint32_t sizeImage = 0,
+                 uint32_t clrUsed = 0)
+{
+    Bytes b;
+    Put32(b, 40);
+    Put32(b, static_cast<uint32_t>(width));
+    Put32(b, static_cast<uint32_t>(height));
+    Put16(b, 1);
+    Put16(b, bits);
+    Put32(b, compression);
+    Put32(b, sizeImage);
+    Put32(b, 2835);
+    Put32(b, 2835);
+    Put32(b, clrUsed);
+    Put32(b, 0);
+    return b;
+}
+
+Bytes CoreHeader(unsigned width, unsigned height, unsigned bits)
+{
+    Bytes b;
+    Put32(b, 12);
+    Put16(b, width);
+    Put16(b, height);
+    Put16(b, 1);
+    Put16(b, bits);
+    return b;
+}
+
+// A whole file: file header (size and offset filled in), image header, table, pixels.
+Bytes WithFileHeader(const Bytes& header, const Bytes& table, const Bytes& pixels)
+{
+    uint32_t off = static_cast<uint32_t>(14 + header.size() + table.size());
+    return Cat({FileHeader(off + static_cast<uint32_t>(pixels.size()), off), header, table, pixels});
+}
+
+struct Loaded {
+    int result = 0;
+    HGLOBAL dib = nullptr;
+    BITMAPINFOHEADER h = {};
+    Bytes table;   // raw 4-byte entries
+    Bytes pixels;  // biSizeImage bytes
+    std::vector<std::string> texts;
+    ~Loaded()
+    {
+        if (dib) GlobalFree(dib);
+    }
+};
+
+void Capture(Loaded& l)
+{
+    for (const HeadlessBox& box : HDL_Boxes()) l.texts.push_back(box.text);
+    if (!l.result || !l.dib) return;
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(l.dib));
+    memcpy(&l.h, p, sizeof l.h);
+    size_t table = DIB_PaletteSize(&l.h);
+    ASSERT_LE(l.h.biSize + table + l.h.biSizeImage, GlobalSize(l.dib));
+    l.table.assign(p + l.h.biSize, p + l.h.biSize + table);
+    l.pixels.assign(p + l.h.biSize + table, p + l.h.biSize + table + l.h.biSizeImage);
+    GlobalUnlock(l.dib);
+}
+
+void LoadPath(const std::string& path, Loaded& l)
+{
+    HDL_ClearBoxes();
+    INF_Begin(path.c_str());
+    l.result = BMP_Load(path.c_str(), &l.dib);
+    if (!l.result) {
+        EXPECT_EQ(nullptr, l.dib);
+    }
+    Capture(l);
+}
+
+void LoadBytes(const Bytes& file, Loaded& l)
+{
+    std::string path = TempPath("load.bmp");
+    if (file.empty()) {
+        FILE* f = fopen(path.c_str(), "wb");
+        ASSERT_NE(nullptr, f);
+        fclose(f);
+    } else {
+        ASSERT_TRUE(WriteWholeFile(path, file));
+    }
+    LoadPath(path, l);
+    remove(path.c_str());
+}
+
+// A refusal shows exactly one box with exactly this text.
+void ExpectRefused(const Bytes& file, const char* text, const char* what)
+{
+    Loaded l;
+    LoadBytes(file, l);
+    EXPECT_EQ(0, l.result) << what;
+    ASSERT_EQ(1u, l.texts.size()) << what;
+    EXPECT_EQ(text, l.texts[0]) << what;
+}
+
+Bytes Table(std::initializer_list<RGBQUAD> entries)
+{
+    Bytes b;
+    for (const RGBQUAD& q : entries) b.insert(b.end(), {q.rgbBlue, q.rgbGreen, q.rgbRed, q.rgbReserved});
+    return b;
+}
+
+// ---- a small sha256 for comparing decodes with the corpus references ------------
+class Sha256 {
+public:
+    Sha256() { memcpy(h_, kInit, sizeof h_); }
+    void Add(const BYTE* data, size_t n)
+    {
+        for (size_t i = 0; i < n; i++) {
+            block_[used_++] = data[i];
+            if (used_ == 64) {
+                Compress();
+                used_ = 0;
+            }
+        }
+        total_ += n;
+    }
+    std::string Hex()
+    {
+        uint64_t bits = total_ * 8;
+        BYTE pad = 0x80;
+        Add(&pad, 1);
+        BYTE zero = 0;
+        while (used_ != 56) Add(&zero, 1);
+        BYTE length[8];
+        for (int i = 0; i < 8; i++) length[i] = static_cast<BYTE>(bits >> (56 - 8 * i));
+        Add(length, 8);
+        std::string hex;
+        const char* digits = "0123456789abcdef";
+        for (uint32_t v : h_)
+            for (int s = 28; s >= 0; s -= 4) hex += digits[(v >> s) & 15];
+        return hex;
+    }
+
+private:
+    static uint32_t Rot(uint32_t v, int n) { return (v >> n) | (v << (32 - n)); }
+    void Compress()
+    {
+        uint32_t w[64];
+        for (int i = 0; i < 16; i++)
+            w[i] = (uint32_t(block_[4 * i]) << 24) | (block_[4 * i + 1] << 16) | (block_[4 * i + 2] << 8) | block_[4 * i + 3];
+        for (int i = 16; i < 64; i++) {
+            uint32_t s0 = Rot(w[i - 15], 7) ^ Rot(w[i - 15], 18) ^ (w[i - 15] >> 3);
+            uint32_t s1 = Rot(w[i - 2], 17) ^ Rot(w[i - 2], 19) ^ (w[i - 2] >> 10);
+            w[i] = w[i - 16] + s0 + w[i - 7] + s1;
+        }
+        uint32_t a = h_[0], b = h_[1], c = h_[2], d = h_[3], e = h_[4], f = h_[5], g = h_[6], h = h_[7];
+        for (int i = 0; i < 64; i++) {
+            uint32_t t1 = h + (Rot(e, 6) ^ Rot(e, 11) ^ Rot(e, 25)) + ((e & f) ^ (~e & g)) + kRound[i] + w[i];
+            uint32_t t2 = (Rot(a, 2) ^ Rot(a, 13) ^ Rot(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
+            h = g;
+            g = f;
+            f = e;
+            e = d + t1;
+            d = c;
+            c = b;
+            b = a;
+            a = t1 + t2;
+        }
+        uint32_t add[8] = {a, b, c, d, e, f, g, h};
+        for (int i = 0; i < 8; i++) h_[i] += add[i];
+    }
+    static constexpr uint32_t kInit[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
+                                          0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
+    static constexpr uint32_t kRound[64] = {
+        0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
+        0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
+        0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
+        0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
+        0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
+        0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
+        0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
+        0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
+    uint32_t h_[8];
+    BYTE block_[64];
+    size_t used_ = 0;
+    uint64_t total_ = 0;
+};
+constexpr uint32_t Sha256::kInit[8];
+constexpr uint32_t Sha256::kRound[64];
+
+std::string ShaOf(const std::string& text)
+{
+    Sha256 s;
+    s.Add(reinterpret_cast<const BYTE*>(text.data()), text.size());
+    return s.Hex();
+}
+
+// The loaded image as 8-bit R,G,B (or R,G,B,A) samples, rows top to bottom.
+std::string PixelSha(const Loaded& l, bool alpha)
+{
+    Sha256 s;
+    LONG width = l.h.biWidth, height = l.h.biHeight;
+    int bits = l.h.biBitCount;
+    size_t stride = ((static_cast<size_t>(width) * bits + 31) / 32) * 4;
+    std::vector<BYTE> row(static_cast<size_t>(width) * 4);
+    for (LONG y = height - 1; y >= 0; y--) {
+        const BYTE* src = &l.pixels[static_cast<size_t>(y) * stride];
+        size_t n = 0;
+        for (LONG x = 0; x < width; x++) {
+            BYTE b, g, r, a = 255;
+            if (bits <= 8) {
+                int index = bits == 8 ? src[x] : bits == 4 ? (x & 1 ? src[x / 2] & 15 : src[x / 2] >> 4)
+                                                          : (src[x / 8] >> (7 - x % 8)) & 1;
+                const BYTE* q = 4 * static_cast<size_t>(index) < l.table.size() ? &l.table[4 * static_cast<size_t>(index)] : nullptr;
+                b = q ? q[0] : 0;
+                g = q ? q[1] : 0;
+                r = q ? q[2] : 0;
+            } else {
+                const BYTE* q = src + static_cast<size_t>(x) * (bits / 8);
+                b = q[0];
+                g = q[1];
+                r = q[2];
+                if (bits == 32) a = q[3];
+            }
+            row[n++] = r;
+            row[n++] = g;
+            row[n++] = b;
+            if (alpha) row[n++] = a;
+        }
+        s.Add(row.data(), n);
+    }
+    return s.Hex();
+}
+
+struct ActiveBits {
+    explicit ActiveBits(int bits) { HDL_SetActiveBits(bits); }
+    ~ActiveBits() { HDL_SetActiveBits(0); }
+};
+
+// A DIB block made in code: header, table entries, pixel rows as given.
+HGLOBAL MakeDib(LONG width, LONG height, int bits, const Bytes& table, const Bytes& pixels)
+{
+    Bytes header = InfoHeader(width, height, bits, 0, static_cast<uint32_t>(pixels.size()), static_cast<uint32_t>(table.size() / 4));
+    Bytes all = Cat({header, table, pixels});
+    HGLOBAL mem = GlobalAlloc(GHND, all.size());
+    memcpy(GlobalLock(mem), all.data(), all.size());
+    GlobalUnlock(mem);
+    return mem;
+}
+
+}  // namespace
+
+TEST(Sha256Helper, KnownDigests)
+{
+    EXPECT_EQ("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855", ShaOf(""));
+    EXPECT_EQ("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad", ShaOf("abc"));
+    EXPECT_EQ("248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1",
+              ShaOf("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq"));
+}
+
+TEST(BmpLoad, BareDibStartingWithFortyLoadsAndFillsTheLoadInformation)
+{
+    Bytes table = Table({{10, 20, 30, 0}, {40, 50, 60, 0}});
+    Bytes pixels = {0, 1, 0, 0, 1, 1, 0, 0};
+    Bytes file = Cat({InfoHeader(2, 2, 8, 0, 999, 2), table, pixels});
+    Loaded l;
+    LoadBytes(file, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_TRUE(l.texts.empty());
+    EXPECT_EQ(40u, l.h.biSize);
+    EXPECT_EQ(2, l.h.biWidth);
+    EXPECT_EQ(2, l.h.biHeight);
+    EXPECT_EQ(8, l.h.biBitCount);
+    EXPECT_EQ(2u, l.h.biClrUsed);
+    EXPECT_EQ(8u, l.h.biSizeImage);  // the stored 999 is not believed
+    EXPECT_EQ(table, l.table);
+    EXPECT_EQ(pixels, l.pixels);
+    EXPECT_EQ(2, INF_GetValue(INF_WIDTH));
+    EXPECT_EQ(2, INF_GetValue(INF_HEIGHT));
+    EXPECT_EQ(8, INF_GetValue(INF_BITSPERPIXEL));
+    EXPECT_EQ(2, INF_GetValue(INF_COLORS));
+    EXPECT_EQ(1, INF_GetValue(INF_PALETTE));
+    EXPECT_EQ(0, INF_GetValue(INF_COMPRESSED));
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    EXPECT_EQ(8, INF_GetValue(INF_MEMORY));
+    EXPECT_EQ(1, INF_GetValue(INF_PLANES));
+    EXPECT_EQ(0, INF_GetValue(INF_TYPE));
+    EXPECT_EQ(3, INF_GetValue(INF_VERSION));
+    EXPECT_STREQ("IBMPC", INF_Info.creator);
+    EXPECT_EQ(5, INF_Info.step);
+    EXPECT_EQ(5, INF_Info.lastStep);
+}
+
+TEST(BmpLoad, TopDownAndBitFieldImagesAreRefusedAtEveryDepth)
+{
+    for (unsigned bits : {1u, 4u, 8u, 24u, 32u}) {
+        Bytes table = bits <= 8 ? Bytes(4u << bits, 0) : Bytes();
+        Bytes file = WithFileHeader(InfoHeader(4, -2, bits), table, Bytes(2 * ((4 * bits + 31) / 32) * 4, 0));
+        ExpectRefused(file, kTopDown, "top-down");
+    }
+    // The box is an error: no caption, OK with the exclamation mark.
+    ASSERT_EQ(1u, HDL_Boxes().size());
+    EXPECT_EQ("", HDL_Boxes()[0].caption);
+    EXPECT_EQ(0x1030u, HDL_Boxes()[0].flags);
+    for (unsigned bits : {16u, 32u}) {
+        Bytes masks;
+        Put32(masks, bits == 16 ? 0x7C00 : 0xFF0000);
+        Put32(masks, bits == 16 ? 0x03E0 : 0xFF00);
+        Put32(masks, bits == 16 ? 0x001F : 0xFF);
+        Bytes file = WithFileHeader(InfoHeader(2, 2, bits, BI_BITFIELDS), masks, Bytes(16, 0));
+        ExpectRefused(file, kUnsupported, "bit fields");
+    }
+}
+
+TEST(BmpLoad, CoreHeadersWidenTheirTableAndTwentyFourBitsHaveNone)
+{
+    // 24 bits: no table, 4x3 pixels. (The reader takes 40 header bytes even
+    // from the core form, so a core file is never shorter than 54 bytes.)
+    Bytes pixels24(36);
+    for (size_t i = 0; i < pixels24.size(); i++) pixels24[i] = static_cast<BYTE>(i + 1);
+    Loaded a;
+    LoadBytes(WithFileHeader(CoreHeader(4, 3, 24), {}, pixels24), a);
+    ASSERT_EQ(1, a.result);
+    EXPECT_EQ(40u, a.h.biSize);
+    EXPECT_EQ(4, a.h.biWidth);
+    EXPECT_EQ(3, a.h.biHeight);
+    EXPECT_EQ(24, a.h.biBitCount);
+    EXPECT_EQ(0u, a.h.biClrUsed);
+    EXPECT_TRUE(a.table.empty());
+    EXPECT_EQ(pixels24, a.pixels);
+    EXPECT_EQ(0, INF_GetValue(INF_PALETTE));
+
+    // 1 bit: three-byte entries become four-byte ones.
+    Loaded b;
+    LoadBytes(Cat({WithFileHeader(CoreHeader(3, 1, 1), {1, 2, 3, 4, 5, 6}, {0xA0, 0, 0, 0}), Bytes(20, 0x55)}), b);
+    ASSERT_EQ(1, b.result);
+    EXPECT_EQ(2u, b.h.biClrUsed);
+    EXPECT_EQ((Bytes{1, 2, 3, 0, 4, 5, 6, 0}), b.table);
+    EXPECT_EQ((Bytes{0xA0, 0, 0, 0}), b.pixels);
+
+    // A 4-bit core file with only two entries: the table read runs into the
+    // pixels, the bits offset sets the position right again.
+    Bytes file = Cat({FileHeader(0, 14 + 12 + 6), CoreHeader(4, 1, 4), {9, 8, 7, 6, 5, 4}, {0x01, 0x10, 0, 0}});
+    file.resize(file.size() + 60, 0xEE);  // whatever follows is never pixels
+    Loaded c;
+    LoadBytes(file, c);
+    ASSERT_EQ(1, c.result);
+    EXPECT_EQ(16u, c.h.biClrUsed);
+    EXPECT_EQ((Bytes{9, 8, 7, 0, 6, 5, 4, 0}), Bytes(c.table.begin(), c.table.begin() + 8));
+    EXPECT_EQ((Bytes{0x01, 0x10, 0, 0}), c.pixels);
+}
+
+TEST(BmpLoad, TruncatedPlainIsRefusedTruncatedRunLengthAndCoreKeepWhatIsThere)
+{
+    Bytes table = Table({{0, 0, 0, 0}, {255, 255, 255, 0}});
+    Bytes pixels = {1, 1, 1, 0, 0, 1, 0, 0};
+    Bytes whole = WithFileHeader(InfoHeader(3, 2, 8, 0, 0, 2), table, pixels);
+    ExpectRefused(Bytes(whole.begin(), whole.end() - 1), kNotLegitimate, "one byte short");
+
+    // RLE8 of 4x3 cut after the first row's data.
+    Bytes rle = {4, 7, 0, 0, 2, 5, 0, 0, 0, 1};
+    Bytes rleFile = WithFileHeader(InfoHeader(4, 3, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 2), table, rle);
+    Loaded l;
+    LoadBytes(Bytes(rleFile.begin(), rleFile.end() - 7), l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_TRUE(l.texts.empty());
+    EXPECT_EQ(static_cast<DWORD>(BI_RGB), l.h.biCompression);
+    EXPECT_EQ(12u, l.h.biSizeImage);
+    EXPECT_EQ((Bytes{7, 7, 7, 7, 0, 0, 0, 0, 0, 0, 0, 0}), l.pixels);
+    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
+
+    // The whole RLE file for comparison.
+    Loaded full;
+    LoadBytes(rleFile, full);
+    ASSERT_EQ(1, full.result);
+    EXPECT_EQ((Bytes{7, 7, 7, 7, 5, 5, 0, 0, 0, 0, 0, 0}), full.pixels);
+
+    // A core file missing the end of its last row loads with the rest zero.
+    Bytes rows(48, 0);
+    for (size_t i = 0; i < 40; i++) rows[i] = static_cast<BYTE>(i + 1);
+    Bytes core = WithFileHeader(CoreHeader(4, 4, 24), {}, Bytes(rows.begin(), rows.begin() + 40));
+    Loaded c;
+    LoadBytes(core, c);
+    ASSERT_EQ(1, c.result);
+    EXPECT_TRUE(c.texts.empty());
+    EXPECT_EQ(rows, c.pixels);
+}
+
+TEST(BmpLoad, HostileFilesAreRefusedWithTheirMessage)
+{
+    ExpectRefused({}, kNotLegitimate, "empty file");
+    ExpectRefused({'B', 'M', 1, 2, 3}, kNotLegitimate, "short file header");
+    Bytes header = InfoHeader(2, 2, 8);
+    ExpectRefused(Cat({FileHeader(0, 0), Bytes(header.begin(), header.begin() + 30)}), kNotLegitimate, "short header");
+    Bytes big = InfoHeader(2, 2, 8);
+    big[0] = 64;
+    ExpectRefused(Cat({big, Bytes(100, 0)}), kNotLegitimate, "header of 64 bytes");
+    ExpectRefused(WithFileHeader(InfoHeader(0, 2, 24), {}, Bytes(16, 0)), kNotLegitimate, "no width");
+    ExpectRefused(WithFileHeader(InfoHeader(-5, 2, 24), {}, Bytes(16, 0)), kNotLegitimate, "negative width");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 0, 24), {}, Bytes(16, 0)), kNotLegitimate, "no height");
+    ExpectRefused(WithFileHeader(InfoHeader(100000, 100000, 24), {}, Bytes(64, 0)), kNotLegitimate, "huge plain");
+    ExpectRefused(WithFileHeader(InfoHeader(0x7FFFFFFF, 0x7FFFFFFF, 32), {}, Bytes(64, 0)), kNotLegitimate, "largest plain");
+    ExpectRefused(WithFileHeader(InfoHeader(60000, 60000, 8, BI_RLE8, 0, 0), Bytes(1024, 0), {255, 1, 0, 1}),
+                  kNotLegitimate, "huge run-length image from four bytes");
+    ExpectRefused(WithFileHeader(CoreHeader(65535, 65535, 24), {}, Bytes(64, 0)), kNotLegitimate, "huge core");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 2, 8, 0, 0, 257), Bytes(2000, 0), Bytes(8, 0)), kNotLegitimate,
+                  "257 colours");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 2, 24, 0, 0, 0xFFFFFFFF), {}, Bytes(16, 0)), kNotLegitimate,
+                  "four billion colours");
+    ExpectRefused(Cat({FileHeader(0, 0x7FFFFFF0), InfoHeader(2, 2, 24), Bytes(16, 0)}), kNotLegitimate,
+                  "bits offset past the end");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 2, 2), Bytes(16, 0), Bytes(8, 0)), kUnsupported, "2 bits");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 2, 24, 4), {}, Bytes(16, 0)), kUnsupported, "JPEG inside");
+    ExpectRefused(WithFileHeader(InfoHeader(2, 2, 4, BI_RLE8), Bytes(64, 0), {2, 1, 0, 1}), kNotLegitimate,
+                  "RLE8 at 4 bits");
+
+    // A small run-length image whose data lies past the end loads all zero.
+    Loaded l;
+    LoadBytes(Cat({FileHeader(0, 5000), InfoHeader(4, 4, 8, BI_RLE8, 0, 1), Bytes(4, 0)}), l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_TRUE(l.texts.empty());
+    EXPECT_EQ(Bytes(16, 0), l.pixels);
+}
+
+TEST(BmpLoad, RunLengthDataPastTheRowOrImageIsClipped)
+{
+    Bytes table = Table({{0, 0, 0, 0}, {1, 1, 1, 0}, {2, 2, 2, 0}});
+    Bytes rle = {
+        200, 1,                    // far past the row of 3
+        0, 9, 1, 2, 1, 2, 1, 2, 1, 2, 1, 0,  // absolute run past the row
+        0, 0,                      // end of line
+        2, 2, 0, 2, 0, 50,         // delta far above the image
+        7, 1,                      // never reached
+    };
+    Loaded l;
+    LoadBytes(WithFileHeader(InfoHeader(3, 2, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 3), table, rle), l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_EQ((Bytes{1, 1, 1, 0, 2, 2, 0, 0}), l.pixels);
+}
+
+TEST(BmpLoad, SixteenBitFilesBecomeTwentyFourBits)
+{
+    Bytes pixels = {0xFF, 0x7F, 0x00, 0x7C, 0xE0, 0x03, 0x01, 0x00};  // white, red, green, blue 1 -> 8
+    Loaded l;
+    LoadBytes(WithFileHeader(InfoHeader(2, 2, 16), {}, pixels), l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_EQ(24, l.h.biBitCount);
+    EXPECT_EQ(16u, l.h.biSizeImage);
+    EXPECT_EQ((Bytes{255, 255, 255, 0, 0, 255, 0, 0, 0, 255, 0, 8, 0, 0, 0, 0}), l.pixels);
+    EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
+}
+
+TEST(BmpSave, WritesFileHeaderAndTheWholeBlock)
+{
+    Bytes table = Table({{0, 0, 255, 0}, {255, 255, 255, 0}});
+    HGLOBAL dib = MakeDib(2, 2, 8, table, {1, 0, 0, 0, 1, 1, 0, 0});
+    std::string path = TempPath("pinned.bmp");
+    HDL_ClearBoxes();
+    ASSERT_EQ(1, BMP_Save(path.c_str(), dib, 1, 0, 8));
+    EXPECT_TRUE(HDL_Boxes().empty());
+    Bytes plain = Cat({{'B', 'M', 70, 0, 0, 0, 0, 0, 0, 0, 62, 0, 0, 0},
+                       InfoHeader(2, 2, 8, 0, 8, 2), table, {1, 0, 0, 0, 1, 1, 0, 0}});
+    EXPECT_EQ(plain, ReadWholeFile(path));
+    // The file's size is the block's size (with any rounding) plus the file header.
+    EXPECT_EQ(GlobalSize(dib) + 14, 70u);
+
+    // Compressed with an 8-bit active image: RLE8, sized to its data.
+    {
+        ActiveBits active(8);
+        ASSERT_EQ(1, BMP_Save(path.c_str(), dib, 1, 1, 8));
+    }
+    Bytes rle = Cat({{'B', 'M', 72, 0, 0, 0, 0, 0, 0, 0, 62, 0, 0, 0}, InfoHeader(2, 2, 8, BI_RLE8, 10, 2), table,
+                     {1, 1, 1, 0, 0, 0, 2, 1, 0, 1}});
+    EXPECT_EQ(rle, ReadWholeFile(path));
+
+    // Deeper than 15 bits the compressed flag is dropped.
+    HGLOBAL rgb = MakeDib(1, 1, 24, {}, {1, 2, 3, 0});
+    {
+        ActiveBits active(24);
+        ASSERT_EQ(1, BMP_Save(path.c_str(), rgb, 1, 1, 24));
+    }
+    Bytes deep = Cat({{'B', 'M', 58, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0}, InfoHeader(1, 1, 24, 0, 4, 0), {1, 2, 3, 0}});
+    EXPECT_EQ(deep, ReadWholeFile(path));
+    remove(path.c_str());
+    GlobalFree(rgb);
+    GlobalFree(dib);
+}
+
+TEST(BmpSave, RoundTripsEveryDepthEachRowAllows)
+{
+    FMT_RegisterBuiltins();
+    const int depths[] = {1, 4, 8, 16, 24, 32};
+    int cases = 0;
+    for (int row : {FMT_Row_BMP, FMT_Row_DIB, FMT_Row_RLE}) {
+        for (int index = 0; index < 6; index++) {
+            int capability = FMT_GetCapability(row, index);
+            int bits = depths[index];
+            if (!capability) continue;
+            ASSERT_NE(16, bits);
+            // 5 x 3 image: a row of one value (runs), then changing values.
+            LONG width = 5, height = 3;
+            size_t stride = ((static_cast<size_t>(width) * bits + 31) / 32) * 4;
+            Bytes pixels(stride * height, 0);
+            Bytes indices8(8 * height, 0);  // the same image as 8-bit indices
+            for (LONG y = 0; y < height; y++) {
+                BYTE* at = &pixels[y * stride];
+                for (LONG x = 0; x < width; x++) {
+                    if (bits > 8) {
+                        for (int c = 0; c < bits / 8; c++) at[x * (bits / 8) + c] = static_cast<BYTE>(x * 37 + y * 11 + c * 5);
+                        continue;
+                    }
+                    int v = (y == 0 ? 1 : x * 7 + y * 3 + x / 2) & ((1 << bits) - 1);
+                    indices8[y * 8 + x] = static_cast<BYTE>(v);
+                    if (bits == 8) at[x] = static_cast<BYTE>(v);
+                    else if (bits == 4) at[x / 2] |= static_cast<BYTE>(x & 1 ? v : v << 4);
+                    else at[x / 8] |= static_cast<BYTE>(v << (7 - x % 8));
+                }
+            }
+            Bytes table;
+            for (int c = 0; c < (bits <= 8 ? 1 << bits : 0); c++) table.insert(table.end(), {BYTE(c), BYTE(c * 3), BYTE(255 - c), 0});
+            HGLOBAL dib = MakeDib(width, height, bits, table, pixels);
+            for (int compressed : {0, 1}) {
+                if (compressed && !(capability & 12)) continue;
+                if (!compressed && (capability & 8)) continue;
+                std::string path = TempPath("round.bmp");
+                cases++;
+                {
+                    ActiveBits active(bits);
+                    ASSERT_EQ(1, BMP_Save(path.c_str(), dib, 1, static_cast<WORD>(compressed), static_cast<WORD>(bits)));
+                }
+                Bytes written = ReadWholeFile(path);
+                ASSERT_GE(written.size(), 54u);
+                EXPECT_EQ(compressed ? (bits == 4 ? 2 : 1) : 0, written[30]) << row << " " << bits;
+                Loaded l;
+                LoadPath(path, l);
+                remove(path.c_str());
+                ASSERT_EQ(1, l.result) << row << " " << bits << " " << compressed;
+                EXPECT_TRUE(l.texts.empty());
+                EXPECT_EQ(width, l.h.biWidth);
+                EXPECT_EQ(height, l.h.biHeight);
+                EXPECT_EQ(static_cast<DWORD>(BI_RGB), l.h.biCompression);
+                EXPECT_EQ(compressed, INF_GetValue(INF_COMPRESSED));
+                EXPECT_EQ(table, l.table);
+                if (compressed && bits == 1) {
+                    // A 1-bit image is saved as RLE8 and so comes back at 8 bits.
+                    EXPECT_EQ(8, l.h.biBitCount);
+                    EXPECT_EQ(2u, l.h.biClrUsed);
+                    EXPECT_EQ(indices8, l.pixels);
+                } else {
+                    EXPECT_EQ(bits, l.h.biBitCount) << row << " " << bits;
+                    EXPECT_EQ(pixels, l.pixels) << row << " " << bits << " " << compressed;
+                }
+            }
+            GlobalFree(dib);
+        }
+    }
+    // BMP: 1, 4, 8, 24, 32 plain; DIB: the same and 1, 4, 8 compressed; RLE: 1, 4, 8 compressed.
+    EXPECT_EQ(16, cases);
+}
+
+TEST(BmpSave, RunLengthOutputIsWhatImageMagickDecoded)
+{
+    // The 19x7 image of the fixtures: runs, alternations, short stretches.
+    for (int bits : {4, 8}) {
+        LONG width = 19, height = 7;
+        int colors = 1 << bits;
+        size_t stride = ((static_cast<size_t>(width) * bits + 31) / 32) * 4;
+        Bytes table, pixels(stride * height, 0), rgb;
+        for (int c = 0; c < colors; c++) table.insert(table.end(), {BYTE(c * 7), BYTE(255 - c), BYTE(c * 13), 0});
+        for (LONG y = 0; y < height; y++) {
+            for (LONG x = 0; x < width; x++) {
+                int v = y == 0 ? 2 : y == 1 ? (x & 1) : y == 2 ? x / 5 : y == 3 ? (x * x * 7 + 3)
+                      : y == 4 ? (x < width / 2 ? 3 : 9) : y == 5 ? (x % 3 == 0 ? 1 : 5) : 12;
+                v &= colors - 1;
+                BYTE* row = &pixels[y * stride];
+                if (bits == 8) row[x] = static_cast<BYTE>(v);
+                else row[x / 2] |= static_cast<BYTE>(x & 1 ? v : v << 4);
+            }
+        }
+        HGLOBAL dib = MakeDib(width, height, bits, table, pixels);
+        std::string path = TempPath("rle_writer.bmp");
+        {
+            ActiveBits active(bits);
+            ASSERT_EQ(1, BMP_Save(path.c_str(), dib, 1, 1, static_cast<WORD>(bits)));
+        }
+        std::string name = "bmp/rle" + std::to_string(bits) + "_writer";
+        Bytes fixture = ReadWholeFile(DataPath(name + ".bmp"));
+        ASSERT_FALSE(fixture.empty());
+        Bytes written = ReadWholeFile(path);
+        remove(path.c_str());
+        // The header fields the writer fills differ from the fixture's only
+        // in what MakeDib puts in (resolution), so compare from the table on.
+        ASSERT_EQ(fixture.size(), written.size()) << bits;
+        EXPECT_EQ(bits == 4 ? 2 : 1, written[30]);
+        EXPECT_EQ(Bytes(fixture.begin() + 54, fixture.end()), Bytes(written.begin() + 54, written.end())) << bits;
+        // And what ImageMagick decoded from the fixture is what we load.
+        Loaded l;
+        LoadPath(DataPath(name + ".bmp"), l);
+        ASSERT_EQ(1, l.result);
+        EXPECT_EQ(pixels, l.pixels);
+        Bytes magick = ReadWholeFile(DataPath(name + ".rgb"));
+        ASSERT_EQ(static_cast<size_t>(width * height * 3), magick.size());
+        for (LONG y = 0; y < height; y++)
+            for (LONG x = 0; x < width; x++) {
+                const BYTE* at = &magick[3 * static_cast<size_t>((height - 1 - y) * width + x)];
+                int v = bits == 8 ? pixels[y * stride + x] : (x & 1 ? pixels[y * stride + x / 2] & 15 : pixels[y * stride + x / 2] >> 4);
+                EXPECT_EQ(table[4 * v + 2], at[0]) << bits << " " << x << "," << y;
+                EXPECT_EQ(table[4 * v + 1], at[1]);
+                EXPECT_EQ(table[4 * v], at[2]);
+            }
+        GlobalFree(dib);
+    }
+}
+
+TEST(BmpSave, FailedWritesReportAndLeaveNoFile)
+{
+    HGLOBAL dib = MakeDib(2, 2, 8, Table({{0, 0, 0, 0}}), Bytes(8, 0));
+    std::string missing = TempPath("no_such_dir/x.bmp");
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, BMP_Save(missing.c_str(), dib, 1, 0, 8));
+    ASSERT_EQ(1u, HDL_Boxes().size());
+    EXPECT_EQ(kCannotWrite, HDL_Boxes()[0].text);
+    EXPECT_FALSE(FileExists(missing));
+#ifndef _WIN32
+    // A disk that fills up mid-write: the partial file is removed.
+    HGLOBAL big = MakeDib(100, 100, 8, Table({{0, 0, 0, 0}}), Bytes(10000, 7));
+    std::string path = TempPath("full.bmp");
+    struct rlimit old;
+    getrlimit(RLIMIT_FSIZE, &old);
+    void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit small = {4096, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    HDL_ClearBoxes();
+    int result = BMP_Save(path.c_str(), big, 1, 0, 8);
+    setrlimit(RLIMIT_FSIZE, &old);
+    signal(SIGXFSZ, previous);
+    EXPECT_EQ(0, result);
+    ASSERT_EQ(1u, HDL_Boxes().size());
+    EXPECT_EQ(kCannotWrite, HDL_Boxes()[0].text);
+    EXPECT_FALSE(FileExists(path));
+    GlobalFree(big);
+#endif
+    GlobalFree(dib);
+}
+
+TEST(DibReadFile, ReadsTheBlockAsStoredWithoutMessages)
+{
+    Bytes table = Table({{0, 0, 0, 0}, {1, 1, 1, 0}});
+    Bytes rle = {3, 1, 0, 1};
+    std::string path = TempPath("readfile.bmp");
+    ASSERT_TRUE(WriteWholeFile(path, WithFileHeader(InfoHeader(3, 1, 8, BI_RLE8, 4, 2), table, rle)));
+    HDL_ClearBoxes();
+    HGLOBAL dib = DIB_ReadFile(path.c_str());
+    ASSERT_NE(nullptr, dib);
+    BITMAPINFOHEADER h;
+    DIB_GetInfo(dib, &h);
+    EXPECT_EQ(static_cast<DWORD>(BI_RLE8), h.biCompression);
+    EXPECT_EQ(4u, h.biSizeImage);
+    ASSERT_GE(GlobalSize(dib), 52u);
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(dib));
+    EXPECT_EQ(Cat({InfoHeader(3, 1, 8, BI_RLE8, 4, 2), table, rle}), Bytes(p, p + 52));
+    GlobalUnlock(dib);
+    GlobalFree(dib);
+    ASSERT_TRUE(WriteWholeFile(path, WithFileHeader(InfoHeader(3, -1, 8), table, Bytes(4, 0))));
+    EXPECT_EQ(nullptr, DIB_ReadFile(path.c_str()));
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(5, 0)));
+    EXPECT_EQ(nullptr, DIB_ReadFile(path.c_str()));
+    EXPECT_TRUE(HDL_Boxes().empty());
+    remove(path.c_str());
+}
+
+TEST(BmpCorpus, EveryFileLoadsToItsReferenceOrIsRefusedAsOurRulesSay)
+{
+    // Our rules where they differ from other decoders: top-down images and
+    // bit fields are refused; a header of more than 40 bytes is not one we read;
+    // a truncated plain file and a header larger than its file are not legitimate.
+    const std::map<std::string, std::string> refusals = {
+        {"files/bmp/pal8topdown.bmp", kTopDown},
+        {"files/bmp/rgb16-565.bmp", kUnsupported},
+        {"files/bmp/rgb32bf-rgba.bmp", kNotLegitimate},  // 124-byte header
+        {"files/dib/clipboard.dib", kUnsupported},
+        {"files/bmp/shortfile.bmp", kNotLegitimate},
+        {"files/bmp/reallybig.bmp", kNotLegitimate},
+    };
+    std::ifstream manifest(CorpusPath("manifest.tsv"));
+    ASSERT_TRUE(manifest.good());
+    std::string line;
+    std::getline(manifest, line);
+    int checked = 0;
+    std::ostringstream report;
+    while (std::getline(manifest, line)) {
+        std::vector<std::string> cols;
+        std::stringstream split(line);
+        std::string col;
+        while (std::getline(split, col, '\t')) cols.push_back(col);
+        if (cols.size() < 6 || (cols[1] != "bmp" && cols[1] != "dib")) continue;
+        const std::string& file = cols[0];
+        const std::string& reference = cols[4];
+        bool rgba = cols[5] == "RGBA";
+        Loaded l;
+        LoadPath(CorpusPath(file), l);
+        checked++;
+        auto refused = refusals.find(file);
+        std::string ours = l.result ? PixelSha(l, rgba) : (l.texts.empty() ? "no message" : l.texts[0]);
+        std::string expected = refused != refusals.end() ? refused->second : reference;
+        report << file << "\t" << expected << "\t" << ours << "\n";
+        if (refused != refusals.end()) {
+            EXPECT_EQ(0, l.result) << file;
+            ASSERT_EQ(1u, l.texts.size()) << file;
+            EXPECT_EQ(refused->second, l.texts[0]) << file;
+        } else if (reference == "-") {
+            // A broken file with no reference: it loads without a message, whole.
+            EXPECT_EQ(1, l.result) << file;
+            EXPECT_TRUE(l.texts.empty()) << file;
+        } else {
+            ASSERT_EQ(1, l.result) << file;
+            EXPECT_TRUE(l.texts.empty()) << file;
+            EXPECT_EQ(reference, ours) << file;
+        }
+    }
+    EXPECT_GE(checked, 14);
+    RecordProperty("corpus", report.str());
+    printf("%s", report.str().c_str());
+}
+
+TEST(BmpCrashers, EveryKeptInputIsHandled)
+{
+    std::string dir = DataPath("crashers/bmp");
+    std::error_code error;
+    int replayed = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, error)) {
+        if (!entry.is_regular_file() || entry.path().filename() == "README.md") continue;
+        Loaded l;
+        LoadPath(entry.path().string(), l);
+        replayed++;
+        // Loaded or refused with exactly one message, never both or neither.
+        if (l.result) {
+            EXPECT_TRUE(l.texts.empty()) << entry.path();
+            EXPECT_GT(l.h.biWidth, 0) << entry.path();
+            EXPECT_GT(l.h.biHeight, 0) << entry.path();
+        } else {
+            EXPECT_EQ(1u, l.texts.size()) << entry.path();
+        }
+    }
+    // The folder holds at least the padding case; none found means it wasn't read.
+    EXPECT_GE(replayed, 1);
+    RecordProperty("replayed", replayed);
+}
