@@ -1,0 +1,686 @@
+// The JPEG layer and the JPG, PIC and KQP rows: files written by our saves and
+// by libjpeg itself (progressive, other subsamplings, comments, CMYK), damaged
+// files, the corpus of files from other programs and the kept crashers.
+#include "cli/headless.h"
+#include "colour/flat_cut.h"
+#include "core/messages.h"
+#include "core/settings.h"
+#include "formats/codec_runtime.h"
+#include "formats/formats.h"
+#include "platform/dib.h"
+#include "platform/jpeg.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include <jpeglib.h>
+
+typedef std::vector<unsigned char> Bytes;
+
+// From the TIFF tests of this program.
+std::string KvSha256(const Bytes& data);
+
+namespace {
+
+const char kIncomplete[] = "Incomplete JPG file, cannot load";
+const char kNotJpeg[] = "Not a legal JPG file";
+const char kOutput[] = "Cannot open output file, check disk space";
+
+// ---- files written with libjpeg directly ------------------------------------------------------
+
+struct JpegParams {
+    int width = 16, height = 16;
+    int components = 3;                    // samples given per pixel
+    J_COLOR_SPACE in = JCS_RGB;            // their colour space
+    J_COLOR_SPACE file = JCS_YCbCr;        // the file's
+    int quality = 100;
+    bool progressive = false;
+    int hLuma = 2, vLuma = 2;              // sampling of the first component
+    std::vector<std::string> comments;
+};
+
+// Writes samples (top row first, `components` a pixel) as a JPEG file.
+void WriteJpeg(const std::string& path, const JpegParams& params, const Bytes& samples)
+{
+    FILE* f = fopen(path.c_str(), "wb");
+    ASSERT_NE(nullptr, f);
+    jpeg_compress_struct c;
+    jpeg_error_mgr err;
+    c.err = jpeg_std_error(&err);
+    jpeg_create_compress(&c);
+    jpeg_stdio_dest(&c, f);
+    c.image_width = params.width;
+    c.image_height = params.height;
+    c.input_components = params.components;
+    c.in_color_space = params.in;
+    jpeg_set_defaults(&c);
+    jpeg_set_colorspace(&c, params.file);
+    jpeg_set_quality(&c, params.quality, TRUE);
+    if (c.num_components >= 3) {
+        c.comp_info[0].h_samp_factor = params.hLuma;
+        c.comp_info[0].v_samp_factor = params.vLuma;
+    }
+    if (params.progressive) jpeg_simple_progression(&c);
+    jpeg_start_compress(&c, TRUE);
+    for (const std::string& text : params.comments)
+        jpeg_write_marker(&c, JPEG_COM, reinterpret_cast<const JOCTET*>(text.data()), static_cast<unsigned>(text.size()));
+    for (int y = 0; y < params.height; y++) {
+        JSAMPROW row = const_cast<JSAMPROW>(&samples[static_cast<size_t>(y) * params.width * params.components]);
+        jpeg_write_scanlines(&c, &row, 1);
+    }
+    jpeg_finish_compress(&c);
+    jpeg_destroy_compress(&c);
+    fclose(f);
+}
+
+// ---- DIBs and loads ---------------------------------------------------------------------------
+
+// A bottom-up DIB from rows given top first.
+HGLOBAL MakeDib(LONG width, LONG height, int bits, const std::vector<RGBQUAD>& table, const std::vector<Bytes>& rows)
+{
+    BITMAPINFOHEADER h = {};
+    DWORD stride = DIB_Stride(width, bits);
+    h.biSize = sizeof h;
+    h.biWidth = width;
+    h.biHeight = height;
+    h.biPlanes = 1;
+    h.biBitCount = static_cast<WORD>(bits);
+    h.biSizeImage = stride * height;
+    h.biClrUsed = static_cast<DWORD>(table.size());
+    HGLOBAL dib = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof h + 4 * table.size() + h.biSizeImage);
+    BYTE* p = static_cast<BYTE*>(GlobalLock(dib));
+    memcpy(p, &h, sizeof h);
+    if (!table.empty()) memcpy(p + sizeof h, table.data(), 4 * table.size());
+    BYTE* pixels = p + sizeof h + 4 * table.size();
+    for (LONG y = 0; y < height; y++) {
+        const Bytes& row = rows[static_cast<size_t>(y) % rows.size()];
+        memcpy(pixels + static_cast<size_t>(height - 1 - y) * stride, row.data(), std::min<size_t>(row.size(), stride));
+    }
+    GlobalUnlock(dib);
+    return dib;
+}
+
+struct Loaded {
+    int result = 0;
+    HGLOBAL dib = nullptr;
+    BITMAPINFOHEADER h = {};
+    Bytes table;
+    Bytes pixels;
+    std::vector<std::string> texts;
+    ~Loaded()
+    {
+        if (dib) GlobalFree(dib);
+    }
+    // Pixel x of row y (0 at the top) as blue, green, red; or its gray index.
+    const unsigned char* At(LONG x, LONG y) const
+    {
+        DWORD stride = h.biSizeImage / static_cast<DWORD>(h.biHeight);
+        return &pixels[static_cast<size_t>(h.biHeight - 1 - y) * stride + static_cast<size_t>(x) * (h.biBitCount / 8)];
+    }
+    // R, G, B bytes, top row first.
+    Bytes Rgb() const
+    {
+        Bytes rgb;
+        for (LONG y = 0; y < h.biHeight; y++)
+            for (LONG x = 0; x < h.biWidth; x++) {
+                const unsigned char* p = At(x, y);
+                if (h.biBitCount == 8) rgb.insert(rgb.end(), {table[4 * p[0] + 2], table[4 * p[0] + 1], table[4 * p[0]]});
+                else rgb.insert(rgb.end(), {p[2], p[1], p[0]});
+            }
+        return rgb;
+    }
+};
+
+void LoadWith(int (*load)(LPCSTR, HGLOBAL*), const std::string& path, Loaded& l)
+{
+    HDL_ClearBoxes();
+    INF_Begin(path.c_str());
+    l.result = load(path.c_str(), &l.dib);
+    for (const HeadlessBox& box : HDL_Boxes()) l.texts.push_back(box.text);
+    if (!l.result) {
+        EXPECT_EQ(nullptr, l.dib);
+        return;
+    }
+    ASSERT_NE(nullptr, l.dib);
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(l.dib));
+    memcpy(&l.h, p, sizeof l.h);
+    size_t table = DIB_PaletteSize(&l.h);
+    ASSERT_EQ(l.h.biSize + table + l.h.biSizeImage, GlobalSize(l.dib));
+    l.table.assign(p + l.h.biSize, p + l.h.biSize + table);
+    l.pixels.assign(p + l.h.biSize + table, p + l.h.biSize + table + l.h.biSizeImage);
+    GlobalUnlock(l.dib);
+}
+
+void Load(const std::string& path, Loaded& l) { LoadWith(JPG_Load, path, l); }
+
+struct Info {
+    int ok = 0, luma = -1, chroma = -1, subsampling = -1, kind = -1, bits = -1;
+    DWORD size = 0;
+};
+
+Info GetInfo(const std::string& path)
+{
+    Info i;
+    DWORD parameters = 0xFFFFFFFF;
+    i.ok = ZIM_GetInfo(path.c_str(), nullptr, &parameters, &i.kind, &i.size, &i.bits, nullptr, nullptr);
+    i.luma = parameters & 0xFF;
+    i.chroma = (parameters >> 8) & 0xFF;
+    i.subsampling = (parameters >> 16) & 7;
+    return i;
+}
+
+class Jpeg : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        SET_Reset();
+        BAT_SetActive(0, 0);
+        HDL_ClearBoxes();
+        ZIM_SetQuality(ZIM_DefaultQuality);
+    }
+    void TearDown() override { ZIM_SetQuality(ZIM_DefaultQuality); }
+
+    std::vector<std::string> Save(int (*save)(LPCSTR, HGLOBAL, WORD, WORD, WORD), const std::string& path, HGLOBAL dib,
+                                  WORD color, WORD depth, int* result = nullptr)
+    {
+        HDL_ClearBoxes();
+        int r = save(path.c_str(), dib, color, 1, depth);
+        if (result) *result = r;
+        std::vector<std::string> texts;
+        for (const HeadlessBox& box : HDL_Boxes()) texts.push_back(box.text);
+        return texts;
+    }
+};
+
+// Two 16 x 16 blocks of one colour each: decoded back within the rounding of
+// the colour conversion (one step each way), whatever the quality.
+TEST_F(Jpeg, ColourAndGrayImagesRoundTrip)
+{
+    std::string path = TempPath("round.jpg");
+    Bytes row;
+    for (int x = 0; x < 32; x++) {
+        if (x < 16) row.insert(row.end(), {40, 60, 200});   // blue, green, red
+        else row.insert(row.end(), {220, 180, 30});
+    }
+    HGLOBAL colour = MakeDib(32, 16, 24, {}, {row});
+    int result = 0;
+    EXPECT_TRUE(Save(JPG_Save, path, colour, 1, 24, &result).empty());
+    ASSERT_EQ(1, result);
+    Loaded l;
+    Load(path, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_TRUE(l.texts.empty());
+    EXPECT_EQ(24, l.h.biBitCount);
+    EXPECT_EQ(32, l.h.biWidth);
+    EXPECT_EQ(16, l.h.biHeight);
+    EXPECT_EQ(0u, l.h.biClrUsed);
+    for (LONG y = 0; y < 16; y++)
+        for (LONG x = 0; x < 32; x++)
+            for (int c = 0; c < 3 && (x < 15 || x > 16); c++)  // 15 and 16 share the blocks' chroma
+                ASSERT_LE(std::abs(l.At(x, y)[c] - row[3 * x + c]), 2) << x << "," << y << "," << c;
+    EXPECT_EQ(24, INF_GetValue(INF_BITSPERPIXEL));
+    EXPECT_EQ(1, INF_GetValue(INF_PLANES));
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
+    EXPECT_EQ(101, INF_GetValue(INF_VERSION));  // JFIF 1.01
+
+    // Gray levels in 8 x 8 blocks come back exactly at quality 100.
+    std::vector<RGBQUAD> grays(256);
+    for (int i = 0; i < 256; i++) grays[i] = {BYTE(i), BYTE(i), BYTE(i), 0};
+    Bytes levels;
+    for (int x = 0; x < 24; x++) levels.push_back(static_cast<unsigned char>(x < 8 ? 0 : x < 16 ? 77 : 255));
+    HGLOBAL gray = MakeDib(24, 8, 8, grays, {levels});
+    ZIM_SetQuality(100);
+    EXPECT_TRUE(Save(JPG_Save, path, gray, 0, 8, &result).empty());
+    ASSERT_EQ(1, result);
+    Loaded g;
+    Load(path, g);
+    ASSERT_EQ(1, g.result);
+    EXPECT_EQ(8, g.h.biBitCount);
+    EXPECT_EQ(256u, g.h.biClrUsed);
+    for (int i = 0; i < 256; i++) EXPECT_EQ((Bytes{BYTE(i), BYTE(i), BYTE(i), 0}), Bytes(&g.table[4 * i], &g.table[4 * i + 4]));
+    for (LONG x = 0; x < 24; x++) EXPECT_EQ(levels[x], g.At(x, 7)[0]) << x;
+    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+    EXPECT_EQ(8, INF_GetValue(INF_BITSPERPIXEL));
+    GlobalFree(colour);
+    GlobalFree(gray);
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, EightBitColourIsExpandedAndGrayIsOneChannel)
+{
+    std::string path = TempPath("eight.jpg");
+    std::vector<RGBQUAD> table(256, RGBQUAD{0, 0, 0, 0});
+    table[1] = {0, 0, 255, 0};  // red
+    table[2] = {255, 0, 0, 0};  // blue
+    Bytes row(16, 1);
+    for (int x = 8; x < 16; x++) row[x] = 2;
+    HGLOBAL dib = MakeDib(16, 16, 8, table, {row});
+    ZIM_SetQuality(100);
+    int result = 0;
+    EXPECT_TRUE(Save(JPG_Save, path, dib, 1, 8, &result).empty());
+    ASSERT_EQ(1, result);
+    EXPECT_EQ(24, GetInfo(path).bits);
+    Loaded l;
+    Load(path, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_EQ(24, l.h.biBitCount);
+    // Red and blue halves, within the colour conversion's rounding and the
+    // shared chroma sample of the 16 x 16 block at its edge.
+    EXPECT_GE(l.At(0, 0)[2], 200);
+    EXPECT_LE(l.At(0, 0)[0], 60);
+    EXPECT_GE(l.At(15, 15)[0], 200);
+    EXPECT_LE(l.At(15, 15)[2], 60);
+    // The same image saved as gray: one channel, the palette's gray levels.
+    EXPECT_TRUE(Save(JPG_Save, path, dib, 0, 8, &result).empty());
+    Info i = GetInfo(path);
+    EXPECT_EQ(8, i.bits);
+    EXPECT_EQ(0, i.chroma);
+    Loaded g;
+    Load(path, g);
+    ASSERT_EQ(1, g.result);
+    EXPECT_EQ(8, g.h.biBitCount);
+    // red 0.30 * 255 = 76.5 -> 77; blue 0.11 * 255 = 28.05 -> 28.
+    EXPECT_EQ(77, g.At(0, 0)[0]);
+    EXPECT_EQ(28, g.At(15, 0)[0]);
+    GlobalFree(dib);
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, InfoEstimatesQualityFromTheQuantisationTables)
+{
+    std::string path = TempPath("info.jpg");
+    Bytes row;
+    for (int x = 0; x < 40; x++) row.insert(row.end(), {BYTE(x * 6), BYTE(255 - x * 6), BYTE(x * 3)});
+    HGLOBAL dib = MakeDib(40, 30, 24, {}, {row});
+    // The quality of a save is the one set, 75 when none was.
+    EXPECT_EQ(75, ZIM_GetQuality());
+    for (int quality : {75, 1, 5, 25, 50, 90, 99, 100}) {
+        ZIM_SetQuality(quality);
+        int result = 0;
+        Save(JPG_Save, path, dib, 1, 24, &result);
+        ASSERT_EQ(1, result);
+        Info i = GetInfo(path);
+        EXPECT_EQ(1, i.ok);
+        EXPECT_EQ(quality, i.luma) << quality;
+        EXPECT_EQ(quality, i.chroma) << quality;
+        EXPECT_EQ(2, i.subsampling);  // 2 x 2: "4/1/1"
+        EXPECT_EQ(1, i.kind);
+        EXPECT_EQ(24, i.bits);
+        EXPECT_EQ(DIB_Stride(40, 24) * 30, i.size);
+    }
+    ZIM_SetQuality(0);
+    EXPECT_EQ(1, ZIM_GetQuality());
+    ZIM_SetQuality(250);
+    EXPECT_EQ(100, ZIM_GetQuality());
+
+    // Files of other makers: 4:2:2, 4:4:4, progressive, gray.
+    Bytes samples(static_cast<size_t>(16 * 16 * 3), 90);
+    JpegParams params;
+    params.quality = 60;
+    params.hLuma = 2;
+    params.vLuma = 1;
+    WriteJpeg(path, params, samples);
+    Info i = GetInfo(path);
+    EXPECT_EQ(1, i.subsampling);
+    EXPECT_EQ(60, i.luma);
+    params.hLuma = params.vLuma = 1;
+    params.progressive = true;
+    WriteJpeg(path, params, samples);
+    i = GetInfo(path);
+    EXPECT_EQ(0, i.subsampling);
+    EXPECT_EQ(2, i.kind);
+    JpegParams grayParams;
+    grayParams.components = 1;
+    grayParams.in = JCS_GRAYSCALE;
+    grayParams.file = JCS_GRAYSCALE;
+    grayParams.quality = 30;
+    grayParams.width = 13;
+    WriteJpeg(path, grayParams, Bytes(13 * 16, 128));
+    i = GetInfo(path);
+    EXPECT_EQ(30, i.luma);
+    EXPECT_EQ(0, i.chroma);
+    EXPECT_EQ(0, i.subsampling);
+    EXPECT_EQ(8, i.bits);
+    EXPECT_EQ(16u * 16u, i.size);
+    // Not a JPEG: nothing, and no message.
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(100, 0x41)));
+    HDL_ClearBoxes();
+    i = GetInfo(path);
+    EXPECT_EQ(0, i.ok);
+    EXPECT_EQ(0, i.bits);
+    EXPECT_TRUE(HDL_Boxes().empty());
+    EXPECT_EQ(0, GetInfo(TempPath("absent.jpg")).ok);
+    GlobalFree(dib);
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, CommentIsThatOfTheLastLoad)
+{
+    std::string path = TempPath("comment.jpg");
+    JpegParams params;
+    params.comments = {"First line\nsecond", "Another segment"};
+    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
+    Loaded l;
+    Load(path, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_STREQ("First line\nsecond\r\nAnother segment", ZIM_GetComment());
+    // A file without one leaves the comment empty, and so does a failed load.
+    params.comments.clear();
+    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
+    Loaded none;
+    Load(path, none);
+    ASSERT_EQ(1, none.result);
+    EXPECT_STREQ("", ZIM_GetComment());
+    params.comments = {"kept"};
+    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
+    Loaded again;
+    Load(path, again);
+    EXPECT_STREQ("kept", ZIM_GetComment());
+    Bytes cut = ReadWholeFile(path);
+    cut.resize(cut.size() / 2);
+    ASSERT_TRUE(WriteWholeFile(path, cut));
+    Loaded broken;
+    Load(path, broken);
+    EXPECT_EQ(0, broken.result);
+    EXPECT_STREQ("", ZIM_GetComment());
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, CmykAndYcckFilesAreConvertedToRgb)
+{
+    std::string path = TempPath("cmyk.jpg");
+    // Stored ink values as Photoshop writes them (inverted): 200, 100, 50, 128.
+    Bytes inks;
+    for (int i = 0; i < 16 * 16; i++) inks.insert(inks.end(), {200, 100, 50, 128});
+    JpegParams params;
+    params.components = 4;
+    params.in = JCS_CMYK;
+    params.file = JCS_CMYK;
+    WriteJpeg(path, params, inks);
+    Loaded l;
+    Load(path, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_EQ(24, l.h.biBitCount);
+    // Red = 200 * 128 / 255 = 100.4, green 50.2, blue 25.1, rounded.
+    for (LONG y = 0; y < 16; y++)
+        for (LONG x = 0; x < 16; x++) ASSERT_EQ((Bytes{25, 50, 100}), Bytes(l.At(x, y), l.At(x, y) + 3)) << x << "," << y;
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    // YCCK: the same inks through libjpeg's colour transform, within its rounding.
+    params.file = JCS_YCCK;
+    WriteJpeg(path, params, inks);
+    Loaded y;
+    Load(path, y);
+    ASSERT_EQ(1, y.result);
+    EXPECT_LE(std::abs(y.At(3, 3)[2] - 100), 2);
+    EXPECT_LE(std::abs(y.At(3, 3)[1] - 50), 2);
+    EXPECT_LE(std::abs(y.At(3, 3)[0] - 25), 2);
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, DamagedFilesAreRefusedWithTheirMessage)
+{
+    std::string path = TempPath("damaged.jpg");
+    Bytes samples;
+    for (int i = 0; i < 64 * 64; i++) samples.insert(samples.end(), {BYTE(i * 7), BYTE(i / 3), BYTE(i)});
+    JpegParams params;
+    params.width = params.height = 64;
+    params.quality = 90;
+    WriteJpeg(path, params, samples);
+    const Bytes good = ReadWholeFile(path);
+    ASSERT_GT(good.size(), 1000u);
+
+    struct Case {
+        Bytes file;
+        const char* text;
+        const char* what;
+    };
+    Bytes sof = good;
+    // The SOF0 segment's precision byte: 12-bit samples this build doesn't read.
+    for (size_t i = 0; i + 4 < sof.size(); i++)
+        if (sof[i] == 0xFF && sof[i + 1] == 0xC0) {
+            sof[i + 4] = 12;
+            break;
+        }
+    Bytes huge = good;
+    for (size_t i = 0; i + 8 < huge.size(); i++)
+        if (huge[i] == 0xFF && huge[i + 1] == 0xC0) {
+            huge[i + 5] = 0xEA;  // height 60000
+            huge[i + 6] = 0x60;
+            huge[i + 7] = 0xEA;  // width 60000
+            huge[i + 8] = 0x60;
+            break;
+        }
+    std::vector<Case> cases = {
+        {Bytes(200, 0x42), kNotJpeg, "not a JPEG"},
+        {Bytes(), kIncomplete, "empty"},
+        {Bytes(good.begin(), good.begin() + good.size() / 2), kIncomplete, "cut in the middle of the scan"},
+        {sof, "Unsupported JPG format", "12-bit samples"},
+        {huge, kIncomplete, "a size the data can't hold"},
+    };
+    for (const Case& c : cases) {
+        FILE* f = fopen(path.c_str(), "wb");
+        ASSERT_NE(nullptr, f);
+        if (!c.file.empty()) fwrite(c.file.data(), 1, c.file.size(), f);
+        fclose(f);
+        Loaded l;
+        Load(path, l);
+        EXPECT_EQ(0, l.result) << c.what;
+        ASSERT_EQ(1u, l.texts.size()) << c.what;
+        EXPECT_EQ(c.text, l.texts[0]) << c.what;
+    }
+    // A progressive file cut inside a scan.
+    params.progressive = true;
+    WriteJpeg(path, params, samples);
+    Bytes progressive = ReadWholeFile(path);
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(progressive.begin(), progressive.begin() + progressive.size() * 2 / 3)));
+    Loaded p;
+    Load(path, p);
+    EXPECT_EQ(0, p.result);
+    ASSERT_EQ(1u, p.texts.size());
+    EXPECT_EQ(kIncomplete, p.texts[0]);
+    // A progressive file cut where a scan begins: the scans after it are missing.
+    size_t scans = 0, at = 0;
+    for (size_t i = 0; i + 1 < progressive.size(); i++)
+        if (progressive[i] == 0xFF && progressive[i + 1] == 0xDA && ++scans == 4) {
+            at = i;
+            break;
+        }
+    ASSERT_GT(at, 0u);
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(progressive.begin(), progressive.begin() + at)));
+    Loaded missing;
+    Load(path, missing);
+    EXPECT_EQ(0, missing.result);
+    EXPECT_EQ(std::vector<std::string>{kIncomplete}, missing.texts);
+    // Only the end marker missing: the image is all there.
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(good.begin(), good.end() - 2)));
+    Loaded noEnd;
+    Load(path, noEnd);
+    EXPECT_EQ(1, noEnd.result);
+    EXPECT_TRUE(noEnd.texts.empty());
+    // A file that can't be opened fails silently, as with every reader.
+    Loaded absent;
+    Load(TempPath("absent.jpg"), absent);
+    EXPECT_EQ(0, absent.result);
+    EXPECT_TRUE(absent.texts.empty());
+    remove(path.c_str());
+}
+
+TEST_F(Jpeg, PicAndKqpReadOnlyPlainJfifAndWriteIt)
+{
+    std::string pic = TempPath("image.pic");
+    Bytes noise;
+    for (int i = 0; i < 64 * 3; i++) noise.push_back(static_cast<unsigned char>(i * 97 % 251));
+    HGLOBAL dib = MakeDib(64, 64, 24, {}, {noise});
+    int result = 0;
+    EXPECT_TRUE(Save(PIC_Save, pic, dib, 1, 24, &result).empty());
+    ASSERT_EQ(1, result);
+    Bytes file = ReadWholeFile(pic);
+    ASSERT_GT(file.size(), 11u);
+    EXPECT_EQ((Bytes{0xFF, 0xD8, 0xFF, 0xE0}), Bytes(file.begin(), file.begin() + 4));
+    EXPECT_EQ((Bytes{'J', 'F', 'I', 'F', 0}), Bytes(file.begin() + 6, file.begin() + 11));
+    Loaded l;
+    LoadWith(PIC_Load, pic, l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_EQ(24, l.h.biBitCount);
+    EXPECT_LE(std::abs(l.At(30, 30)[1] - noise[3 * 30 + 1]), 40);
+    Loaded k;
+    LoadWith(KQP_Load, pic, k);
+    EXPECT_EQ(1, k.result);
+
+    // A JPEG that doesn't begin with JFIF (here an Exif-style APP1 first) is
+    // not plainly JFIF: refused, as is anything else.
+    const unsigned char head[] = {0xFF, 0xD8, 0xFF, 0xE1, 0x00, 0x08, 'E', 'x', 'i', 'f', 0, 0};
+    Bytes app1(head, head + sizeof head);
+    app1.resize(sizeof head + file.size() - 2);
+    std::copy(file.begin() + 2, file.end(), app1.begin() + sizeof head);
+    ASSERT_TRUE(WriteWholeFile(pic, app1));
+    Loaded jpg;
+    Load(pic, jpg);
+    EXPECT_EQ(1, jpg.result);  // the JPG row reads it
+    Loaded refused;
+    LoadWith(PIC_Load, pic, refused);
+    EXPECT_EQ(0, refused.result);
+    EXPECT_EQ(std::vector<std::string>{"Illegal or Unsupported PIC file format"}, refused.texts);
+    ASSERT_TRUE(WriteWholeFile(pic, Bytes(64, 7)));
+    Loaded other;
+    LoadWith(KQP_Load, pic, other);
+    EXPECT_EQ(0, other.result);
+    EXPECT_EQ(std::vector<std::string>{"Illegal or Unsupported KQP file format"}, other.texts);
+    // The messages of the JPEG layer name the row: a damaged JFIF file as PIC.
+    Bytes cut(file.begin(), file.begin() + file.size() / 2);
+    ASSERT_TRUE(WriteWholeFile(pic, cut));
+    Loaded damaged;
+    LoadWith(PIC_Load, pic, damaged);
+    EXPECT_EQ(std::vector<std::string>{"Incomplete PIC file, cannot load"}, damaged.texts);
+    GlobalFree(dib);
+    remove(pic.c_str());
+}
+
+TEST_F(Jpeg, FailedSavesReportAndLeaveNoFile)
+{
+    HGLOBAL dib = MakeDib(4, 4, 24, {}, {Bytes(12, 9)});
+    int result = 1;
+    std::string path = TempPath("no-such-dir/out.jpg");
+    EXPECT_EQ(std::vector<std::string>{kOutput}, Save(JPG_Save, path, dib, 1, 24, &result));
+    EXPECT_EQ(0, result);
+    EXPECT_FALSE(FileExists(path));
+    // A DIB whose block is shorter than its header claims.
+    std::string other = TempPath("short.jpg");
+    BITMAPINFOHEADER* h;
+    DIB_Lock(dib, &h, nullptr, nullptr);
+    h->biHeight = 400;
+    GlobalUnlock(dib);
+    EXPECT_EQ(std::vector<std::string>{"Unsupported JPG format"}, Save(JPG_Save, other, dib, 1, 24, &result));
+    EXPECT_EQ(0, result);
+    EXPECT_FALSE(FileExists(other));
+    GlobalFree(dib);
+}
+
+TEST_F(Jpeg, DisplayCopyIsAFlatCutToTheDisplaysPalette)
+{
+    // Red, white, black, a dark gray: for 16 colours, 2 and 256.
+    HGLOBAL dib = MakeDib(4, 1, 24, {}, {{0, 0, 255, 255, 255, 255, 0, 0, 0, 40, 40, 40}});
+    struct Case {
+        int colours;
+        int bits;
+    };
+    for (Case c : {Case{16, 4}, Case{4, 4}, Case{2, 1}, Case{1, 1}, Case{256, 8}, Case{8, 8}}) {
+        HGLOBAL out = ZIM_ToDisplay(dib, c.colours, 0, nullptr);
+        ASSERT_NE(nullptr, out) << c.colours;
+        BITMAPINFOHEADER* h;
+        RGBQUAD* table;
+        BYTE* pixels;
+        ASSERT_NE(nullptr, DIB_Lock(out, &h, &table, &pixels));
+        EXPECT_EQ(c.bits, h->biBitCount) << c.colours;
+        auto colourAt = [&](int x) {
+            int index = c.bits == 8 ? pixels[x] : c.bits == 4 ? (pixels[x / 2] >> (x % 2 ? 0 : 4)) & 15 : (pixels[0] >> (7 - x)) & 1;
+            return std::array<int, 3>{table[index].rgbRed, table[index].rgbGreen, table[index].rgbBlue};
+        };
+        // Red is dark for black and white (0.30 of full light).
+        EXPECT_EQ(c.bits == 1 ? (std::array<int, 3>{0, 0, 0}) : (std::array<int, 3>{255, 0, 0}), colourAt(0)) << c.colours;
+        EXPECT_EQ((std::array<int, 3>{255, 255, 255}), colourAt(1)) << c.colours;
+        EXPECT_EQ((std::array<int, 3>{0, 0, 0}), colourAt(2)) << c.colours;
+        if (c.bits == 4) {
+            EXPECT_EQ((std::array<int, 3>{0, 0, 0}), colourAt(3));  // 40 is below the first gray
+        }
+        GlobalUnlock(out);
+        GlobalFree(out);
+    }
+    // The source is left alone.
+    BYTE* p = static_cast<BYTE*>(GlobalLock(dib));
+    EXPECT_EQ(255, p[sizeof(BITMAPINFOHEADER) + 2]);
+    GlobalUnlock(dib);
+    GlobalFree(dib);
+}
+
+// ---- files from other programs -----------------------------------------------------------------
+
+TEST_F(Jpeg, CorpusFilesDecodeExactlyAsTheReferenceOrAreRefused)
+{
+    // The references come from libjpeg-turbo's accurate integer IDCT with
+    // fancy upsampling, as this layer decodes, so the tolerance is zero: the
+    // hashes must be equal. The file cut before its end marker still holds
+    // every code of its last scan: it loads, as ImageMagick decodes it.
+    const std::map<std::string, std::string> refusals = {};
+    const std::map<std::string, int> otherColumn = {{"files/jpeg/truncated_jpeg.jpg", 8}};
+    std::ifstream manifest(CorpusPath("manifest.tsv"));
+    ASSERT_TRUE(manifest.good());
+    std::string line;
+    std::getline(manifest, line);
+    int checked = 0;
+    std::ostringstream report;
+    while (std::getline(manifest, line)) {
+        std::vector<std::string> cols;
+        std::stringstream split(line);
+        std::string col;
+        while (std::getline(split, col, '\t')) cols.push_back(col);
+        if (cols.size() < 6 || cols[1] != "jpeg") continue;
+        const std::string& file = cols[0];
+        auto column = otherColumn.find(file);
+        const std::string& reference = cols[column != otherColumn.end() ? column->second : 4];
+        Loaded l;
+        Load(CorpusPath(file), l);
+        checked++;
+        std::string ours = l.result ? KvSha256(l.Rgb()) : (l.texts.empty() ? "no message" : l.texts[0]);
+        auto refused = refusals.find(file);
+        std::string expected = refused != refusals.end() ? refused->second : reference;
+        report << file << "\t" << expected << "\t" << ours << "\n";
+        if (refused != refusals.end()) {
+            EXPECT_EQ(0, l.result) << file;
+            EXPECT_EQ(std::vector<std::string>{refused->second}, l.texts) << file;
+        } else {
+            ASSERT_EQ(1, l.result) << file << ": " << (l.texts.empty() ? "" : l.texts[0]);
+            EXPECT_TRUE(l.texts.empty()) << file;
+            EXPECT_EQ(reference, ours) << file;
+        }
+    }
+    EXPECT_EQ(9, checked);
+    printf("%s", report.str().c_str());
+}
+
+TEST_F(Jpeg, KeptCrashersAndFuzzSeedsAreRefusedOrLoadedWithoutHarm)
+{
+    int replayed = 0;
+    for (const char* dir : {"crashers/jpeg", "../fuzz/seeds/jpeg"}) {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(DataPath(dir), error)) {
+            if (!entry.is_regular_file() || entry.path().extension() == ".md") continue;
+            Loaded l;
+            Load(entry.path().string(), l);
+            replayed++;
+            EXPECT_EQ(l.result ? 0u : 1u, l.texts.size()) << entry.path();
+        }
+    }
+    EXPECT_GE(replayed, 9);
+}
+
+}  // namespace

@@ -1,0 +1,1063 @@
+// TIFF reader and writer: files built byte by byte (so that the reader meets
+// layouts libtiff's writer would never make), files written through TIF_Save
+// and read back with libtiff itself, the corpus of files from other programs,
+// and the crashers kept from fuzzing.
+#include "cli/headless.h"
+#include "core/messages.h"
+#include "core/settings.h"
+#include "formats/codec_runtime.h"
+#include "formats/formats.h"
+#include "platform/dib.h"
+#include "test_support.h"
+#include "tiff/tiff_errors.h"
+
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+typedef std::vector<unsigned char> Bytes;
+
+// A small SHA-256 for comparing decodes with the corpus references (shared
+// with the JPEG tests of this program, which declare it).
+std::string KvSha256(const Bytes& data)
+{
+    static const uint32_t k[64] = {
+        0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
+        0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
+        0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
+        0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
+        0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
+        0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
+        0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
+        0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
+    uint32_t h[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
+    Bytes m = data;
+    uint64_t bits = static_cast<uint64_t>(data.size()) * 8;
+    m.push_back(0x80);
+    while (m.size() % 64 != 56) m.push_back(0);
+    for (int i = 7; i >= 0; i--) m.push_back(static_cast<unsigned char>(bits >> (8 * i)));
+    auto rot = [](uint32_t v, int n) { return (v >> n) | (v << (32 - n)); };
+    for (size_t at = 0; at < m.size(); at += 64) {
+        uint32_t w[64];
+        for (int i = 0; i < 16; i++)
+            w[i] = (uint32_t(m[at + 4 * i]) << 24) | (uint32_t(m[at + 4 * i + 1]) << 16) |
+                   (uint32_t(m[at + 4 * i + 2]) << 8) | m[at + 4 * i + 3];
+        for (int i = 16; i < 64; i++)
+            w[i] = w[i - 16] + (rot(w[i - 15], 7) ^ rot(w[i - 15], 18) ^ (w[i - 15] >> 3)) + w[i - 7] +
+                   (rot(w[i - 2], 17) ^ rot(w[i - 2], 19) ^ (w[i - 2] >> 10));
+        uint32_t a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
+        for (int i = 0; i < 64; i++) {
+            uint32_t t1 = hh + (rot(e, 6) ^ rot(e, 11) ^ rot(e, 25)) + ((e & f) ^ (~e & g)) + k[i] + w[i];
+            uint32_t t2 = (rot(a, 2) ^ rot(a, 13) ^ rot(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
+            hh = g;
+            g = f;
+            f = e;
+            e = d + t1;
+            d = c;
+            c = b;
+            b = a;
+            a = t1 + t2;
+        }
+        uint32_t add[8] = {a, b, c, d, e, f, g, hh};
+        for (int i = 0; i < 8; i++) h[i] += add[i];
+    }
+    std::string hex;
+    const char* digits = "0123456789abcdef";
+    for (uint32_t v : h)
+        for (int s = 28; s >= 0; s -= 4) hex += digits[(v >> s) & 15];
+    return hex;
+}
+
+namespace {
+
+// Texts of the messages the tests expect.
+const char kIncomplete[] = "Incomplete TIFF file, cannot load";
+const char kLzw[] = "Patented UNISYS LZW compression not supported";
+const char kUnknownScheme[] = "Unknown data compression algorithm";
+const char kGroupBits[] = "Illegal Bits-per-Sample value for Group 3/4";
+const char kUnsupported[] = "Unsupported TIF format";
+const char kNoGray16[] = "Not enough memory to load file";
+const char kCmyk[] = "Unsupported CMYK TIFF file, cannot load";
+const char kPhotometric[] = "Unknown photometric interpretation field, cannot load file";
+const char kBadHeaderId[] = "This is not a TIFF file, bad header id";
+const char kBadVersion[] = "Not a TIFF file, bad version number";
+const char kNoHeader[] = "Cannot read TIFF header";
+const char kCannotOpen[] = "Cannot open file";
+const char kOutput[] = "Cannot open output file, check disk space";
+const char kIllegalTag[] = "Illegal tag value in TIFF file, cannot perform operation";
+const char kIllegalSize[] = "Illegal size information, cannot perform operation";
+
+// ---- a TIFF builder: classic TIFF, the tags given, one strip after the directory --------
+
+struct Tag {
+    uint16_t tag;
+    uint16_t type;  // 3 SHORT or 4 LONG
+    std::vector<uint32_t> values;
+};
+
+void Put(Bytes& b, size_t at, uint32_t v, int n, bool big)
+{
+    for (int i = 0; i < n; i++) b[at + i] = static_cast<unsigned char>(big ? v >> (8 * (n - 1 - i)) : v >> (8 * i));
+}
+
+// The file: header, directory, long values, the strips one after the other.
+// StripOffsets and StripByteCounts are added (the single count being
+// `stripCount` when given, else each strip's size).
+Bytes BuildStrips(std::vector<Tag> tags, const std::vector<Bytes>& strips, bool big = false, long stripCount = -1)
+{
+    Tag offsets{273, 4, std::vector<uint32_t>(strips.size(), 0)};
+    Tag counts{279, 4, {}};
+    for (const Bytes& strip : strips) counts.values.push_back(static_cast<uint32_t>(strip.size()));
+    if (stripCount >= 0) counts.values[0] = static_cast<uint32_t>(stripCount);
+    tags.push_back(offsets);
+    tags.push_back(counts);
+    std::sort(tags.begin(), tags.end(), [](const Tag& a, const Tag& b) { return a.tag < b.tag; });
+    const size_t ifd = 8, ifdSize = 2 + 12 * tags.size() + 4;
+    size_t dataAt = ifd + ifdSize;
+    for (const Tag& t : tags) {
+        size_t n = t.values.size() * (t.type == 3 ? 2 : 4);
+        if (n > 4) dataAt += n;
+    }
+    for (Tag& t : tags) {
+        if (t.tag != 273) continue;
+        size_t at = dataAt;
+        for (size_t i = 0; i < strips.size(); i++) {
+            t.values[i] = static_cast<uint32_t>(at);
+            at += strips[i].size();
+        }
+    }
+    Bytes b(dataAt, 0);
+    b[0] = b[1] = big ? 'M' : 'I';
+    Put(b, 2, 42, 2, big);
+    Put(b, 4, static_cast<uint32_t>(ifd), 4, big);
+    Put(b, ifd, static_cast<uint32_t>(tags.size()), 2, big);
+    size_t at = ifd + 2, out = ifd + ifdSize;
+    for (const Tag& t : tags) {
+        int size = t.type == 3 ? 2 : 4;
+        Put(b, at, t.tag, 2, big);
+        Put(b, at + 2, t.type, 2, big);
+        Put(b, at + 4, static_cast<uint32_t>(t.values.size()), 4, big);
+        size_t where = at + 8;
+        if (t.values.size() * size > 4) {
+            Put(b, at + 8, static_cast<uint32_t>(out), 4, big);
+            where = out;
+            out += t.values.size() * size;
+        }
+        for (size_t i = 0; i < t.values.size(); i++) Put(b, where + i * size, t.values[i], size, big);
+        at += 12;
+    }
+    for (const Bytes& strip : strips) b.insert(b.end(), strip.begin(), strip.end());
+    return b;
+}
+
+Bytes BuildTiff(const std::vector<Tag>& tags, const Bytes& data, bool big = false, long stripCount = -1)
+{
+    return BuildStrips(tags, {data}, big, stripCount);
+}
+
+Tag Short(uint16_t tag, std::vector<uint32_t> v) { return {tag, 3, std::move(v)}; }
+Tag Long(uint16_t tag, uint32_t v) { return {tag, 4, {v}}; }
+
+// Width, length, bits, samples; the rest as given.
+std::vector<Tag> Basic(uint32_t width, uint32_t length, uint32_t bits, uint32_t samples)
+{
+    std::vector<Tag> tags = {Long(256, width), Long(257, length), Short(258, std::vector<uint32_t>(samples, bits)),
+                             Short(277, {samples}), Long(278, length)};
+    return tags;
+}
+
+// ---- loading ---------------------------------------------------------------------------------
+
+struct Loaded {
+    int result = 0;
+    HGLOBAL dib = nullptr;
+    BITMAPINFOHEADER h = {};
+    Bytes table;
+    Bytes pixels;
+    std::vector<std::string> texts;
+    ~Loaded()
+    {
+        if (dib) GlobalFree(dib);
+    }
+    // The pixel row y of the image (0 at the top).
+    Bytes Row(LONG y) const
+    {
+        DWORD stride = h.biSizeImage / static_cast<DWORD>(h.biHeight);
+        size_t at = static_cast<size_t>(h.biHeight - 1 - y) * stride;
+        return Bytes(pixels.begin() + at, pixels.begin() + at + stride);
+    }
+};
+
+void LoadPath(const std::string& path, Loaded& l)
+{
+    HDL_ClearBoxes();
+    INF_Begin(path.c_str());
+    l.result = TIF_Load(path.c_str(), &l.dib);
+    for (const HeadlessBox& box : HDL_Boxes()) l.texts.push_back(box.text);
+    if (!l.result) {
+        EXPECT_EQ(nullptr, l.dib);
+        return;
+    }
+    ASSERT_NE(nullptr, l.dib);
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(l.dib));
+    memcpy(&l.h, p, sizeof l.h);
+    size_t table = DIB_PaletteSize(&l.h);
+    ASSERT_EQ(l.h.biSize + table + l.h.biSizeImage, GlobalSize(l.dib));
+    l.table.assign(p + l.h.biSize, p + l.h.biSize + table);
+    l.pixels.assign(p + l.h.biSize + table, p + l.h.biSize + table + l.h.biSizeImage);
+    GlobalUnlock(l.dib);
+}
+
+void LoadBytes(const Bytes& file, Loaded& l, const std::string& name = "in.tif")
+{
+    std::string path = TempPath(name);
+    ASSERT_TRUE(WriteWholeFile(path, file));
+    LoadPath(path, l);
+    remove(path.c_str());
+}
+
+// Table entries as red, green, blue triples.
+std::vector<std::array<int, 3>> Colours(const Loaded& l)
+{
+    std::vector<std::array<int, 3>> c;
+    for (size_t i = 0; i + 3 < l.table.size(); i += 4) c.push_back({l.table[i + 2], l.table[i + 1], l.table[i]});
+    return c;
+}
+
+// The loaded image as R, G, B bytes, top row first (the corpus references' form).
+Bytes AsRgb(const Loaded& l)
+{
+    Bytes rgb;
+    const int bits = l.h.biBitCount;
+    for (LONG y = 0; y < l.h.biHeight; y++) {
+        Bytes row = l.Row(y);
+        for (LONG x = 0; x < l.h.biWidth; x++) {
+            if (bits >= 24) {
+                int n = bits / 8;
+                rgb.insert(rgb.end(), {row[n * x + 2], row[n * x + 1], row[n * x]});
+            } else {
+                int perByte = 8 / bits;
+                int index = (row[x / perByte] >> (8 - bits * (1 + x % perByte))) & ((1 << bits) - 1);
+                const unsigned char* q = &l.table[4 * index];
+                rgb.insert(rgb.end(), {q[2], q[1], q[0]});
+            }
+        }
+    }
+    return rgb;
+}
+
+// ---- DIBs to save ----------------------------------------------------------------------------
+
+// A bottom-up DIB from rows given top first (each row padded as it comes).
+HGLOBAL MakeDib(LONG width, LONG height, int bits, const std::vector<RGBQUAD>& table, const std::vector<Bytes>& rows)
+{
+    BITMAPINFOHEADER h = {};
+    DWORD stride = DIB_Stride(width, bits);
+    h.biSize = sizeof h;
+    h.biWidth = width;
+    h.biHeight = height;
+    h.biPlanes = 1;
+    h.biBitCount = static_cast<WORD>(bits);
+    h.biSizeImage = stride * height;
+    h.biClrUsed = static_cast<DWORD>(table.size());
+    HGLOBAL dib = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof h + 4 * table.size() + h.biSizeImage);
+    BYTE* p = static_cast<BYTE*>(GlobalLock(dib));
+    memcpy(p, &h, sizeof h);
+    if (!table.empty()) memcpy(p + sizeof h, table.data(), 4 * table.size());
+    BYTE* pixels = p + sizeof h + 4 * table.size();
+    for (LONG y = 0; y < height; y++) {
+        const Bytes& row = rows[static_cast<size_t>(y) % rows.size()];
+        memcpy(pixels + static_cast<size_t>(height - 1 - y) * stride, row.data(), std::min<size_t>(row.size(), stride));
+    }
+    GlobalUnlock(dib);
+    return dib;
+}
+
+// What libtiff itself reads in a file we wrote.
+struct Written {
+    bool opened = false;
+    uint32_t width = 0, length = 0, rowsPerStrip = 0, strips = 0;
+    uint16_t bits = 0, samples = 0, photometric = 0, compression = 0, planar = 0, orientation = 0;
+    bool hasRowsPerStrip = false, hasMap = false, hasSoftware = false, hasDate = false, hasResolution = false;
+    std::vector<uint16_t> red, green, blue;
+    std::vector<Bytes> rows;
+};
+
+Written Inspect(const std::string& path)
+{
+    Written w;
+    // A 32-bit file has no ExtraSamples tag, which libtiff notes on stderr.
+    TIFFErrorHandler warnings = TIFFSetWarningHandler(nullptr);
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    TIFFSetWarningHandler(warnings);
+    if (!tif) return w;
+    w.opened = true;
+    TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &w.width);
+    TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &w.length);
+    TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &w.bits);
+    TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &w.samples);
+    TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &w.photometric);
+    TIFFGetField(tif, TIFFTAG_COMPRESSION, &w.compression);
+    TIFFGetField(tif, TIFFTAG_PLANARCONFIG, &w.planar);
+    TIFFGetField(tif, TIFFTAG_ORIENTATION, &w.orientation);
+    w.hasRowsPerStrip = TIFFGetField(tif, TIFFTAG_ROWSPERSTRIP, &w.rowsPerStrip) != 0;
+    w.strips = TIFFNumberOfStrips(tif);
+    char* text = nullptr;
+    float resolution = 0;
+    w.hasSoftware = TIFFGetField(tif, TIFFTAG_SOFTWARE, &text) != 0;
+    w.hasDate = TIFFGetField(tif, TIFFTAG_DATETIME, &text) != 0;
+    w.hasResolution = TIFFGetField(tif, TIFFTAG_XRESOLUTION, &resolution) != 0;
+    uint16_t *r, *g, *b;
+    if (TIFFGetField(tif, TIFFTAG_COLORMAP, &r, &g, &b)) {
+        w.hasMap = true;
+        w.red.assign(r, r + (1 << w.bits));
+        w.green.assign(g, g + (1 << w.bits));
+        w.blue.assign(b, b + (1 << w.bits));
+    }
+    tmsize_t size = TIFFScanlineSize(tif);
+    Bytes row(static_cast<size_t>(size));
+    for (uint32_t y = 0; y < w.length; y++) {
+        if (TIFFReadScanline(tif, row.data(), y, 0) < 0) break;
+        w.rows.push_back(row);
+    }
+    TIFFClose(tif);
+    return w;
+}
+
+class Tiff : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        SET_Reset();
+        BAT_SetActive(0, 0);
+        HDL_ClearBoxes();
+    }
+    void TearDown() override { SET_Reset(); }
+
+    // Saves and returns the boxes' texts.
+    std::vector<std::string> Save(const std::string& path, HGLOBAL dib, WORD depth, WORD compressed = 1, int* result = nullptr)
+    {
+        HDL_ClearBoxes();
+        int r = TIF_Save(path.c_str(), dib, 1, compressed, depth);
+        if (result) *result = r;
+        std::vector<std::string> texts;
+        for (const HeadlessBox& box : HDL_Boxes()) texts.push_back(box.text);
+        return texts;
+    }
+};
+
+// ---- reading ---------------------------------------------------------------------------------
+
+TEST_F(Tiff, OneBitFileWithoutPhotometricIsMinIsBlack)
+{
+    // 10 x 2, one bit: row 0 = 1010 0000 01.., row 1 = 0101 1111 10..
+    Bytes data = {0xA0, 0x40, 0x5F, 0x80};
+    Loaded l;
+    LoadBytes(BuildTiff(Basic(10, 2, 1, 1), data), l);
+    ASSERT_EQ(1, l.result);
+    EXPECT_TRUE(l.texts.empty());
+    EXPECT_EQ(1, l.h.biBitCount);
+    EXPECT_EQ(2u, l.h.biClrUsed);
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {255, 255, 255}}), Colours(l));
+    EXPECT_EQ((Bytes{0xA0, 0x40, 0, 0}), l.Row(0));
+    EXPECT_EQ((Bytes{0x5F, 0x80, 0, 0}), l.Row(1));
+    // A min-is-white file of the same bits has the table the other way round.
+    Loaded white;
+    auto tags = Basic(10, 2, 1, 1);
+    tags.push_back(Short(262, {0}));
+    LoadBytes(BuildTiff(tags, data), white);
+    ASSERT_EQ(1, white.result);
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{255, 255, 255}, {0, 0, 0}}), Colours(white));
+    EXPECT_EQ(l.pixels, white.pixels);
+}
+
+TEST_F(Tiff, TwoAndFourBitGrayKeepTheirDepthWithARampOfGrays)
+{
+    // Two bits: a 2-bit DIB with four colours.
+    Loaded two;
+    LoadBytes(BuildTiff(Basic(4, 1, 2, 1), {0x1B}), two);
+    ASSERT_EQ(1, two.result);
+    EXPECT_EQ(2, two.h.biBitCount);
+    EXPECT_EQ(4u, two.h.biClrUsed);
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}), Colours(two));
+    EXPECT_EQ((Bytes{0x1B, 0, 0, 0}), two.Row(0));
+    EXPECT_EQ(2, INF_GetValue(INF_BITSPERPIXEL));
+    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+
+    // Four bits, min-is-white: entry i is (15 - i) * 17.
+    Loaded four;
+    auto tags = Basic(2, 1, 4, 1);
+    tags.push_back(Short(262, {0}));
+    LoadBytes(BuildTiff(tags, {0x0F}), four);
+    ASSERT_EQ(1, four.result);
+    EXPECT_EQ(4, four.h.biBitCount);
+    auto c = Colours(four);
+    ASSERT_EQ(16u, c.size());
+    for (int i = 0; i < 16; i++) EXPECT_EQ((15 - i) * 17, c[i][0]) << i;
+}
+
+TEST_F(Tiff, GrayResponseCurvesShapeTheGrayTable)
+{
+    // Unit 2 (hundredths of density): 10 ^ (-value / 100) of 65535, entry 0 = 0
+    // for min-is-black; the values exceed 255, so the high bytes are used.
+    auto tags = Basic(4, 1, 2, 1);
+    tags.push_back(Short(262, {1}));
+    tags.push_back(Short(290, {2}));
+    tags.push_back(Short(291, {300, 100, 30, 0}));
+    Loaded black;
+    LoadBytes(BuildTiff(tags, {0x1B}), black);
+    ASSERT_EQ(1, black.result);
+    // 0; 6553.5 -> 6554 -> 25; 32845.6 -> 32846 -> 128; 65535 -> 255.
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {25, 25, 25}, {128, 128, 128}, {255, 255, 255}}), Colours(black));
+
+    // Min-is-white: 65535 minus the same, the last entry 0; unit 1 (tenths)
+    // given in a big-endian file.
+    auto white = Basic(4, 1, 2, 1);
+    white.push_back(Short(262, {0}));
+    white.push_back(Short(290, {1}));
+    white.push_back(Short(291, {10, 3, 0, 9}));
+    Loaded w;
+    LoadBytes(BuildTiff(white, {0x1B}, true), w);
+    ASSERT_EQ(1, w.result);
+    // 65535 - 6553.5 = 58981.5 -> 58982 -> 230; 65535 - 32845.6 -> 32689 -> 127; 0; 0.
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{230, 230, 230}, {127, 127, 127}, {0, 0, 0}, {0, 0, 0}}), Colours(w));
+
+    // A curve shorter than the image's values is ignored: the plain ramp.
+    auto shortCurve = Basic(4, 1, 2, 1);
+    shortCurve.push_back(Short(291, {300, 100, 30}));
+    Loaded s;
+    LoadBytes(BuildTiff(shortCurve, {0x1B}), s);
+    ASSERT_EQ(1, s.result);
+    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}), Colours(s));
+}
+
+TEST_F(Tiff, ColourMapsKeepEightBitValuesAndUseHighBytesOfSixteen)
+{
+    // A 4-bit palette file whose map holds 8-bit values in 16-bit cells.
+    std::vector<uint32_t> map(48, 0);
+    for (int i = 0; i < 16; i++) {
+        map[i] = 10 + i;           // red
+        map[16 + i] = 100 + i;     // green
+        map[32 + i] = 255 - i;     // blue
+    }
+    auto tags = Basic(3, 1, 4, 1);
+    tags.push_back(Short(262, {3}));
+    tags.push_back(Short(320, map));
+    Loaded eight;
+    LoadBytes(BuildTiff(tags, {0x0F, 0x20}), eight);
+    ASSERT_EQ(1, eight.result);
+    EXPECT_EQ(4, eight.h.biBitCount);
+    auto c = Colours(eight);
+    ASSERT_EQ(16u, c.size());
+    EXPECT_EQ((std::array<int, 3>{10, 100, 255}), c[0]);
+    EXPECT_EQ((std::array<int, 3>{25, 115, 240}), c[15]);
+    EXPECT_EQ((Bytes{0x0F, 0x20, 0, 0}), eight.Row(0));
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+
+    // The same map scaled to 16 bits: the high bytes.
+    for (auto& v : map) v = v * 257;
+    tags.back() = Short(320, map);
+    Loaded sixteen;
+    LoadBytes(BuildTiff(tags, {0x0F, 0x20}), sixteen);
+    ASSERT_EQ(1, sixteen.result);
+    EXPECT_EQ(Colours(eight), Colours(sixteen));
+
+    // An 8-bit value of 256 or more anywhere switches the whole map to high bytes.
+    map.assign(48, 0);
+    map[1] = 0x1234;
+    map[2] = 0xFF;
+    tags.back() = Short(320, map);
+    Loaded mixed;
+    LoadBytes(BuildTiff(tags, {0x12, 0x00}), mixed);
+    ASSERT_EQ(1, mixed.result);
+    EXPECT_EQ((std::array<int, 3>{0x12, 0, 0}), Colours(mixed)[1]);
+    EXPECT_EQ((std::array<int, 3>{0, 0, 0}), Colours(mixed)[2]);
+
+    // Without PhotometricInterpretation an 8-bit file with a map is a palette file.
+    std::vector<uint32_t> big(768, 0);
+    big[7] = 200;
+    auto noPhotometric = Basic(1, 1, 8, 1);
+    noPhotometric.push_back(Short(320, big));
+    Loaded guessed;
+    LoadBytes(BuildTiff(noPhotometric, {7}), guessed);
+    ASSERT_EQ(1, guessed.result);
+    EXPECT_EQ((std::array<int, 3>{200, 0, 0}), Colours(guessed)[7]);
+}
+
+TEST_F(Tiff, DirectColourRowsAreUnpackedByLayout)
+{
+    // RGB with alpha stays 32 bits, alpha in place.
+    auto rgba = Basic(2, 1, 8, 4);
+    rgba.push_back(Short(262, {2}));
+    rgba.push_back(Short(338, {2}));
+    Loaded a;
+    LoadBytes(BuildTiff(rgba, {1, 2, 3, 4, 5, 6, 7, 8}), a);
+    ASSERT_EQ(1, a.result);
+    EXPECT_EQ(32, a.h.biBitCount);
+    EXPECT_EQ(0u, a.h.biClrUsed);
+    EXPECT_EQ((Bytes{3, 2, 1, 4, 7, 6, 5, 8}), a.Row(0));
+    EXPECT_EQ(4, INF_GetValue(INF_PLANES));
+
+    // RGB: blue, green, red.
+    Loaded rgb;
+    auto three = Basic(2, 1, 8, 3);
+    three.push_back(Short(262, {2}));
+    LoadBytes(BuildTiff(three, {1, 2, 3, 4, 5, 6}), rgb);
+    ASSERT_EQ(1, rgb.result);
+    EXPECT_EQ(24, rgb.h.biBitCount);
+    EXPECT_EQ((Bytes{3, 2, 1, 6, 5, 4, 0, 0}), rgb.Row(0));
+    EXPECT_EQ(24, INF_GetValue(INF_BITSPERPIXEL));
+    EXPECT_EQ(3, INF_GetValue(INF_PLANES));
+    EXPECT_EQ(0, INF_GetValue(INF_COMPRESSED));
+    EXPECT_EQ(5, INF_GetValue(INF_VERSION));
+    EXPECT_EQ(0, INF_GetValue(INF_TYPE));
+
+    // Separate planes: red plane, green plane, blue plane, each read in its own pass.
+    auto planar = Basic(2, 2, 8, 3);
+    planar.push_back(Short(262, {2}));
+    planar.push_back(Short(284, {2}));
+    Bytes file = BuildStrips(planar, {{10, 11, 12, 13}, {20, 21, 22, 23}, {30, 31, 32, 33}});
+    Loaded p;
+    LoadBytes(file, p);
+    ASSERT_EQ(1, p.result) << (p.texts.empty() ? "" : p.texts[0]);
+    EXPECT_EQ((Bytes{30, 20, 10, 31, 21, 11, 0, 0}), p.Row(0));
+    EXPECT_EQ((Bytes{32, 22, 12, 33, 23, 13, 0, 0}), p.Row(1));
+
+    // 16 bits a pixel are five-bit fields, whatever the samples: two samples of 8 bits.
+    auto two = Basic(2, 1, 8, 2);
+    two.push_back(Short(262, {2}));
+    Loaded five;
+    // 0x7FFF: all ones; 0x7C1F: red 31, green 0, blue 31.
+    LoadBytes(BuildTiff(two, {0xFF, 0x7F, 0x1F, 0x7C}), five);
+    ASSERT_EQ(1, five.result);
+    EXPECT_EQ(24, five.h.biBitCount);
+    EXPECT_EQ((Bytes{0xF8, 0xF8, 0xF8, 0xF8, 0x00, 0xF8, 0, 0}), five.Row(0));
+
+    // CMYK, 8 bits a sample: 255 - (ink + black), held at 0.
+    auto cmyk = Basic(2, 1, 8, 4);
+    cmyk.push_back(Short(262, {5}));
+    Loaded k;
+    LoadBytes(BuildTiff(cmyk, {10, 20, 30, 40, 200, 0, 100, 100}), k);
+    ASSERT_EQ(1, k.result);
+    EXPECT_EQ(24, k.h.biBitCount);
+    EXPECT_EQ((Bytes{185, 195, 205, 55, 155, 0, 0, 0}), k.Row(0));
+    EXPECT_EQ(3, INF_GetValue(INF_PLANES));
+}
+
+TEST_F(Tiff, TransferFunctionOfAnRgbFileWithEntriesBecomesTheTable)
+{
+    // RGB with one sample of 4 bits: 16 entries, from the transfer function.
+    auto tags = Basic(2, 1, 4, 1);
+    tags.push_back(Short(262, {2}));
+    std::vector<uint32_t> transfer(16);
+    for (int i = 0; i < 16; i++) transfer[i] = static_cast<uint32_t>(i * i);
+    tags.push_back(Short(301, transfer));
+    Loaded l;
+    LoadBytes(BuildTiff(tags, {0x3F}), l);
+    ASSERT_EQ(1, l.result);
+    auto c = Colours(l);
+    ASSERT_EQ(16u, c.size());
+    EXPECT_EQ((std::array<int, 3>{9, 9, 9}), c[3]);
+    EXPECT_EQ((std::array<int, 3>{225, 225, 225}), c[15]);
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+}
+
+TEST_F(Tiff, LayoutsWithoutADibAreRefusedWithTheirMessage)
+{
+    struct Case {
+        std::vector<Tag> tags;
+        Bytes data;
+        const char* text;
+        const char* what;
+    };
+    auto with = [](std::vector<Tag> t, Tag extra) {
+        t.push_back(extra);
+        return t;
+    };
+    std::vector<Case> cases = {
+        {with(Basic(2, 1, 16, 1), Short(262, {1})), Bytes(4, 0), kNoGray16, "16-bit gray"},
+        {with(Basic(2, 1, 8, 3), Short(262, {0})), Bytes(6, 0), kNoGray16, "24-bit gray"},
+        {with(Basic(2, 1, 16, 4), Short(262, {5})), Bytes(16, 0), kCmyk, "CMYK of 16 bits"},
+        {with(Basic(2, 1, 8, 3), Short(262, {6})), Bytes(6, 0), kPhotometric, "YCbCr"},
+        {with(Basic(2, 1, 3, 1), Short(262, {1})), Bytes(1, 0), kUnsupported, "3 bits a sample"},
+        {with(Basic(2, 1, 16, 3), Short(262, {2})), Bytes(12, 0), kUnsupported, "48 bits"},
+        {with(Basic(2, 1, 8, 5), Short(262, {2})), Bytes(10, 0), kUnsupported, "5 samples"},
+        {with(Basic(2, 1, 8, 1), Short(259, {8})), Bytes(2, 0), kUnknownScheme, "Deflate"},
+        {with(Basic(2, 1, 8, 1), Short(259, {7})), Bytes(2, 0), kUnknownScheme, "JPEG"},
+        {with(Basic(2, 1, 8, 1), Short(259, {5})), Bytes(2, 0), kLzw, "LZW"},
+    };
+    for (const Case& c : cases) {
+        Loaded l;
+        LoadBytes(BuildTiff(c.tags, c.data), l);
+        EXPECT_EQ(0, l.result) << c.what;
+        ASSERT_EQ(1u, l.texts.size()) << c.what;
+        EXPECT_EQ(c.text, l.texts[0]) << c.what;
+    }
+}
+
+TEST_F(Tiff, BrokenHeadersAndMissingFilesReportLibtiffConditionsByNumber)
+{
+    Bytes good = BuildTiff(Basic(1, 1, 8, 1), {0});
+    struct Case {
+        Bytes file;
+        const char* text;
+    };
+    Bytes notTiff = good;
+    notTiff[0] = 'X';
+    Bytes version = good;
+    version[2] = 41;
+    std::vector<Case> cases = {{notTiff, kBadHeaderId}, {version, kBadVersion}, {Bytes{'I', 'I', 42}, kNoHeader}};
+    for (const Case& c : cases) {
+        Loaded l;
+        LoadBytes(c.file, l);
+        EXPECT_EQ(0, l.result);
+        ASSERT_EQ(1u, l.texts.size());
+        EXPECT_EQ(c.text, l.texts[0]);
+    }
+    Loaded missing;
+    LoadPath(TempPath("no-such-file.tif"), missing);
+    EXPECT_EQ(0, missing.result);
+    ASSERT_EQ(1u, missing.texts.size());
+    EXPECT_EQ(kCannotOpen, missing.texts[0]);
+    // The messages of a read are class 2: during a batch they offer to cancel it.
+    BAT_SetActive(1, 0);
+    HDL_QueueAnswer(IDYES);
+    MSG_ClearAbort();
+    Loaded batch;
+    LoadBytes(notTiff, batch);
+    BAT_SetActive(0, 0);
+    ASSERT_EQ(1u, batch.texts.size());
+    EXPECT_EQ(std::string(kBadHeaderId) + "\n\nCancel Batch?", batch.texts[0]);
+    EXPECT_EQ(1, MSG_GetAbort());
+    MSG_ClearAbort();
+}
+
+TEST_F(Tiff, ShortStripsFailTheLoadWithNoImage)
+{
+    // Uncompressed: the strip claims 40 bytes, the file ends 3 bytes early.
+    Bytes whole = BuildTiff(Basic(10, 4, 8, 1), Bytes(40, 7));
+    Bytes cut(whole.begin(), whole.end() - 3);
+    Loaded raw;
+    LoadBytes(cut, raw);
+    EXPECT_EQ(0, raw.result);
+    ASSERT_EQ(1u, raw.texts.size());
+    EXPECT_EQ(kIncomplete, raw.texts[0]);
+
+    // PackBits: the codes stop after the first of two rows.
+    auto packed = Basic(4, 2, 8, 1);
+    packed.push_back(Short(259, {32773}));
+    Loaded pb;
+    LoadBytes(BuildTiff(packed, {0xFD, 9}), pb);
+    EXPECT_EQ(0, pb.result);
+    ASSERT_EQ(1u, pb.texts.size());
+    EXPECT_EQ(kIncomplete, pb.texts[0]);
+
+    // Group 3 and Group 4 strips as libtiff codes them, placed in files of our own.
+    for (uint16_t scheme : {uint16_t(COMPRESSION_CCITTFAX3), uint16_t(COMPRESSION_CCITTFAX4)}) {
+        std::string coder = TempPath("coder.tif");
+        TIFF* tif = TIFFOpen(coder.c_str(), "w");
+        ASSERT_NE(nullptr, tif);
+        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 64);
+        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 64);
+        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
+        TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+        TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, 0);
+        TIFFSetField(tif, TIFFTAG_COMPRESSION, scheme);
+        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 64);
+        Bytes expected;
+        BYTE row[8];
+        for (uint32_t y = 0; y < 64; y++) {
+            for (int i = 0; i < 8; i++) row[i] = static_cast<BYTE>((y * 37 + i * 91) & 0xFF);
+            TIFFWriteScanline(tif, row, y, 0);
+        }
+        TIFFClose(tif);
+        tif = TIFFOpen(coder.c_str(), "r");
+        ASSERT_NE(nullptr, tif);
+        Bytes coded(static_cast<size_t>(TIFFRawStripSize(tif, 0)));
+        ASSERT_EQ(static_cast<tmsize_t>(coded.size()), TIFFReadRawStrip(tif, 0, coded.data(), coded.size()));
+        TIFFClose(tif);
+        remove(coder.c_str());
+
+        auto tags = Basic(64, 64, 1, 1);
+        tags.push_back(Short(259, {scheme}));
+        tags.push_back(Short(262, {0}));
+        Loaded whole;
+        LoadBytes(BuildTiff(tags, coded), whole);
+        ASSERT_EQ(1, whole.result) << scheme;
+        EXPECT_TRUE(whole.texts.empty());
+        Bytes last = whole.Row(63);
+        EXPECT_EQ((Bytes{37 * 63 & 0xFF, (37 * 63 + 91) & 0xFF, (37 * 63 + 182) & 0xFF}), Bytes(last.begin(), last.begin() + 3));
+        EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
+        if (scheme == COMPRESSION_CCITTFAX3) {
+            // The codes end a third of the way: the data ran out before the rows.
+            Loaded cut;
+            LoadBytes(BuildTiff(tags, Bytes(coded.begin(), coded.begin() + coded.size() / 3)), cut);
+            EXPECT_EQ(0, cut.result);
+            ASSERT_EQ(1u, cut.texts.size());
+            EXPECT_EQ(kIncomplete, cut.texts[0]);
+        } else {
+            // Codes that are no codes at all.
+            Bytes damaged = coded;
+            for (size_t i = damaged.size() / 3; i < damaged.size(); i++) damaged[i] = 0x55;
+            Loaded bad;
+            LoadBytes(BuildTiff(tags, damaged), bad);
+            EXPECT_EQ(0, bad.result);
+            ASSERT_EQ(1u, bad.texts.size());
+            EXPECT_EQ("Error in TIFF file, cannot load", bad.texts[0]);
+        }
+    }
+}
+
+TEST_F(Tiff, HugeOrLyingSizesAreRefusedBeforeMemoryIsTaken)
+{
+    // 60000 x 60000 at 8 bits claims 3.6 GB from a file of a few hundred bytes.
+    Loaded big;
+    LoadBytes(BuildTiff(Basic(60000, 60000, 8, 1), Bytes(16, 0)), big);
+    EXPECT_EQ(0, big.result);
+    ASSERT_EQ(1u, big.texts.size());
+    EXPECT_EQ(kIncomplete, big.texts[0]);
+    // PackBits can't stretch 100 bytes to 20000 x 1000.
+    auto packed = Basic(20000, 1000, 8, 1);
+    packed.push_back(Short(259, {32773}));
+    Loaded pb;
+    LoadBytes(BuildTiff(packed, Bytes(100, 0)), pb);
+    EXPECT_EQ(0, pb.result);
+    ASSERT_EQ(1u, pb.texts.size());
+    EXPECT_EQ(kIncomplete, pb.texts[0]);
+    // Sides beyond 65535.
+    Loaded wide;
+    LoadBytes(BuildTiff(Basic(70000, 1, 1, 1), Bytes(8750, 0)), wide);
+    EXPECT_EQ(0, wide.result);
+    ASSERT_EQ(1u, wide.texts.size());
+    EXPECT_EQ(kIllegalSize, wide.texts[0]);
+    // A sample count no image has.
+    Loaded samples;
+    LoadBytes(BuildTiff(Basic(1, 1, 8, 1000), Bytes(1000, 0)), samples);
+    EXPECT_EQ(0, samples.result);
+    ASSERT_EQ(1u, samples.texts.size());
+}
+
+// ---- writing ---------------------------------------------------------------------------------
+
+TEST_F(Tiff, EachDepthWritesItsTagsAndReadsBackUnchanged)
+{
+    std::string path = TempPath("depths.tif");
+    const std::vector<RGBQUAD> gray16 = [] {
+        std::vector<RGBQUAD> t;
+        for (int i = 0; i < 16; i++) t.push_back({BYTE(i * 17), BYTE(i * 16), BYTE(255 - i), 0});
+        return t;
+    }();
+    const std::vector<RGBQUAD> pal256 = [] {
+        std::vector<RGBQUAD> t;
+        for (int i = 0; i < 256; i++) t.push_back({BYTE(i), BYTE(255 - i), BYTE(i * 3), 0});
+        return t;
+    }();
+    struct Case {
+        int depth;
+        int bits;
+        std::vector<RGBQUAD> table;
+        Bytes row;
+        uint16_t bitsPerSample, samples, photometric;
+        Bytes fileRow;  // the scanline libtiff reads back
+    };
+    std::vector<Case> cases = {
+        {1, 1, {{0, 0, 0, 0}, {255, 255, 255, 0}}, {0xA5, 0x80}, 1, 1, 1, {0xA5, 0x80}},
+        {1, 1, {{255, 255, 255, 0}, {0, 0, 0, 0}}, {0xA5, 0x80}, 1, 1, 0, {0xA5, 0x80}},
+        {4, 4, gray16, {0x12, 0x34, 0x50}, 4, 1, 3, {0x12, 0x34, 0x50}},
+        {8, 8, pal256, {1, 2, 3, 250, 251}, 8, 1, 3, {1, 2, 3, 250, 251}},
+        {24, 24, {}, {1, 2, 3, 4, 5, 6}, 8, 3, 2, {3, 2, 1, 6, 5, 4}},
+        {32, 32, {}, {1, 2, 3, 4, 5, 6, 7, 8}, 8, 4, 2, {3, 2, 1, 4, 7, 6, 5, 8}},
+    };
+    for (const Case& c : cases) {
+        LONG width = c.bits >= 24 ? 2 : (c.bits == 1 ? 9 : 5);
+        HGLOBAL dib = MakeDib(width, 3, c.bits, c.table, {c.row});
+        int result = 0;
+        EXPECT_TRUE(Save(path, dib, static_cast<WORD>(c.depth), 1, &result).empty()) << c.depth;
+        ASSERT_EQ(1, result) << c.depth;
+        Written w = Inspect(path);
+        ASSERT_TRUE(w.opened);
+        EXPECT_EQ(uint32_t(width), w.width);
+        EXPECT_EQ(3u, w.length);
+        EXPECT_EQ(c.bitsPerSample, w.bits) << c.depth;
+        EXPECT_EQ(c.samples, w.samples) << c.depth;
+        EXPECT_EQ(c.photometric, w.photometric) << c.depth;
+        EXPECT_EQ(COMPRESSION_PACKBITS, w.compression) << c.depth;
+        EXPECT_EQ(1, w.planar);
+        EXPECT_EQ(ORIENTATION_TOPLEFT, w.orientation);
+        EXPECT_FALSE(w.hasSoftware || w.hasDate || w.hasResolution) << c.depth;
+        EXPECT_EQ(c.depth == 4 || c.depth == 8, w.hasMap) << c.depth;
+        if (w.hasMap) {
+            for (size_t i = 0; i < c.table.size(); i++) {
+                EXPECT_EQ(c.table[i].rgbRed << 8, w.red[i]);
+                EXPECT_EQ(c.table[i].rgbGreen << 8, w.green[i]);
+                EXPECT_EQ(c.table[i].rgbBlue << 8, w.blue[i]);
+            }
+        }
+        ASSERT_EQ(3u, w.rows.size());
+        for (const Bytes& row : w.rows) EXPECT_EQ(c.fileRow, Bytes(row.begin(), row.begin() + c.fileRow.size())) << c.depth;
+        // Our reader gives the DIB back (the colour tables of 1 bit are black and white by photometric).
+        Loaded back;
+        LoadPath(path, back);
+        ASSERT_EQ(1, back.result) << c.depth;
+        EXPECT_EQ(c.bits, back.h.biBitCount);
+        HGLOBAL original = MakeDib(width, 3, c.bits, c.table, {c.row});
+        BITMAPINFOHEADER* h;
+        RGBQUAD* table;
+        BYTE* pixels;
+        DIB_Lock(original, &h, &table, &pixels);
+        EXPECT_EQ(Bytes(pixels, pixels + h->biSizeImage), back.pixels) << c.depth;
+        if (c.bits <= 8) {
+            const BYTE* t = reinterpret_cast<const BYTE*>(table);
+            EXPECT_EQ(Bytes(t, t + 4 * c.table.size()), back.table) << c.depth;
+        }
+        GlobalUnlock(original);
+        GlobalFree(original);
+        GlobalFree(dib);
+    }
+    remove(path.c_str());
+}
+
+TEST_F(Tiff, SixteenBitImagesGoOutAsFiveBitFieldsAndComeBackWithLowBitsClear)
+{
+    std::string path = TempPath("sixteen.tif");
+    HGLOBAL dib = MakeDib(3, 2, 24, {}, {{0xFF, 0x80, 0x07, 0x12, 0x34, 0x56, 0x00, 0xFF, 0xFF}});
+    int result = 0;
+    EXPECT_TRUE(Save(path, dib, 16, 1, &result).empty());
+    ASSERT_EQ(1, result);
+    Written w = Inspect(path);
+    EXPECT_EQ(16, w.bits);
+    EXPECT_EQ(1, w.samples);
+    EXPECT_EQ(PHOTOMETRIC_RGB, w.photometric);
+    ASSERT_EQ(2u, w.rows.size());
+    // b=0xFF g=0x80 r=0x07: ((0x80 & 0x38) << 2) | (0xFF >> 3) = 0x1F; ((0x07 & 0xF8) >> 1) | (0x80 >> 6) = 0x02.
+    EXPECT_EQ((Bytes{0x1F, 0x02, 0xC2, 0x28, 0xE0, 0x7F}), w.rows[0]);
+    Loaded back;
+    LoadPath(path, back);
+    ASSERT_EQ(1, back.result);
+    EXPECT_EQ(24, back.h.biBitCount);
+    EXPECT_EQ((Bytes{0xF8, 0x80, 0x00, 0x10, 0x30, 0x50, 0x00, 0xF8, 0xF8, 0, 0, 0}), back.Row(0));
+    GlobalFree(dib);
+    remove(path.c_str());
+}
+
+TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
+{
+    std::string path = TempPath("settings.tif");
+    HGLOBAL rgba = MakeDib(4, 4, 32, {}, {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}});
+    HGLOBAL mono = MakeDib(64, 40, 1, {{0, 0, 0, 0}, {255, 255, 255, 0}}, {{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}});
+
+    // A 32-bit image uses the 24-bit setting: Group 3 there fails on 8 bits a sample.
+    SET_Put(SET_TIF_24_BIT_COMPRESSION, 3);
+    int result = 1;
+    auto texts = Save(path, rgba, 32, 1, &result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(std::vector<std::string>{kGroupBits}, texts);
+    EXPECT_FALSE(FileExists(path));
+    // ... and no other setting is looked at.
+    SET_Put(SET_TIF_24_BIT_COMPRESSION, 1);
+    SET_Put(SET_TIF_16_BIT_COMPRESSION, 3);
+    SET_Put(SET_TIF_8_BIT_COMPRESSION, 4);
+    EXPECT_TRUE(Save(path, rgba, 32, 1, &result).empty());
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(COMPRESSION_PACKBITS, Inspect(path).compression);
+    // The compressed flag off: no compression whatever the setting.
+    SET_Put(SET_TIF_24_BIT_COMPRESSION, 3);
+    EXPECT_TRUE(Save(path, rgba, 32, 0, &result).empty());
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(COMPRESSION_NONE, Inspect(path).compression);
+
+    // Group 4 on one bit: one strip. Group 3: 14336 / 8 rows a strip.
+    SET_Put(SET_TIF_1_BIT_COMPRESSION, 4);
+    EXPECT_TRUE(Save(path, mono, 1, 1, &result).empty());
+    Written g4 = Inspect(path);
+    EXPECT_EQ(COMPRESSION_CCITTFAX4, g4.compression);
+    EXPECT_EQ(1u, g4.strips);
+    EXPECT_EQ(40u, g4.rows.size());
+    SET_Put(SET_TIF_1_BIT_COMPRESSION, 3);
+    HGLOBAL tall = MakeDib(64, 4000, 1, {{0, 0, 0, 0}, {255, 255, 255, 0}}, {{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}});
+    EXPECT_TRUE(Save(path, tall, 1, 1, &result).empty());
+    Written g3 = Inspect(path);
+    EXPECT_EQ(COMPRESSION_CCITTFAX3, g3.compression);
+    EXPECT_EQ(1792u, g3.rowsPerStrip);
+    EXPECT_EQ(3u, g3.strips);
+    Loaded back;
+    LoadPath(path, back);
+    ASSERT_EQ(1, back.result);
+    EXPECT_EQ((Bytes{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}), back.Row(3999));
+    SET_Put(SET_TIF_1_BIT_COMPRESSION, 2);
+    EXPECT_TRUE(Save(path, mono, 1, 1, &result).empty());
+    EXPECT_EQ(COMPRESSION_CCITTRLE, Inspect(path).compression);
+
+    // Group 4 set for an 8-bit image: the layer's report, and no file.
+    HGLOBAL gray = MakeDib(4, 2, 8, std::vector<RGBQUAD>(256), {{1, 2, 3, 4}});
+    SET_Put(SET_TIF_8_BIT_COMPRESSION, 4);
+    texts = Save(path, gray, 8, 1, &result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(std::vector<std::string>{kGroupBits}, texts);
+    EXPECT_FALSE(FileExists(path));
+
+    // "LZW" (0) is refused with its message; the file is written uncompressed.
+    SET_Put(SET_TIF_8_BIT_COMPRESSION, 0);
+    texts = Save(path, gray, 8, 1, &result);
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(std::vector<std::string>{kLzw}, texts);
+    EXPECT_EQ(COMPRESSION_NONE, Inspect(path).compression);
+    Loaded plain;
+    LoadPath(path, plain);
+    ASSERT_EQ(1, plain.result);
+    EXPECT_EQ((Bytes{1, 2, 3, 4}), plain.Row(1));
+
+    GlobalFree(rgba);
+    GlobalFree(mono);
+    GlobalFree(tall);
+    GlobalFree(gray);
+    remove(path.c_str());
+}
+
+TEST_F(Tiff, RowsLongerThanAStripAreRefusedByTheTagAndGoInOneStrip)
+{
+    std::string path = TempPath("wide.tif");
+    // 5000 pixels of 24 bits: 15000 bytes a row, 14336 / 15000 = 0.
+    HGLOBAL wide = MakeDib(5000, 3, 24, {}, {Bytes(15000, 0x42)});
+    int result = 0;
+    auto texts = Save(path, wide, 24, 1, &result);
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(std::vector<std::string>{kIllegalTag}, texts);
+    Written w = Inspect(path);
+    EXPECT_FALSE(w.hasRowsPerStrip);
+    EXPECT_EQ(1u, w.strips);
+    ASSERT_EQ(3u, w.rows.size());
+    EXPECT_EQ(Bytes(15000, 0x42), w.rows[2]);
+    // 4778 pixels: 14336 / 14336 = 1 row a strip.
+    HGLOBAL edge = MakeDib(4778, 3, 24, {}, {Bytes(4778 * 3, 7)});
+    EXPECT_TRUE(Save(path, edge, 24, 1, &result).empty());
+    EXPECT_EQ(1u, Inspect(path).rowsPerStrip);
+    GlobalFree(wide);
+    GlobalFree(edge);
+    remove(path.c_str());
+}
+
+TEST_F(Tiff, FailedSavesReportOnceAndLeaveNoFile)
+{
+    HGLOBAL dib = MakeDib(2, 2, 24, {}, {{1, 2, 3, 4, 5, 6}});
+    int result = 1;
+    std::string path = TempPath("no-such-dir/out.tif");
+    auto texts = Save(path, dib, 24, 1, &result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(std::vector<std::string>{kOutput}, texts);
+    EXPECT_FALSE(FileExists(path));
+    // A DIB with no rows: refused before a file exists.
+    std::string empty = TempPath("empty.tif");
+    HGLOBAL none = MakeDib(2, 0, 24, {}, {{0}});
+    texts = Save(empty, none, 24, 1, &result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(std::vector<std::string>{kOutput}, texts);
+    EXPECT_FALSE(FileExists(empty));
+    // A block too small for the rows its header claims.
+    BITMAPINFOHEADER* h;
+    DIB_Lock(dib, &h, nullptr, nullptr);
+    h->biHeight = 5000;
+    GlobalUnlock(dib);
+    texts = Save(empty, dib, 24, 1, &result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(std::vector<std::string>{kUnsupported}, texts);
+    EXPECT_FALSE(FileExists(empty));
+    GlobalFree(dib);
+    GlobalFree(none);
+}
+
+TEST_F(Tiff, ErrorTableMapsLibtiffConditionsByPhase)
+{
+    // The same condition reads and writes differently; unknown ones fall back by phase.
+    EXPECT_EQ(2560u, TIF_ErrorId("TIFFFillStrip", "Read error on strip %u; got %lu bytes, expected %lu", "", TIF_PHASE_READ, 0));
+    EXPECT_EQ(2065u, TIF_ErrorId("_TIFFVSetField", "%s: Bad value %u for \"%s\" tag", "a: Bad value 0 for \"RowsPerStrip\" tag",
+                                 TIF_PHASE_FIELDS, 0));
+    EXPECT_EQ(2064u, TIF_ErrorId("_TIFFVSetField", "%s: Bad value %u for \"%s\" tag",
+                                 "a: Bad value 0 for \"SamplesPerPixel\" tag", TIF_PHASE_FIELDS, 0));
+    EXPECT_EQ(6152u, TIF_ErrorId("x", "Integer overflow in %s", "", TIF_PHASE_OPEN, 0));
+    EXPECT_EQ(3589u, TIF_ErrorId("Fax3Decode2D", "Row pixels integer overflow (rowpixels %u)", "", TIF_PHASE_READ, 0));
+    EXPECT_EQ(6151u, TIF_ErrorId("x", "something new", "", TIF_PHASE_OPEN, 0));
+    EXPECT_EQ(7683u, TIF_ErrorId("x", "something new", "", TIF_PHASE_READ, 0));
+    EXPECT_EQ(9728u, TIF_ErrorId("x", "something new", "", TIF_PHASE_WRITE, 0));
+    EXPECT_EQ(2076u, TIF_ErrorId("x", "something new", "", TIF_PHASE_CLOSE, 0));
+    EXPECT_EQ(3584u, TIF_ErrorId("Fax3Decode1D", "Premature EOF at line %u of %s %u (x %u)", "", TIF_PHASE_READ, 1));
+    EXPECT_EQ(0u, TIF_ErrorId("TIFFReadDirectory", "Unknown field with tag %u (0x%x) encountered", "", TIF_PHASE_OPEN, 1));
+}
+
+// ---- files from other programs -----------------------------------------------------------------
+
+TEST_F(Tiff, CorpusFilesLoadToTheirReferenceOrAreRefusedByOurRules)
+{
+    // Where our rules differ from other decoders: no gray images beyond 8 bits,
+    // no CMYK beyond 8 bits a sample; damaged files fail with libtiff's condition.
+    const std::map<std::string, std::string> refusals = {
+        {"files/tiff/16bit.MM.cropped.tif", kNoGray16},
+        {"files/tiff/tiff_strip_cmyk_16l_jpeg.tif", kCmyk},
+    };
+    std::ifstream manifest(CorpusPath("manifest.tsv"));
+    ASSERT_TRUE(manifest.good());
+    std::string line;
+    std::getline(manifest, line);
+    int checked = 0;
+    std::ostringstream report;
+    while (std::getline(manifest, line)) {
+        std::vector<std::string> cols;
+        std::stringstream split(line);
+        std::string col;
+        while (std::getline(split, col, '\t')) cols.push_back(col);
+        if (cols.size() < 6 || cols[1] != "tiff") continue;
+        const std::string& file = cols[0];
+        const std::string& reference = cols[4];
+        Loaded l;
+        LoadPath(CorpusPath(file), l);
+        checked++;
+        std::string ours = l.result ? KvSha256(AsRgb(l)) : (l.texts.empty() ? "no message" : l.texts[0]);
+        auto refused = refusals.find(file);
+        std::string expected = refused != refusals.end() ? refused->second : reference;
+        report << file << "\t" << expected << "\t" << ours << "\n";
+        if (refused != refusals.end()) {
+            EXPECT_EQ(0, l.result) << file;
+            ASSERT_EQ(1u, l.texts.size()) << file;
+            EXPECT_EQ(refused->second, l.texts[0]) << file;
+        } else if (reference == "-") {
+            // Broken on purpose: refused with one message, never half loaded.
+            EXPECT_EQ(0, l.result) << file;
+            EXPECT_EQ(1u, l.texts.size()) << file;
+        } else {
+            ASSERT_EQ(1, l.result) << file << ": " << (l.texts.empty() ? "" : l.texts[0]);
+            EXPECT_TRUE(l.texts.empty()) << file;
+            EXPECT_EQ(reference, ours) << file;
+        }
+    }
+    EXPECT_EQ(15, checked);
+    printf("%s", report.str().c_str());
+}
+
+TEST_F(Tiff, KeptCrashersAndFuzzSeedsAreRefusedOrLoadedWithoutHarm)
+{
+    // Every input a fuzzer ever failed on, and the seeds it starts from (some
+    // broken on purpose): loaded without a message, or refused with exactly one.
+    int replayed = 0;
+    for (const char* dir : {"crashers/tiff", "../fuzz/seeds/tiff"}) {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(DataPath(dir), error)) {
+            if (!entry.is_regular_file() || entry.path().extension() == ".md") continue;
+            Loaded l;
+            LoadPath(entry.path().string(), l);
+            replayed++;
+            EXPECT_EQ(l.result ? 0u : 1u, l.texts.size()) << entry.path();
+            if (l.result) EXPECT_GT(l.h.biWidth, 0) << entry.path();
+        }
+    }
+    EXPECT_GE(replayed, 17);
+}
+
+}  // namespace
