@@ -100,13 +100,13 @@ int CLI_ConvertFile(const ConvertOptions& o, const std::string& input, const std
     int bits, color, compressed;
     CLI_PresetSave(outRow, o.depth ? o.depth : doc.bits, o.gray ? 0 : doc.color, doc.compressed, &bits, &color,
                    &compressed);
-    if (o.compress >= 0) {
-        // Asked for or against; a format that always compresses at this depth still does.
-        int d = FMT_DepthIndex(bits);
-        compressed = o.compress && FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
-        if (FMT_TestCapability(outRow, d, CAP_COMPRESS_INHERENT) && !FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL))
-            compressed = 1;
-    }
+    // Compressed wherever the format can compress this depth, as the batch's
+    // Compress box starts; --no-compress asks against it, but a format that
+    // always compresses at this depth still does.
+    int d = FMT_DepthIndex(bits);
+    compressed = o.compress != 0 && FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
+    if (FMT_TestCapability(outRow, d, CAP_COMPRESS_INHERENT) && !FMT_TestCapability(outRow, d, CAP_COMPRESS_OPTIONAL))
+        compressed = 1;
     CLI_ConvertDocument(&doc, bits, !color, o);
     doc.compressed = compressed;
 

@@ -7,6 +7,7 @@
 #include "core/settings.h"
 #include "formats/codec_runtime.h"
 #include "formats/format_table.h"
+#include "platform/jpeg.h"
 #include "platform/ui_hooks.h"
 #include "platform/win32.h"
 
@@ -176,6 +177,7 @@ int main(int argc, char** argv)
     SET_Put(SET_FAST_DITHER, o.fastDither);
     for (int i = 0; i < 5; i++)
         if (o.tiffCompression[i] >= 0) SET_Put(SET_TIF_1_BIT_COMPRESSION + 4 * i, o.tiffCompression[i]);
+    if (o.jpegQuality > 0) ZIM_SetQuality(o.jpegQuality);
     FMT_RegisterBuiltins();
     FIL_LoadRow = FMT_Row_Any;
 

@@ -66,7 +66,8 @@ std::vector<unsigned char> EngineFile(const std::string& input, int row, int bit
     EngineConvert(&doc, bits, flat, dither);
     std::string out = TempPath("engine_out");
     HDL_SetActiveBits(doc.bits);
-    int compressed = FMT_TestCapability(row, FMT_DepthIndex(bits), CAP_COMPRESS_INHERENT);
+    // Compressed wherever the row can compress the depth, as kvconvert defaults.
+    int compressed = FMT_TestCapability(row, FMT_DepthIndex(bits), CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT);
     EXPECT_TRUE(FMT_Save(out.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(compressed),
                          static_cast<WORD>(doc.bits), row));
     GlobalFree(doc.dib);
