@@ -1,0 +1,731 @@
+// The PCX reader and writer: exact bytes of small files worked out by hand at
+// every depth the writer takes, round trips, the reader's palettes, plane
+// layouts, damaged runs and questions, hostile headers and truncated data,
+// and the real files of the corpus against their reference decodes.
+#include "pcx_tga_support.h"
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
+using namespace pcxtga;
+
+namespace {
+
+const char kDecodeQuestion[] = "Error encountered decompressing PCX file.  Continue to load?";
+const char kCancelBatch[] = "\n\nCancel Batch?";
+
+// A 128-byte header with the given fields; the rest as a writer leaves it.
+Bytes Header(int version, int bitsPerPlane, int xMax, int yMax, int planes, int bytesPerLine,
+             const Bytes& map = Bytes(), int xMin = 0, int yMin = 0)
+{
+    Bytes h(128, 0);
+    h[0] = 10;
+    h[1] = static_cast<unsigned char>(version);
+    h[2] = 1;
+    h[3] = static_cast<unsigned char>(bitsPerPlane);
+    h[4] = static_cast<unsigned char>(xMin), h[5] = static_cast<unsigned char>(xMin >> 8);
+    h[6] = static_cast<unsigned char>(yMin), h[7] = static_cast<unsigned char>(yMin >> 8);
+    h[8] = static_cast<unsigned char>(xMax), h[9] = static_cast<unsigned char>(xMax >> 8);
+    h[10] = static_cast<unsigned char>(yMax), h[11] = static_cast<unsigned char>(yMax >> 8);
+    for (size_t i = 0; i < map.size() && i < 48; i++) h[16 + i] = map[i];
+    h[65] = static_cast<unsigned char>(planes);
+    h[66] = static_cast<unsigned char>(bytesPerLine), h[67] = static_cast<unsigned char>(bytesPerLine >> 8);
+    h[68] = 2;
+    return h;
+}
+
+Bytes Cat(Bytes a, const Bytes& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// The 256-colour tail: the mark 12 and entry i = (i, 255 - i, i / 2).
+Bytes Tail()
+{
+    Bytes t{12};
+    for (int i = 0; i < 256; i++) {
+        t.push_back(static_cast<unsigned char>(i));
+        t.push_back(static_cast<unsigned char>(255 - i));
+        t.push_back(static_cast<unsigned char>(i / 2));
+    }
+    return t;
+}
+
+class Pcx : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        HDL_ClearBoxes();
+        HDL_SetPolicy(IDNO);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        HDL_RequestStop(false);
+    }
+    void TearDown() override
+    {
+        HDL_ClearBoxes();
+        HDL_RequestStop(false);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        for (const std::string& p : made) remove(p.c_str());
+    }
+    std::string Temp(const std::string& name)
+    {
+        made.push_back(TempPath(name));
+        return made.back();
+    }
+    // Loads bytes written to a scratch file; the DIB (or null) in dib.
+    int Load(const Bytes& file, HGLOBAL* dib, const char* name = "in.pcx")
+    {
+        std::string path = Temp(name);
+        EXPECT_TRUE(WriteWholeFile(path, file));
+        return PCX_Load(path.c_str(), dib);
+    }
+    // Saves and returns the file's bytes (empty when the save failed).
+    Bytes Save(HGLOBAL dib, WORD depth, int* result = nullptr)
+    {
+        std::string path = Temp("out.pcx");
+        int ok = PCX_Save(path.c_str(), dib, 1, 1, depth);
+        if (result) *result = ok;
+        return ReadWholeFile(path);
+    }
+    std::vector<std::string> made;
+};
+
+// ---- the writer ----------------------------------------------------------------------
+
+TEST_F(Pcx, MonochromeImageBytes)
+{
+    HGLOBAL dib = MakeDib(10, 2, 1);
+    {
+        DibView v(dib);
+        SetEntry(v.table, 0, 1, 2, 3);
+        SetEntry(v.table, 1, 250, 251, 252);
+        BYTE* top = v.Top(0);
+        top[0] = 0xAA, top[1] = 0x80;  // 1010101010
+        BYTE* bottom = v.Top(1);
+        bottom[0] = 0xFF, bottom[1] = 0xC0;  // ten ones
+    }
+    Bytes expected = {
+        0x0A, 0x05, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x09, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
+        0x01, 0x02, 0x03, 0xFA, 0xFB, 0xFC, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+        0x00, 0x01, 0x02, 0x00, 0x02, 0x00};
+    expected.resize(128, 0);
+    // Top row: two literals (neither has both top bits); bottom row: two runs of one.
+    expected = Cat(expected, {0xAA, 0x80, 0xC1, 0xFF, 0xC1, 0xC0});
+    EXPECT_EQ(expected, Save(dib, 1));
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, SixteenColourImageSplitsIntoFourPlanesWithOneRunCounter)
+{
+    HGLOBAL dib = MakeDib(4, 2, 4);
+    Bytes map;
+    {
+        DibView v(dib);
+        for (int i = 0; i < 16; i++) {
+            SetEntry(v.table, i, static_cast<BYTE>(i * 16), static_cast<BYTE>(255 - i), static_cast<BYTE>(i));
+            map.insert(map.end(), {static_cast<BYTE>(i * 16), static_cast<BYTE>(255 - i), static_cast<BYTE>(i)});
+        }
+        v.Top(0)[0] = 0x12, v.Top(0)[1] = 0x4F;  // pixels 1, 2, 4, 15
+    }
+    // Planes of one bit, two bytes each (one rounded up to even), plane 0 first:
+    // bit 0 of pixels 0 and 3, bit 1 of 1 and 3, bit 2 of 2 and 3, bit 3 of 3.
+    Bytes expected = Cat(Header(5, 1, 3, 1, 4, 2, map), {0x90, 0x00, 0x50, 0x00, 0x30, 0x00, 0x10, 0x00});
+    // The zero row is one run of eight over all four planes.
+    expected = Cat(expected, {0xC8, 0x00});
+    EXPECT_EQ(expected, Save(dib, 4));
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, EightBitImageGetsTheFullTailWhateverItsColoursUsed)
+{
+    HGLOBAL dib = MakeDib(5, 2, 8, 3);
+    {
+        DibView v(dib);
+        SetEntry(v.table, 0, 10, 20, 30);
+        SetEntry(v.table, 1, 40, 50, 60);
+        SetEntry(v.table, 2, 70, 80, 90);
+        memcpy(v.Top(0), "\x07\x07\x07\x07\xC8", 5);
+        memset(v.Top(1), 0xC0, 5);
+    }
+    Bytes expected = Header(5, 8, 4, 1, 1, 6);  // no header map above 16 colours
+    // 4 x 7 as a run; 200 has both top bits and needs a run of one; the pad byte 0.
+    expected = Cat(expected, {0xC4, 0x07, 0xC1, 0xC8, 0x00, 0xC5, 0xC0, 0x00});
+    Bytes tail(769, 0);
+    tail[0] = 12;
+    const BYTE entries[] = {10, 20, 30, 40, 50, 60, 70, 80, 90};
+    memcpy(&tail[1], entries, sizeof entries);
+    EXPECT_EQ(Cat(expected, tail), Save(dib, 8));
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, RunsStopAtSixtyThreeBytes)
+{
+    HGLOBAL dib = MakeDib(130, 1, 8);
+    memset(DibView(dib).Top(0), 0x05, 130);
+    Bytes bytes = Save(dib, 8);
+    ASSERT_EQ(128u + 6 + 769, bytes.size());
+    EXPECT_EQ(Bytes({0xFF, 0x05, 0xFF, 0x05, 0xC4, 0x05}), Bytes(bytes.begin() + 128, bytes.begin() + 134));
+    GlobalFree(dib);
+
+    // After a full run the count starts again from nothing: one more byte is a literal.
+    dib = MakeDib(64, 1, 8);
+    memset(DibView(dib).Top(0), 0x05, 64);
+    bytes = Save(dib, 8);
+    EXPECT_EQ(Bytes({0xFF, 0x05, 0x05}), Bytes(bytes.begin() + 128, bytes.begin() + 131));
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, TrueColourImageWritesRedGreenBluePlanes)
+{
+    HGLOBAL dib = MakeDib(3, 1, 24);
+    memcpy(DibView(dib).Top(0), "\x1E\x14\x0A\x1E\x14\x0A\x00\x14\xC8", 9);
+    // Planes red 0A 0A C8 00, green 14 14 14 00, blue 1E 1E 00 00 (padded to four).
+    Bytes expected = Cat(Header(5, 8, 2, 0, 3, 4),
+                         {0xC2, 0x0A, 0xC1, 0xC8, 0x00, 0xC3, 0x14, 0x00, 0xC2, 0x1E, 0xC2, 0x00});
+    EXPECT_EQ(expected, Save(dib, 24));
+    // A 16-bit document is a 24-bit DIB: the DIB's depth decides.
+    EXPECT_EQ(expected, Save(dib, 16));
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, DepthsWithoutAPcxForm)
+{
+    HGLOBAL dib = MakeDib(3, 1, 32);
+    int ok = 1;
+    std::string path = Temp("refused.pcx");
+    ok = PCX_Save(path.c_str(), dib, 1, 0, 32);
+    EXPECT_EQ(0, ok);
+    EXPECT_FALSE(FileExists(path));
+    EXPECT_EQ(std::vector<std::string>{"Cannot save 32-bit PCX files"}, BoxTexts());
+    GlobalFree(dib);
+
+    // A DIB that says 16 bits isn't refused: one 8-bit plane, rows left zero, no tail.
+    HDL_ClearBoxes();
+    dib = MakeDib(3, 2, 16);
+    memset(DibView(dib).Top(0), 0x77, 6);
+    EXPECT_EQ(Cat(Header(5, 8, 2, 1, 1, 4), {0xC4, 0x00, 0xC4, 0x00}), Save(dib, 16, &ok));
+    EXPECT_EQ(1, ok);
+    EXPECT_TRUE(HDL_Boxes().empty());
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, FailedSavesLeaveNoFile)
+{
+    HGLOBAL dib = MakeDib(300, 300, 24);
+    {
+        DibView v(dib);
+        for (size_t i = 0; i < v.stride * 300; i++) v.pixels[i] = static_cast<BYTE>(i * 7 + (i >> 9));
+    }
+
+    std::string nowhere = TempPath("no_such_dir") + "/x.pcx";
+    EXPECT_EQ(0, PCX_Save(nowhere.c_str(), dib, 1, 0, 24));
+    EXPECT_EQ(std::vector<std::string>{"Cannot open output file, check disk space"}, BoxTexts());
+
+#ifndef _WIN32
+    // A file size limit makes the writes fail part way.
+    HDL_ClearBoxes();
+    std::string path = Temp("full.pcx");
+    struct rlimit old;
+    getrlimit(RLIMIT_FSIZE, &old);
+    void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit small = {4096, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    int ok = PCX_Save(path.c_str(), dib, 1, 0, 24);
+    setrlimit(RLIMIT_FSIZE, &old);
+    signal(SIGXFSZ, previous);
+    EXPECT_EQ(0, ok);
+    EXPECT_FALSE(FileExists(path));
+    EXPECT_EQ(std::vector<std::string>{"Cannot write file, check disk space"}, BoxTexts());
+#endif
+    GlobalFree(dib);
+}
+
+// ---- round trips -----------------------------------------------------------------------
+
+TEST_F(Pcx, EveryDepthReadsBackAsWritten)
+{
+    for (int bits : {1, 4, 8, 24}) {
+        SCOPED_TRACE(bits);
+        const LONG w = 37, h = 9;
+        HGLOBAL dib = MakeDib(w, h, bits);
+        {
+            DibView v(dib);
+            for (DWORD i = 0; i < v.stride * h; i++)
+                v.pixels[i] = static_cast<BYTE>((i % 7 < 3) ? 0xC3 : i * 13 + i / 5);
+            for (int i = 0; i < (bits <= 8 ? 1 << bits : 0); i++)
+                SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i * 3), static_cast<BYTE>(255 - i));
+        }
+        Bytes file = Save(dib, static_cast<WORD>(bits));
+        HGLOBAL back = nullptr;
+        OwnedDib ownA{dib};
+        ASSERT_EQ(1, Load(file, &back));
+        OwnedDib ownB{back};
+        DibView a(dib), b(back);
+        ASSERT_EQ(w, b.h->biWidth);
+        ASSERT_EQ(h, b.h->biHeight);
+        ASSERT_EQ(bits, b.h->biBitCount);
+        for (LONG y = 0; y < h; y++)
+            for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
+        if (bits == 1) {
+            // Two colours always read back black and white.
+            EXPECT_EQ(0, b.table[0].rgbRed + b.table[0].rgbGreen + b.table[0].rgbBlue);
+            EXPECT_EQ(255 * 3, b.table[1].rgbRed + b.table[1].rgbGreen + b.table[1].rgbBlue);
+        } else if (bits <= 8) {
+            EXPECT_EQ(0, memcmp(a.table, b.table, (1u << bits) * sizeof(RGBQUAD)));
+        }
+        EXPECT_EQ(5, INF_GetValue(INF_VERSION));
+        EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
+        EXPECT_EQ(bits == 4 ? 4 : bits == 24 ? 3 : 1, INF_GetValue(INF_PLANES));
+        EXPECT_EQ(bits <= 4 ? 1 : 8, INF_GetValue(INF_BITSPERPIXEL));
+        EXPECT_EQ(bits == 1 ? 1 : 0, INF_GetValue(INF_GRAY));
+        EXPECT_STREQ("IBMPC", INF_Info.creator);
+        EXPECT_TRUE(HDL_Boxes().empty());
+    }
+}
+
+// ---- the reader: palettes ----------------------------------------------------------------
+
+TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
+{
+    Bytes data = {0xC2, 0x00};
+    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+    for (int version : {0, 2, 0x80, 0xFF}) {
+        HDL_ClearBoxes();
+        EXPECT_EQ(0, Load(Cat(Header(version, 8, 0, 0, 1, 2), data), &dib));
+        EXPECT_EQ(nullptr, dib);
+        EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts()) << version;
+    }
+    HDL_ClearBoxes();
+    Bytes other = Header(5, 8, 0, 0, 1, 2);
+    other[0] = 11;
+    EXPECT_EQ(0, Load(Cat(other, data), &dib));
+    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
+
+    // A missing file is no report at all.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, PCX_Load(TempPath("never_written.pcx").c_str(), &dib));
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Pcx, VersionsFourAndFiveReadAlike)
+{
+    Bytes map = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 10, 20};
+    for (int version : {4, 5, 100}) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(Cat(Header(version, 2, 3, 0, 1, 2, map), {0x1B, 0x00}), &dib)) << version;
+        OwnedDib own{dib};
+        DibView v(dib);
+        EXPECT_EQ(4, v.h->biBitCount);
+        EXPECT_EQ(Bytes({0x01, 0x23, 0x00, 0x00}), v.TopRow(0, 4));
+        EXPECT_EQ(6, v.table[1].rgbRed);
+        EXPECT_EQ(20, v.table[3].rgbBlue);
+        EXPECT_EQ(version, INF_GetValue(INF_VERSION));
+    }
+}
+
+TEST_F(Pcx, VersionThreeTablesAreGray)
+{
+    HGLOBAL dib = nullptr;
+    Bytes map = {200, 0, 0, 0, 200, 0};
+    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 1, 2, map), {0x0F, 0x00}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(0, v.table[0].rgbRed + v.table[0].rgbGreen + v.table[0].rgbBlue);
+        EXPECT_EQ(255, v.table[1].rgbGreen);
+        EXPECT_EQ(255, v.table[1].rgbRed);
+        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+    }
+    GlobalFree(dib);
+
+    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 4, 2, map), {0xC8, 0x00}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(4, v.h->biBitCount);
+        for (int i = 0; i < 16; i++) EXPECT_EQ(i * 15, v.table[i].rgbBlue) << i;
+        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+    }
+    GlobalFree(dib);
+
+    // Even with a tail, a version 3 file of 8 bits is a gray ramp.
+    ASSERT_EQ(1, Load(Cat(Cat(Header(3, 8, 1, 0, 1, 2), {0xC2, 0x40}), Tail()), &dib));
+    {
+        DibView v(dib);
+        for (int i = 0; i < 256; i++) ASSERT_EQ(i, v.table[i].rgbRed) << i;
+        EXPECT_EQ(7, v.table[7].rgbGreen);
+        EXPECT_EQ(Bytes({0x40, 0x40}), v.TopRow(0, 2));
+    }
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, EightBitTablesComeFromTheTailOrAreGray)
+{
+    HGLOBAL dib = nullptr;
+    Bytes pixels = {0xC2, 0x03};
+    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), Tail()), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(200, v.table[200].rgbRed);
+        EXPECT_EQ(55, v.table[200].rgbGreen);
+        EXPECT_EQ(100, v.table[200].rgbBlue);
+        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    }
+    GlobalFree(dib);
+
+    // The byte 769 from the end isn't 12: a gray ramp.
+    Bytes noMark = Tail();
+    noMark[0] = 13;
+    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), noMark), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(200, v.table[200].rgbGreen);
+        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+    }
+    GlobalFree(dib);
+
+    // Shorter than the tail: the seek back fails.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(Cat(Header(5, 8, 1, 0, 1, 2), pixels), &dib));
+    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
+}
+
+TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
+{
+    HGLOBAL dib = nullptr;
+    Bytes map = {255, 0, 0, 0, 0, 255};
+    ASSERT_EQ(1, Load(Cat(Header(5, 1, 15, 0, 1, 2, map), {0x3C, 0x0F}), &dib));
+    OwnedDib own{dib};
+    DibView v(dib);
+    EXPECT_EQ(0, v.table[0].rgbRed);
+    EXPECT_EQ(0, v.table[0].rgbBlue);
+    EXPECT_EQ(255, v.table[1].rgbRed);
+    EXPECT_EQ(255, v.table[1].rgbGreen);
+    EXPECT_EQ(255, v.table[1].rgbBlue);
+    EXPECT_EQ(Bytes({0x3C, 0x0F}), v.TopRow(0, 2));
+    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+}
+
+// ---- the reader: plane layouts -----------------------------------------------------------
+
+TEST_F(Pcx, FourPlanesGatherIntoNibbles)
+{
+    // Pixels 1, 2, 4, 15, 0, 8, 0, 0 as four one-bit planes.
+    Bytes line = {0x90, 0x50, 0x30, 0x14};
+    HGLOBAL dib = nullptr;
+    ASSERT_EQ(1, Load(Cat(Header(5, 1, 7, 0, 4, 1), line), &dib));
+    OwnedDib own{dib};
+    DibView v(dib);
+    EXPECT_EQ(4, v.h->biBitCount);
+    EXPECT_EQ(Bytes({0x12, 0x4F, 0x08, 0x00}), v.TopRow(0, 4));
+    EXPECT_EQ(4, INF_GetValue(INF_PLANES));
+    EXPECT_EQ(1, INF_GetValue(INF_BITSPERPIXEL));
+}
+
+TEST_F(Pcx, ThreePlanesBecomeBlueGreenRed)
+{
+    HGLOBAL dib = nullptr;
+    Bytes line = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    ASSERT_EQ(1, Load(Cat(Header(5, 8, 2, 0, 3, 3), line), &dib));
+    OwnedDib own{dib};
+    DibView v(dib);
+    EXPECT_EQ(24, v.h->biBitCount);
+    EXPECT_EQ(Bytes({7, 4, 1, 8, 5, 2, 9, 6, 3}), v.TopRow(0, 9));
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+}
+
+TEST_F(Pcx, LayoutsWithoutAConversionLoadZeroAndTwoPlanesFailSilently)
+{
+    HGLOBAL dib = nullptr;
+    // One plane of 3 bits widens to 4 and stays zero; four planes of 8 bits give 32 and stay zero.
+    ASSERT_EQ(1, Load(Cat(Header(5, 3, 1, 0, 1, 2), {0x3F, 0x3F}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(4, v.h->biBitCount);
+        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
+    }
+    GlobalFree(dib);
+    ASSERT_EQ(1, Load(Cat(Header(5, 8, 0, 0, 4, 2), {0xC8, 0x33}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(32, v.h->biBitCount);
+        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
+    }
+    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+
+    dib = reinterpret_cast<HGLOBAL>(1);
+    EXPECT_EQ(0, Load(Cat(Header(5, 1, 7, 0, 2, 2), {0xC4, 0x11}), &dib));
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+    // Total bits with no DIB depth (here 3 x 9) are not loaded.
+    EXPECT_EQ(0, Load(Cat(Header(5, 9, 0, 0, 3, 2), {0xC6, 0x11}), &dib));
+    EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts());
+}
+
+// ---- the reader: damaged and truncated data ------------------------------------------------
+
+TEST_F(Pcx, RunCutAtTheLineEndAsksOncePerFile)
+{
+    // Two lines of 4 bytes, each ending in a run that reaches beyond the line.
+    Bytes file = Cat(Header(5, 8, 3, 1, 1, 4), {0x01, 0x02, 0xC5, 0x09, 0xC9, 0x06});
+    file = Cat(file, Tail());
+    HGLOBAL dib = nullptr;
+    HDL_QueueAnswer(IDYES);
+    ASSERT_EQ(1, Load(file, &dib));
+    ASSERT_EQ(1u, HDL_Boxes().size());
+    EXPECT_EQ(kDecodeQuestion, HDL_Boxes()[0].text);
+    EXPECT_EQ("Warning", HDL_Boxes()[0].caption);
+    EXPECT_EQ(0x1024u, HDL_Boxes()[0].flags);
+    {
+        DibView v(dib);
+        EXPECT_EQ(Bytes({1, 2, 9, 9}), v.TopRow(0, 4));
+        EXPECT_EQ(Bytes({6, 6, 6, 6}), v.TopRow(1, 4));
+    }
+    GlobalFree(dib);
+
+    // No: nothing is loaded, and outside a batch nothing more is asked.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(file, &dib));
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_EQ(std::vector<std::string>{kDecodeQuestion}, BoxTexts());
+
+    // In a batch, No to the question asks whether to cancel the batch.
+    HDL_ClearBoxes();
+    BAT_SetActive(1, 0);
+    HDL_QueueAnswer(IDNO);
+    HDL_QueueAnswer(IDYES);
+    EXPECT_EQ(0, Load(file, &dib));
+    ASSERT_EQ(2u, HDL_Boxes().size());
+    EXPECT_EQ(kCancelBatch, HDL_Boxes()[1].text);
+    EXPECT_EQ("Korvanta", HDL_Boxes()[1].caption);
+    EXPECT_EQ(1, MSG_GetAbort());
+    MSG_ClearAbort();
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(file, &dib));
+    EXPECT_EQ(2u, HDL_Boxes().size());
+    EXPECT_EQ(0, MSG_GetAbort());
+}
+
+TEST_F(Pcx, TheEndOfTheDataReadsAsZero)
+{
+    // Three lines of 6; the data stops inside the second, after a run's code byte.
+    Bytes oneBit = Cat(Header(5, 1, 47, 2, 1, 6), {0xC6, 0xFF, 0x81, 0x42, 0xC3});
+    HGLOBAL dib = nullptr;
+    ASSERT_EQ(1, Load(oneBit, &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(Bytes(6, 0xFF), v.TopRow(0, 6));
+        // The run code at the very end takes the value 0 and fills 3 bytes.
+        EXPECT_EQ(Bytes({0x81, 0x42, 0, 0, 0, 0}), v.TopRow(1, 6));
+        EXPECT_EQ(Bytes(6, 0), v.TopRow(2, 6));
+    }
+    EXPECT_TRUE(HDL_Boxes().empty());
+    GlobalFree(dib);
+}
+
+TEST_F(Pcx, LinesThatDisagreeWithTheWidthStayInsideTheRow)
+{
+    HGLOBAL dib = nullptr;
+    // 8 bits, 20 pixels wide, 4 bytes a line: the rest of each row stays zero.
+    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 19, 1, 1, 4), {1, 2, 3, 4, 5, 6, 7, 8}), Tail()), &dib));
+    {
+        DibView v(dib);
+        Bytes top(20, 0), bottom(20, 0);
+        top[0] = 1, top[1] = 2, top[2] = 3, top[3] = 4;
+        bottom[0] = 5, bottom[1] = 6, bottom[2] = 7, bottom[3] = 8;
+        EXPECT_EQ(top, v.TopRow(0, 20));
+        EXPECT_EQ(bottom, v.TopRow(1, 20));
+    }
+    GlobalFree(dib);
+
+    // Two pixels of 8 bits with 10 bytes a line: only the row's 4 bytes are kept.
+    Bytes longLine = Cat(Header(5, 8, 1, 0, 1, 10), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    ASSERT_EQ(1, Load(Cat(longLine, Tail()), &dib));
+    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
+    GlobalFree(dib);
+
+    // Three planes narrower than the width: pixels beyond the line stay black.
+    ASSERT_EQ(1, Load(Cat(Header(5, 8, 3, 0, 3, 2), {1, 2, 3, 4, 5, 6}), &dib));
+    EXPECT_EQ(Bytes({5, 3, 1, 6, 4, 2, 0, 0, 0, 0, 0, 0}), DibView(dib).TopRow(0, 12));
+    GlobalFree(dib);
+
+    // Four planes of 40 bytes for a 2-pixel row (a literal and 39 zeros each; the
+    // first bytes give pixels 1 + 4 and 2 + 8), and 2-bit lines longer than the row.
+    Bytes planes = {0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00, 0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00};
+    ASSERT_EQ(1, Load(Cat(Header(5, 1, 1, 0, 4, 40), planes), &dib));
+    EXPECT_EQ(Bytes({0x5A, 0x00, 0x00, 0x00}), DibView(dib).TopRow(0, 4));
+    GlobalFree(dib);
+    ASSERT_EQ(1, Load(Cat(Header(5, 2, 1, 0, 1, 30), {0xDE, 0xE4}), &dib));
+    EXPECT_EQ(Bytes({0x32, 0x10, 0x32, 0x10}), DibView(dib).TopRow(0, 4));
+    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Pcx, SizesTheFileCannotHoldAreRefusedBeforeAllocating)
+{
+    HGLOBAL dib = nullptr;
+    // 65536 x 65536 at 8 bits from a few hundred bytes.
+    Bytes huge = Cat(Cat(Header(5, 8, 0xFFFF, 0xFFFF, 1, 0xFFFE), {0xC1, 0x00}), Tail());
+    EXPECT_EQ(0, Load(huge, &dib));
+    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
+    // Long lines, few pixels: the lines alone can't come from the data.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(Cat(Header(5, 8, 0, 2000, 1, 0xFFFF), {0xC1, 0x00}), &dib));
+    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
+    // A header of nothing but its first bytes.
+    HDL_ClearBoxes();
+    Bytes cut = Header(5, 8, 0, 0, 1, 2);
+    cut.resize(40);
+    EXPECT_EQ(0, Load(cut, &dib));
+    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
+    // The last column before the first.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(Cat(Header(5, 1, 5, 0, 1, 2, {}, 9), {0x00, 0x00}), &dib));
+    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
+    EXPECT_EQ(nullptr, dib);
+
+    // Lines of 63 bytes from 2 bytes each, the best a run can do, still load.
+    HDL_ClearBoxes();
+    Bytes dense = Header(5, 8, 20, 99, 3, 21);
+    for (int y = 0; y < 100; y++) dense = Cat(dense, {0xFF, 0x07});
+    ASSERT_EQ(1, Load(dense, &dib));
+    EXPECT_EQ(Bytes(63, 0x07), DibView(dib).TopRow(99, 63));
+    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Pcx, StopRequestEndsTheLoadSilently)
+{
+    Bytes file = Cat(Cat(Header(5, 8, 3, 3, 1, 4), Bytes(16, 1)), Tail());
+    HDL_RequestStop(true);
+    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+    EXPECT_EQ(0, Load(file, &dib));
+    HDL_RequestStop(false);
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)
+{
+    std::string path = Temp("picture.pcc");
+    ASSERT_TRUE(WriteWholeFile(path, Cat(Header(5, 1, 7, 0, 1, 2), {0x81, 0x00})));
+    EXPECT_EQ(FMT_Row_PCC, FMT_FromFileName(path.c_str()));
+    EXPECT_EQ(0, FMT_CanSave(FMT_Row_PCC));
+    HGLOBAL dib = nullptr;
+    ASSERT_EQ(1, FMT_Load(path.c_str(), &dib, FMT_Row_PCC));
+    EXPECT_EQ(Bytes({0x81, 0x00}), DibView(dib).TopRow(0, 2));
+    GlobalFree(dib);
+    ASSERT_TRUE(WriteWholeFile(path, Bytes(200, 0x0B)));
+    EXPECT_EQ(0, FMT_Load(path.c_str(), &dib, FMT_Row_PCC));
+    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
+}
+
+// ---- files of other writers -------------------------------------------------------------------
+
+TEST_F(Pcx, FilesOfOtherWritersMatchTheirDecodes)
+{
+    // Written by Pillow and ImageMagick; the expected decodes are theirs.
+    Bytes list = ReadWholeFile(DataPath("pcx/expected.tsv"));
+    std::istringstream lines(std::string(list.begin(), list.end()));
+    std::string line;
+    int seen = 0;
+    while (std::getline(lines, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream cells(line);
+        std::string name, digest, mode;
+        std::getline(cells, name, '\t');
+        std::getline(cells, digest, '\t');
+        std::getline(cells, mode, '\t');
+        SCOPED_TRACE(name);
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, PCX_Load(DataPath("pcx/" + name).c_str(), &dib));
+        EXPECT_EQ(digest, Sha256(ReferenceSamples(dib, mode == "RGBA")));
+        GlobalFree(dib);
+        seen++;
+    }
+    EXPECT_EQ(5, seen);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+// ---- replayed fuzzer finds ------------------------------------------------------------------
+
+TEST_F(Pcx, KeptCrashersLoadOrFailCleanly)
+{
+    // Every input that once broke the reader: loaded without a word, or
+    // refused with at most one box (a question answered No, or a message).
+    int seen = 0;
+    for (const std::string& path : FilesIn(DataPath("crashers/pcx"))) {
+        if (path.size() >= 3 && path.compare(path.size() - 3, 3, ".md") == 0) continue;
+        HDL_ClearBoxes();
+        HGLOBAL dib = nullptr;
+        int ok = PCX_Load(path.c_str(), &dib);
+        EXPECT_EQ(ok != 0, dib != nullptr) << path;
+        EXPECT_LE(HDL_Boxes().size(), ok ? 0u : 1u) << path;
+        if (dib) GlobalFree(dib);
+        seen++;
+    }
+    RecordProperty("replayed", seen);
+}
+
+// ---- the corpus -------------------------------------------------------------------------------
+
+TEST_F(Pcx, CorpusFilesMatchTheirReferenceOrAreRefusedAsTheRulesSay)
+{
+    struct Expectation {
+        const char* file;
+        const char* outcome;  // "reference", or the message that refuses it, or "loads"
+    };
+    // Broken files, by the reader's rules:
+    // 01r_00: 88 pixels from 12-byte lines whose runs reach beyond them: the
+    //   question; No refuses it, Yes loads what the lines hold.
+    // ossfuzz-...: version 0 is refused before anything else.
+    // pcx_overrun: 144 lines of 52 bytes can't come from its 130 bytes of data
+    //   even at 63 bytes a run: refused before anything is allocated.
+    // pcx_overrun2: version 2.
+    const Expectation expectations[] = {
+        {"files/pcx/odd_stride.pcx", "reference"},
+        {"files/pcx/p_4_planes.pcx", "reference"},
+        {"files/pcx/01r_00.pcx", kDecodeQuestion},
+        {"files/pcx/ossfuzz-4836216264589312.pcx", "Unsupported PCX format"},
+        {"files/pcx/pcx_overrun.bin", "Incomplete PCX file, cannot load"},
+        {"files/pcx/pcx_overrun2.bin", "Unsupported PCX format"},
+    };
+    std::vector<ManifestRow> rows = Manifest("pcx");
+    ASSERT_EQ(6u, rows.size());
+    for (const ManifestRow& row : rows) {
+        SCOPED_TRACE(row.path);
+        const Expectation* e = nullptr;
+        for (const Expectation& x : expectations)
+            if (row.path == x.file) e = &x;
+        ASSERT_NE(nullptr, e);
+        HDL_ClearBoxes();
+        HGLOBAL dib = nullptr;
+        int ok = PCX_Load(CorpusPath(row.path).c_str(), &dib);
+        std::string outcome = e->outcome;
+        if (outcome == "reference") {
+            ASSERT_EQ(1, ok);
+            EXPECT_EQ(row.reference, Sha256(ReferenceSamples(dib, row.mode == "RGBA")));
+            EXPECT_TRUE(HDL_Boxes().empty());
+        } else {
+            EXPECT_EQ(0, ok);
+            EXPECT_EQ(std::vector<std::string>{outcome}, BoxTexts());
+            if (outcome == kDecodeQuestion) {
+                HDL_QueueAnswer(IDYES);
+                ok = PCX_Load(CorpusPath(row.path).c_str(), &dib);
+                EXPECT_EQ(1, ok);
+            }
+        }
+        if (dib) GlobalFree(dib);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,655 @@
+// The TGA reader and writer: exact bytes of small files worked out by hand for
+// every depth and both encodings the writer takes, round trips, the reader's
+// header rules, maps, origins and packets that cross rows, the questions,
+// hostile and truncated files, and the real files of the corpus.
+#include "pcx_tga_support.h"
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
+using namespace pcxtga;
+
+namespace {
+
+const char kPossibleErrors[] = "Possible errors encountered while reading\nfile, Continue loading this file?";
+const char kCancelBatch[] = "\n\nCancel Batch?";
+
+Bytes Cat(Bytes a, const Bytes& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// An 18-byte header.
+Bytes Header(int type, int width, int height, int depth, int descriptor = 0, int mapType = 0, int mapLength = 0,
+             int entrySize = 0, int firstEntry = 0, int idLength = 0)
+{
+    return {static_cast<BYTE>(idLength), static_cast<BYTE>(mapType), static_cast<BYTE>(type),
+            static_cast<BYTE>(firstEntry), static_cast<BYTE>(firstEntry >> 8),
+            static_cast<BYTE>(mapLength), static_cast<BYTE>(mapLength >> 8), static_cast<BYTE>(entrySize),
+            0, 0, 0, 0,
+            static_cast<BYTE>(width), static_cast<BYTE>(width >> 8), static_cast<BYTE>(height),
+            static_cast<BYTE>(height >> 8), static_cast<BYTE>(depth), static_cast<BYTE>(descriptor)};
+}
+
+// The map a writer puts behind the header of an 8-bit image: 256 entries of
+// blue, green, red, the given ones first and the rest zero.
+Bytes WrittenMap(const Bytes& bgr)
+{
+    Bytes map(768, 0);
+    std::copy(bgr.begin(), bgr.end(), map.begin());
+    return map;
+}
+
+class Tga : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        HDL_ClearBoxes();
+        HDL_SetPolicy(IDNO);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        HDL_RequestStop(false);
+    }
+    void TearDown() override
+    {
+        HDL_ClearBoxes();
+        HDL_RequestStop(false);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        for (const std::string& p : made) remove(p.c_str());
+    }
+    std::string Temp(const std::string& name)
+    {
+        made.push_back(TempPath(name));
+        return made.back();
+    }
+    int Load(const Bytes& file, HGLOBAL* dib)
+    {
+        std::string path = Temp("in.tga");
+        EXPECT_TRUE(WriteWholeFile(path, file));
+        return TGA_Load(path.c_str(), dib);
+    }
+    Bytes Save(HGLOBAL dib, WORD color, WORD compressed, WORD depth, int* result = nullptr)
+    {
+        std::string path = Temp("out.tga");
+        remove(path.c_str());
+        int ok = TGA_Save(path.c_str(), dib, color, compressed, depth);
+        if (result) *result = ok;
+        return ReadWholeFile(path);
+    }
+    std::vector<std::string> made;
+};
+
+// ---- the writer ----------------------------------------------------------------------
+
+TEST_F(Tga, MappedImageBytesPlainAndGray)
+{
+    HGLOBAL dib = MakeDib(3, 2, 8, 2);
+    {
+        DibView v(dib);
+        SetEntry(v.table, 0, 1, 2, 3);
+        SetEntry(v.table, 1, 4, 5, 6);
+        memcpy(v.Top(0), "\x01\x01\x00", 3);
+        memcpy(v.Top(1), "\x00\x01\x00", 3);
+    }
+    Bytes header = {0, 1, 1, 0, 0, 0, 1, 24, 0, 0, 0, 0, 3, 0, 2, 0, 8, 0};
+    // Rows go out from the bottom of the picture.
+    Bytes rows = {0, 1, 0, 1, 1, 0};
+    EXPECT_EQ(Cat(Cat(header, WrittenMap({3, 2, 1, 6, 5, 4})), rows), Save(dib, 1, 0, 8));
+
+    // A gray image is type 3 and keeps its map of 256 entries.
+    header[2] = 3;
+    EXPECT_EQ(Cat(Cat(header, WrittenMap({3, 2, 1, 6, 5, 4})), rows), Save(dib, 0, 0, 8));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, RunLengthRowsFollowThePacketRules)
+{
+    HGLOBAL dib = MakeDib(8, 4, 8);
+    {
+        DibView v(dib);
+        // Rows from the bottom of the picture, which is the file's order.
+        memcpy(v.Top(3), "\x01\x01\x01\x02\x03\x04\x04\x05", 8);
+        memcpy(v.Top(2), "\x06\x07\x08\x09\x0A\x0B\x0C\x0D", 8);
+        memcpy(v.Top(1), "\x01\x02\x02\x02\x02\x02\x02\x02", 8);
+        memcpy(v.Top(0), "\x01\x01\x02\x02\x03\x03\x04\x04", 8);
+        for (int i = 0; i < 256; i++) SetEntry(v.table, i, static_cast<BYTE>(i), 0, 0);
+    }
+    Bytes map(768, 0);
+    for (int i = 0; i < 256; i++) map[3 * i + 2] = static_cast<BYTE>(i);
+    Bytes expected = Cat(Header(9, 8, 4, 8, 0, 1, 256, 24), map);
+    // A run of three; a raw pair stops where a run starts; a run of two; the last pixel alone.
+    expected = Cat(expected, {0x82, 1, 0x01, 2, 3, 0x81, 4, 0x00, 5});
+    // All different: the last pixel joins the raw packet.
+    expected = Cat(expected, {0x07, 6, 7, 8, 9, 10, 11, 12, 13});
+    // One raw pixel, then a run of seven.
+    expected = Cat(expected, {0x00, 1, 0x86, 2});
+    // Pairs are runs while three or more pixels are left; the last pair goes raw.
+    expected = Cat(expected, {0x81, 1, 0x81, 2, 0x81, 3, 0x01, 4, 4});
+    EXPECT_EQ(expected, Save(dib, 1, 1, 8));
+    GlobalFree(dib);
+
+    // Packets hold 128 pixels at most.
+    dib = MakeDib(130, 2, 8);
+    {
+        DibView v(dib);
+        memset(v.Top(1), 9, 130);
+        for (int x = 0; x < 130; x++) v.Top(0)[x] = static_cast<BYTE>(x);
+    }
+    Bytes file = Save(dib, 1, 1, 8);
+    Bytes run = {0xFF, 9, 0x01, 9, 9};
+    Bytes raw = {0x7F};
+    for (int x = 0; x < 128; x++) raw.push_back(static_cast<BYTE>(x));
+    raw = Cat(raw, {0x01, 128, 129});
+    EXPECT_EQ(Cat(Cat(Cat(Header(9, 130, 2, 8, 0, 1, 256, 24), Bytes(768, 0)), run), raw), file);
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, TrueColourBytesAtTwentyFourAndThirtyTwoBits)
+{
+    HGLOBAL dib = MakeDib(2, 1, 24);
+    memcpy(DibView(dib).Top(0), "\x10\x20\x30\x10\x20\x30", 6);
+    Bytes pixels = {0x10, 0x20, 0x30, 0x10, 0x20, 0x30};
+    EXPECT_EQ(Cat(Header(2, 2, 1, 24, 0, 0, 0, 24), pixels), Save(dib, 1, 0, 24));
+    EXPECT_EQ(Cat(Header(10, 2, 1, 24, 0, 0, 0, 24), {0x01, 0x10, 0x20, 0x30, 0x10, 0x20, 0x30}),
+              Save(dib, 1, 1, 24));
+    // Gray at 24 bits is type 3.
+    EXPECT_EQ(Cat(Header(3, 2, 1, 24, 0, 0, 0, 24), pixels), Save(dib, 0, 0, 24));
+    GlobalFree(dib);
+
+    dib = MakeDib(3, 1, 32);
+    memcpy(DibView(dib).Top(0), "\x01\x02\x03\x80\x01\x02\x03\x80\x01\x02\x03\x00", 12);
+    Bytes alpha = {1, 2, 3, 0x80, 1, 2, 3, 0x80, 1, 2, 3, 0};
+    EXPECT_EQ(Cat(Header(2, 3, 1, 32, 0, 0, 0, 24), alpha), Save(dib, 1, 0, 32));
+    // The alpha byte tells the pixels apart: a run of two, then one raw.
+    EXPECT_EQ(Cat(Header(10, 3, 1, 32, 0, 0, 0, 24), {0x81, 1, 2, 3, 0x80, 0x00, 1, 2, 3, 0}),
+              Save(dib, 1, 1, 32));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, SixteenBitDocumentsGoOutAsFiveFiveFiveWords)
+{
+    HGLOBAL dib = MakeDib(3, 1, 24);
+    // Blue, green, red: (255, 128, 8), then (248, 128, 8) twice; all three pack to 0x061F.
+    memcpy(DibView(dib).Top(0), "\xFF\x80\x08\xF8\x80\x08\xF8\x80\x08", 9);
+    EXPECT_EQ(Cat(Header(2, 3, 1, 16, 0, 0, 0, 24), {0x1F, 0x06, 0x1F, 0x06, 0x1F, 0x06}), Save(dib, 1, 0, 16));
+    // Packets compare the three source bytes, so the first pixel stays apart.
+    EXPECT_EQ(Cat(Header(10, 3, 1, 16, 0, 0, 0, 24), {0x00, 0x1F, 0x06, 0x01, 0x1F, 0x06, 0x1F, 0x06}),
+              Save(dib, 1, 1, 16));
+    GlobalFree(dib);
+
+    // A DIB of packed 16-bit pixels goes out word for word, the top bit cleared.
+    dib = MakeDib(2, 1, 16);
+    memcpy(DibView(dib).Top(0), "\xFF\xFF\x34\x12", 4);
+    EXPECT_EQ(Cat(Header(2, 2, 1, 16, 0, 0, 0, 24), {0xFF, 0x7F, 0x34, 0x12}), Save(dib, 1, 0, 16));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, DepthsWithoutATgaFormAndFailedWrites)
+{
+    int ok = 1;
+    HGLOBAL dib = MakeDib(4, 4, 1);
+    EXPECT_TRUE(Save(dib, 1, 0, 1, &ok).empty());
+    EXPECT_EQ(0, ok);
+    GlobalFree(dib);
+    dib = MakeDib(4, 4, 4);
+    EXPECT_TRUE(Save(dib, 1, 0, 4, &ok).empty());
+    EXPECT_EQ(0, ok);
+    GlobalFree(dib);
+    EXPECT_EQ((std::vector<std::string>{"Cannot save monochrome TGA files", "Cannot save 16-color TGA files"}),
+              BoxTexts());
+
+    HDL_ClearBoxes();
+    dib = MakeDib(300, 300, 24);
+    {
+        DibView v(dib);
+        for (size_t i = 0; i < v.stride * 300; i++) v.pixels[i] = static_cast<BYTE>(i * 7 + (i >> 9));
+    }
+    std::string nowhere = TempPath("no_such_dir") + "/x.tga";
+    EXPECT_EQ(0, TGA_Save(nowhere.c_str(), dib, 1, 0, 24));
+    EXPECT_EQ(std::vector<std::string>{"Cannot open output file, check disk space"}, BoxTexts());
+#ifndef _WIN32
+    for (WORD compressed : {0, 1}) {
+        HDL_ClearBoxes();
+        std::string path = Temp("full.tga");
+        struct rlimit old;
+        getrlimit(RLIMIT_FSIZE, &old);
+        void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
+        struct rlimit small = {100000, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        ok = TGA_Save(path.c_str(), dib, 1, compressed, 24);
+        setrlimit(RLIMIT_FSIZE, &old);
+        signal(SIGXFSZ, previous);
+        EXPECT_EQ(0, ok);
+        EXPECT_FALSE(FileExists(path));
+        EXPECT_EQ(std::vector<std::string>{"Cannot write file to disk, check disk space"}, BoxTexts());
+    }
+#endif
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, EveryDepthReadsBackAsWritten)
+{
+    for (int bits : {8, 24, 32}) {
+        for (WORD compressed : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << bits << " bits, compressed " << compressed);
+            const LONG w = 45, h = 7;
+            HGLOBAL dib = MakeDib(w, h, bits);
+            {
+                DibView v(dib);
+                for (DWORD i = 0; i < v.stride * h; i++) v.pixels[i] = static_cast<BYTE>((i % 11 < 6) ? 0x33 : i * 29);
+                if (bits == 8)
+                    for (int i = 0; i < 256; i++)
+                        SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i ^ 0x55), static_cast<BYTE>(7 * i));
+            }
+            HGLOBAL back = nullptr;
+            OwnedDib ownA{dib};
+            ASSERT_EQ(1, Load(Save(dib, 1, compressed, static_cast<WORD>(bits)), &back));
+            OwnedDib ownB{back};
+            DibView a(dib), b(back);
+            ASSERT_EQ(bits, b.h->biBitCount);
+            for (LONG y = 0; y < h; y++)
+                for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
+            if (bits == 8) {
+                EXPECT_EQ(0, memcmp(a.table, b.table, 256 * sizeof(RGBQUAD)));
+            }
+            EXPECT_EQ(compressed, INF_GetValue(INF_COMPRESSED));
+            EXPECT_EQ(bits, INF_GetValue(INF_BITSPERPIXEL));
+            EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+            EXPECT_EQ(1, INF_GetValue(INF_PLANES));
+            EXPECT_EQ(0, INF_GetValue(INF_VERSION));
+            EXPECT_STREQ("IBMPC", INF_Info.creator);
+        }
+    }
+    // A 16-bit document reads back with each channel cut to its top five bits.
+    HGLOBAL dib = MakeDib(5, 3, 24);
+    {
+        DibView v(dib);
+        for (DWORD i = 0; i < v.stride * 3; i++) v.pixels[i] = static_cast<BYTE>(i * 37 + 5);
+    }
+    HGLOBAL back = nullptr;
+    OwnedDib ownA{dib};
+    ASSERT_EQ(1, Load(Save(dib, 1, 1, 16), &back));
+    OwnedDib ownB{back};
+    DibView a(dib), b(back);
+    ASSERT_EQ(24, b.h->biBitCount);
+    EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
+    for (LONG y = 0; y < 3; y++)
+        for (LONG x = 0; x < 5; x++) ASSERT_EQ(a.At(x, y) & 0xF8F8F8, b.At(x, y));
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+// ---- the reader: header rules ---------------------------------------------------------------
+
+TEST_F(Tga, HeadersThatAreRefused)
+{
+    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+    Bytes cut = Header(2, 1, 1, 24);
+    cut.resize(10);
+    const struct {
+        Bytes file;
+        const char* message;
+    } cases[] = {
+        {Cat(Header(2, 1, 1, 64), Bytes(8, 0)), "64-bit Targa files not supported"},
+        {Cat(Header(1, 1, 1, 8, 0, 1, 257, 24), Bytes(800, 0)), "Too many entries in Targa colormap, not supported"},
+        {Cat(Header(2, 1, 1, 15, 0, 0, 0, 24), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
+        {Cat(Header(2, 0, 1, 24), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
+        {Cat(Header(2, 1, 1, 48), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
+        {cut, "Incomplete TGA file, cannot load"},
+    };
+    for (const auto& c : cases) {
+        HDL_ClearBoxes();
+        EXPECT_EQ(0, Load(c.file, &dib));
+        EXPECT_EQ(nullptr, dib);
+        EXPECT_EQ(std::vector<std::string>{c.message}, BoxTexts());
+    }
+    // A missing file is no report at all.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, TGA_Load(TempPath("never_written.tga").c_str(), &dib));
+    EXPECT_TRUE(HDL_Boxes().empty());
+
+    // An odd depth with no map entry size passes and stores nothing.
+    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 15), {0xFF, 0xFF, 0xFF, 0xFF}), &dib));
+    EXPECT_EQ(24, DibView(dib).h->biBitCount);
+    EXPECT_EQ(Bytes(6, 0), DibView(dib).TopRow(0, 6));
+    EXPECT_EQ(15, INF_GetValue(INF_BITSPERPIXEL));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, SixteenAndThirtyTwoBitPixels)
+{
+    HGLOBAL dib = nullptr;
+    // 0x7FFF, 0x8000 (the top bit is no channel), 0x0421, 0x7C1F.
+    ASSERT_EQ(1, Load(Cat(Header(2, 4, 1, 16), {0xFF, 0x7F, 0x00, 0x80, 0x21, 0x04, 0x1F, 0x7C}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(24, v.h->biBitCount);
+        EXPECT_EQ(Bytes({0xF8, 0xF8, 0xF8, 0, 0, 0, 8, 8, 8, 0xF8, 0, 0xF8}), v.TopRow(0, 12));
+        EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
+        EXPECT_EQ(0, INF_GetValue(INF_PALETTE));
+    }
+    GlobalFree(dib);
+
+    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 32, 8), {1, 2, 3, 4, 5, 6, 7, 0}), &dib));
+    EXPECT_EQ(32, DibView(dib).h->biBitCount);
+    EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 0}), DibView(dib).TopRow(0, 8));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, OnlyDescriptorsTwentyAndTwentyOneMeanTopFirst)
+{
+    Bytes rows = {1, 2, 3, 4};  // file rows 1 2 and 3 4
+    for (int descriptor : {0x00, 0x20, 0x21, 0x28, 0x08, 0x30, 0x10}) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(Cat(Header(3, 2, 2, 8, descriptor), rows), &dib));
+        OwnedDib own{dib};
+        DibView v(dib);
+        bool top = descriptor == 0x20 || descriptor == 0x21;
+        // Never mirrored, whatever the right-to-left bit says.
+        EXPECT_EQ(top ? Bytes({1, 2}) : Bytes({3, 4}), v.TopRow(0, 2)) << descriptor;
+        EXPECT_EQ(top ? Bytes({3, 4}) : Bytes({1, 2}), v.TopRow(1, 2)) << descriptor;
+    }
+}
+
+TEST_F(Tga, MapsOfEveryEntrySize)
+{
+    HGLOBAL dib = nullptr;
+    // A 3-byte ID field, then two 16-bit entries.
+    Bytes file = Cat(Header(1, 2, 1, 8, 0, 1, 2, 16, 0, 3), {'a', 'b', 'c', 0x1F, 0x00, 0xE0, 0x03, 1, 0});
+    ASSERT_EQ(1, Load(file, &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(8, v.h->biBitCount);
+        EXPECT_EQ(0xF8, v.table[0].rgbBlue);
+        EXPECT_EQ(0, v.table[0].rgbRed);
+        EXPECT_EQ(0xF8, v.table[1].rgbGreen);
+        EXPECT_EQ(Bytes({1, 0}), v.TopRow(0, 2));
+        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    }
+    GlobalFree(dib);
+
+    // 32-bit entries: the fourth byte is dropped.
+    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 2, 32), {1, 2, 3, 4, 5, 6, 7, 8, 1}), &dib));
+    EXPECT_EQ(5, DibView(dib).table[1].rgbBlue);
+    EXPECT_EQ(7, DibView(dib).table[1].rgbRed);
+    EXPECT_EQ(0, DibView(dib).table[1].rgbReserved);
+    GlobalFree(dib);
+
+    // A first entry of 2 moves the map up by two entries, and the last two fall off.
+    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 24, 2), {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0}), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(0, v.table[0].rgbRed);
+        EXPECT_EQ(0, v.table[1].rgbRed);
+        EXPECT_EQ(1, v.table[2].rgbRed);
+        EXPECT_EQ(2, v.table[3].rgbRed);
+        EXPECT_EQ(0, v.table[4].rgbRed);
+    }
+    GlobalFree(dib);
+
+    // A first entry far beyond the scratch: the map is passed over, nothing written.
+    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 32, 300), Cat(Bytes(16, 0xAA), {3})), &dib));
+    EXPECT_EQ(0, DibView(dib).table[0].rgbRed);
+    EXPECT_EQ(Bytes({3}), DibView(dib).TopRow(0, 1));
+    GlobalFree(dib);
+
+    // A gray type with a map is read as mapped; without one it gets the gray ramp.
+    ASSERT_EQ(1, Load(Cat(Header(3, 1, 1, 8, 0, 1, 1, 24), {9, 8, 7, 0}), &dib));
+    EXPECT_EQ(7, DibView(dib).table[0].rgbRed);
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    GlobalFree(dib);
+    ASSERT_EQ(1, Load(Cat(Header(11, 1, 1, 8), {0x00, 5}), &dib));
+    EXPECT_EQ(200, DibView(dib).table[200].rgbGreen);
+    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
+    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Tga, MappedFilesOfTrueColourPixels)
+{
+    HGLOBAL dib = nullptr;
+    // 300 entries at 16 bits: a 24-bit DIB that the 16-bit pixels fill.
+    Bytes file = Cat(Header(1, 2, 1, 16, 0, 1, 300, 24), Bytes(900, 0x11));
+    ASSERT_EQ(1, Load(Cat(file, {0x1F, 0x00, 0x00, 0x7C}), &dib));
+    EXPECT_EQ(24, DibView(dib).h->biBitCount);
+    EXPECT_EQ(Bytes({0xF8, 0, 0, 0, 0, 0xF8}), DibView(dib).TopRow(0, 6));
+    GlobalFree(dib);
+
+    // 300 entries at 32 bits: four bytes a pixel into a 24-bit row, as far as the row goes.
+    file = Cat(Header(1, 5, 1, 32, 0, 1, 300, 24), Bytes(900, 0x11));
+    Bytes pixels;
+    for (int i = 1; i <= 20; i++) pixels.push_back(static_cast<BYTE>(i));
+    ASSERT_EQ(1, Load(Cat(file, pixels), &dib));
+    EXPECT_EQ(Bytes(pixels.begin(), pixels.begin() + 16), DibView(dib).TopRow(0, 16));
+    GlobalFree(dib);
+
+    // Two entries at 24 bits: an 8-bit DIB whose row takes the first bytes.
+    file = Cat(Header(1, 2, 1, 24, 0, 1, 2, 24), Bytes(6, 0x22));
+    ASSERT_EQ(1, Load(Cat(file, {1, 2, 3, 4, 5, 6}), &dib));
+    EXPECT_EQ(8, DibView(dib).h->biBitCount);
+    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
+    GlobalFree(dib);
+}
+
+// ---- the reader: packets ---------------------------------------------------------------------
+
+TEST_F(Tga, PacketsRunAcrossRows)
+{
+    HGLOBAL dib = nullptr;
+    // 3 x 2 at 24 bits, top first: a run of 4 then a raw packet of 2.
+    Bytes data = {0x83, 1, 2, 3, 0x01, 4, 5, 6, 7, 8, 9};
+    ASSERT_EQ(1, Load(Cat(Header(10, 3, 2, 24, 0x20), data), &dib));
+    {
+        DibView v(dib);
+        EXPECT_EQ(Bytes({1, 2, 3, 1, 2, 3, 1, 2, 3}), v.TopRow(0, 9));
+        EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 8, 9}), v.TopRow(1, 9));
+    }
+    GlobalFree(dib);
+
+    // A raw packet of 4 that goes on in the next row, then a run of 2.
+    data = {0x03, 1, 2, 3, 4, 0x81, 5};
+    ASSERT_EQ(1, Load(Cat(Header(9, 3, 2, 8, 0x20, 1, 0, 24), data), &dib));
+    EXPECT_EQ(Bytes({1, 2, 3}), DibView(dib).TopRow(0, 3));
+    EXPECT_EQ(Bytes({4, 5, 5}), DibView(dib).TopRow(1, 3));
+    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(Tga, APacketBeyondTheLastRowAsks)
+{
+    HGLOBAL dib = nullptr;
+    // 2 x 2 gray: a run of 5 pixels for 4.
+    Bytes beyond = Cat(Header(11, 2, 2, 8), {0x84, 7});
+    HDL_QueueAnswer(IDYES);
+    ASSERT_EQ(1, Load(beyond, &dib));
+    ASSERT_EQ(1u, HDL_Boxes().size());
+    EXPECT_EQ(kPossibleErrors, HDL_Boxes()[0].text);
+    EXPECT_EQ("Warning", HDL_Boxes()[0].caption);
+    EXPECT_EQ(0x1024u, HDL_Boxes()[0].flags);
+    EXPECT_EQ(Bytes({7, 7}), DibView(dib).TopRow(1, 2));
+    GlobalFree(dib);
+
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(beyond, &dib));
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_EQ(std::vector<std::string>{kPossibleErrors}, BoxTexts());
+
+    HDL_ClearBoxes();
+    BAT_SetActive(1, 0);
+    HDL_QueueAnswer(IDNO);
+    HDL_QueueAnswer(IDYES);
+    EXPECT_EQ(0, Load(beyond, &dib));
+    EXPECT_EQ((std::vector<std::string>{kPossibleErrors, kCancelBatch}), BoxTexts());
+    EXPECT_EQ(1, MSG_GetAbort());
+    BAT_SetActive(0, 0);
+
+    // A raw packet that ends exactly with the last row asks nothing.
+    HDL_ClearBoxes();
+    ASSERT_EQ(1, Load(Cat(Header(11, 2, 2, 8), {0x03, 1, 2, 3, 4}), &dib));
+    EXPECT_TRUE(HDL_Boxes().empty());
+    EXPECT_EQ(Bytes({3, 4}), DibView(dib).TopRow(0, 2));
+    GlobalFree(dib);
+}
+
+TEST_F(Tga, TruncatedAndOversizedFilesAreIncomplete)
+{
+    HGLOBAL dib = nullptr;
+    const Bytes cases[] = {
+        Cat(Header(2, 4, 4, 24), Bytes(47, 1)),                  // raw, one byte short
+        Cat(Header(10, 4, 4, 24), {0x8F, 1, 2}),                 // less than one packet can hold
+        Cat(Header(10, 4, 4, 24), {0x80, 1, 2, 3, 0x00, 9}),     // a raw pixel cut short
+        Cat(Header(10, 4, 4, 24), Cat({0x0F}, Bytes(44, 1))),    // a raw packet cut short
+        Cat(Cat(Header(10, 200, 4, 8), {0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5}),
+            {0x00, 5, 0x00, 5}),                                 // the data ends between packets
+        Cat(Header(2, 0xFFFF, 0xFFFF, 32), Bytes(100, 0)),       // 16 GB claimed by 118 bytes
+        Cat(Header(10, 0xFFFF, 0xFFFF, 8), Bytes(1000, 0xFF)),   // beyond the best run ratio
+        Cat(Header(1, 8, 8, 8, 0, 1, 256, 24), Bytes(100, 0)),   // ends inside the map
+    };
+    for (const Bytes& file : cases) {
+        HDL_ClearBoxes();
+        EXPECT_EQ(0, Load(file, &dib));
+        EXPECT_EQ(nullptr, dib);
+        EXPECT_EQ(std::vector<std::string>{"Incomplete TGA file, cannot load"}, BoxTexts());
+    }
+}
+
+TEST_F(Tga, StopRequestEndsTheLoadSilently)
+{
+    HDL_RequestStop(true);
+    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+    EXPECT_EQ(0, Load(Cat(Header(3, 2, 2, 8), {1, 2, 3, 4}), &dib));
+    HDL_RequestStop(false);
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+// ---- files of other writers -------------------------------------------------------------------
+
+TEST_F(Tga, FilesOfOtherWritersMatchTheirDecodes)
+{
+    // Written by Pillow and ImageMagick; the expected decodes are theirs.
+    Bytes list = ReadWholeFile(DataPath("tga/expected.tsv"));
+    std::istringstream lines(std::string(list.begin(), list.end()));
+    std::string line;
+    int seen = 0;
+    while (std::getline(lines, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream cells(line);
+        std::string name, digest, mode;
+        std::getline(cells, name, '\t');
+        std::getline(cells, digest, '\t');
+        std::getline(cells, mode, '\t');
+        SCOPED_TRACE(name);
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, TGA_Load(DataPath("tga/" + name).c_str(), &dib));
+        EXPECT_EQ(digest, Sha256(ReferenceSamples(dib, mode == "RGBA")));
+        GlobalFree(dib);
+        seen++;
+    }
+    EXPECT_EQ(10, seen);
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+// ---- replayed fuzzer finds ------------------------------------------------------------------
+
+TEST_F(Tga, KeptCrashersLoadOrFailCleanly)
+{
+    // Every input that once broke the reader: loaded without a word, or
+    // refused with at most one box (a question answered No, or a message).
+    int seen = 0;
+    for (const std::string& path : FilesIn(DataPath("crashers/tga"))) {
+        if (path.size() >= 3 && path.compare(path.size() - 3, 3, ".md") == 0) continue;
+        HDL_ClearBoxes();
+        HGLOBAL dib = nullptr;
+        int ok = TGA_Load(path.c_str(), &dib);
+        EXPECT_EQ(ok != 0, dib != nullptr) << path;
+        EXPECT_LE(HDL_Boxes().size(), ok ? 0u : 1u) << path;
+        if (dib) GlobalFree(dib);
+        seen++;
+    }
+    RecordProperty("replayed", seen);
+}
+
+// ---- the corpus -------------------------------------------------------------------------------
+
+// The decode turned half round: rows from the bottom, pixels from the right.
+Bytes Rotated(const Bytes& samples, LONG width, LONG height, int channels)
+{
+    Bytes out(samples.size());
+    for (LONG y = 0; y < height; y++)
+        for (LONG x = 0; x < width; x++)
+            for (int c = 0; c < channels; c++)
+                out[(static_cast<size_t>(y) * width + x) * channels + c] =
+                    samples[(static_cast<size_t>(height - 1 - y) * width + (width - 1 - x)) * channels + c];
+    return out;
+}
+
+TEST_F(Tga, CorpusFilesMatchTheirReferenceOrAreRefusedAsTheRulesSay)
+{
+    // How each file compares with its reference decode, by the reader's rules:
+    // p_16: map entries of 5 bits a channel are shifted up 3 bits; the reference
+    //   also repeats the top bits below them (31 gives 255, not 248).
+    // rgb32rle_top_right: its descriptor 0x30 is neither 0x20 nor 0x21, so rows
+    //   fill from the bottom and nothing is mirrored: the picture turned half round.
+    // cross_scan_line_truncated and p_8 end before their pixels do.
+    const struct {
+        const char* file;
+        const char* outcome;
+    } expectations[] = {
+        {"files/tga/200x32_l_bl_raw.tga", "reference"},
+        {"files/tga/200x32_l_tl_rle.tga", "reference"},
+        {"files/tga/200x32_p_bl_raw.tga", "reference"},
+        {"files/tga/200x32_p_tl_rle.tga", "reference"},
+        {"files/tga/200x32_rgb_tl_rle.tga", "reference"},
+        {"files/tga/200x32_rgba_bl_rle.tga", "reference"},
+        {"files/tga/p_16.tga", "top bits repeated"},
+        {"files/tga/rgb32rle_top_right.tga", "turned half round"},
+        {"files/tga/cross_scan_line_truncated.tga", "Incomplete TGA file, cannot load"},
+        {"files/tga/p_8.tga", "Incomplete TGA file, cannot load"},
+    };
+    std::vector<ManifestRow> rows = Manifest("tga");
+    ASSERT_EQ(10u, rows.size());
+    for (const ManifestRow& row : rows) {
+        SCOPED_TRACE(row.path);
+        std::string outcome;
+        for (const auto& e : expectations)
+            if (row.path == e.file) outcome = e.outcome;
+        ASSERT_FALSE(outcome.empty());
+        HDL_ClearBoxes();
+        HGLOBAL dib = nullptr;
+        int ok = TGA_Load(CorpusPath(row.path).c_str(), &dib);
+        if (outcome.find("TGA") != std::string::npos) {
+            EXPECT_EQ(0, ok);
+            EXPECT_EQ(std::vector<std::string>{outcome}, BoxTexts());
+            continue;
+        }
+        ASSERT_EQ(1, ok);
+        EXPECT_TRUE(HDL_Boxes().empty());
+        bool alpha = row.mode == "RGBA";
+        Bytes samples = ReferenceSamples(dib, alpha);
+        if (outcome == "reference") {
+            EXPECT_EQ(row.reference, Sha256(samples));
+        } else if (outcome == "top bits repeated") {
+            EXPECT_NE(row.reference, Sha256(samples));
+            for (BYTE& v : samples) {
+                EXPECT_EQ(0, v & 7);
+                v = static_cast<BYTE>(v | v >> 5);
+            }
+            EXPECT_EQ(row.reference, Sha256(samples));
+        } else {
+            DibView v(dib);
+            EXPECT_NE(row.reference, Sha256(samples));
+            EXPECT_EQ(row.reference, Sha256(Rotated(samples, v.h->biWidth, v.h->biHeight, alpha ? 4 : 3)));
+        }
+        GlobalFree(dib);
+    }
+}
+
+}  // namespace
