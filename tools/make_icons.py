@@ -88,31 +88,29 @@ def paint_frame_icon(x, y):
 
 
 def paint_image_icon(x, y):
-    """The image windows' icon: a white sheet with a folded corner holding a
-    landscape of sky, sun and hill."""
-    out = (0.0, 0.0, 0.0, 0.0)
-    left, top, right, bottom, fold = 0.12, 0.04, 0.88, 0.96, 0.22
-    in_sheet = left <= x <= right and top <= y <= bottom and not (x - (right - fold)) > (y - top)
-    if in_sheet:
-        edge = 0.045
-        inner = (left + edge <= x <= right - edge and top + edge <= y <= bottom - edge
-                 and (x - (right - fold)) <= (y - top) - edge * 1.4)
-        out = (0.98, 0.98, 0.98, 1.0) if inner else (0.25, 0.25, 0.30, 1.0)
-    # The folded corner itself.
-    if right - fold <= x <= right and top <= y <= top + fold and (x - (right - fold)) > (y - top):
-        pass
-    elif right - fold <= x <= right and top <= y <= top + fold and (x - (right - fold)) <= (y - top):
-        if x <= right and y <= top + fold:
-            out = (0.80, 0.82, 0.86, 1.0) if (x - (right - fold)) < (y - top) - 0.04 else out
-    # The picture.
-    px0, py0, px1, py1 = 0.22, 0.36, 0.78, 0.86
+    """The image windows' icon: a white sheet with a folded top-right corner,
+    holding a small landscape of sky, sun and hill."""
+    left, top, right, bottom, fold, edge = 0.12, 0.04, 0.88, 0.96, 0.24, 0.05
+    outline = (0.25, 0.25, 0.30, 1.0)
+    # d > 0 above the diagonal that cuts the corner off the sheet.
+    d = (x - (right - fold)) - (y - top)
+    if not (left <= x <= right and top <= y <= bottom) or d > 0:
+        return (0.0, 0.0, 0.0, 0.0)
+    if x < left + edge or x > right - edge or y < top + edge or y > bottom - edge or d > -edge * 1.41:
+        return outline
+    # The folded flap: the triangle under the cut.
+    if x >= right - fold - edge and y <= top + fold + edge:
+        if x < right - fold or y > top + fold:
+            return outline
+        return (0.80, 0.82, 0.86, 1.0)
+    px0, py0, px1, py1 = 0.24, 0.40, 0.76, 0.86
     if px0 <= x <= px1 and py0 <= y <= py1:
-        out = (0.45, 0.70, 0.95, 1.0)
-        if (x - 0.64) ** 2 + (y - 0.50) ** 2 <= 0.075 ** 2:
-            out = (1.0, 0.85, 0.20, 1.0)
-        if y >= 0.70 + 0.12 * ((x - 0.40) / 0.3) ** 2 * -1 + 0.0 and (x - 0.40) ** 2 / 0.12 + (y - 0.95) ** 2 / 0.09 <= 1.0:
-            out = (0.25, 0.62, 0.28, 1.0)
-    return out
+        if (x - 0.40) ** 2 / 0.38 ** 2 + (y - 0.98) ** 2 / 0.30 ** 2 <= 1.0:
+            return (0.25, 0.62, 0.28, 1.0)
+        if (x - 0.62) ** 2 + (y - 0.53) ** 2 <= 0.08 ** 2:
+            return (1.0, 0.82, 0.15, 1.0)
+        return (0.45, 0.70, 0.95, 1.0)
+    return (0.98, 0.98, 0.98, 1.0)
 
 
 def icon_image(rows):

@@ -1,0 +1,674 @@
+// Outside driver of KORVANTA.EXE for the GUI scenarios.
+#include "driver.h"
+
+#include "probe/probe_protocol.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace kvgui {
+
+namespace {
+
+// How often waiting loops look again.
+constexpr DWORD kPollMs = 50;
+
+// Runs pred every kPollMs until it is true or timeoutMs has passed.
+template <typename Pred>
+bool PollUntil(DWORD timeoutMs, Pred pred)
+{
+    const ULONGLONG end = GetTickCount64() + timeoutMs;
+    for (;;) {
+        if (pred())
+            return true;
+        if (GetTickCount64() >= end)
+            return false;
+        Sleep(kPollMs);
+    }
+}
+
+struct EnumState {
+    DWORD pid;
+    const char* className;
+    HWND owner;
+    bool anyOwner;
+    std::vector<HWND> found;
+};
+
+BOOL CALLBACK CollectTopLevel(HWND window, LPARAM param)
+{
+    auto* state = reinterpret_cast<EnumState*>(param);
+    if (!IsWindowVisible(window))
+        return TRUE;
+    DWORD pid = 0;
+    GetWindowThreadProcessId(window, &pid);
+    if (state->pid && pid != state->pid)
+        return TRUE;
+    if (!state->anyOwner && GetWindow(window, GW_OWNER) != state->owner)
+        return TRUE;
+    if (state->className && _stricmp(ClassName(window).c_str(), state->className) != 0)
+        return TRUE;
+    state->found.push_back(window);
+    return TRUE;
+}
+
+// Under Wine without a window manager, destroying a managed window waits two
+// seconds for the manager to withdraw it, and nobody draws its caption. So
+// while the scenarios run, KORVANTA.EXE's windows are unmanaged: Wine draws
+// the caption itself and windows go at once. The setting is taken away again
+// at the end, so that the program behaves as usual on a desktop with the same
+// Wine prefix. Outside Wine nothing is done.
+constexpr char kX11Key[] = "Software\\Wine\\AppDefaults\\KORVANTA.EXE\\X11 Driver";
+
+struct UnmanagedWindows {
+    bool set = false;
+    ~UnmanagedWindows()
+    {
+        HKEY key = nullptr;
+        if (set && RegOpenKeyExA(HKEY_CURRENT_USER, kX11Key, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
+            RegDeleteValueA(key, "Managed");
+            RegCloseKey(key);
+        }
+    }
+};
+
+void UseUnmanagedWindowsUnderWine()
+{
+    static UnmanagedWindows guard;
+    static bool done = false;
+    if (done)
+        return;
+    done = true;
+    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    if (!ntdll || !GetProcAddress(ntdll, "wine_get_version"))
+        return;
+    HKEY key = nullptr;
+    if (RegCreateKeyExA(HKEY_CURRENT_USER, kX11Key, 0, nullptr, 0, KEY_QUERY_VALUE | KEY_SET_VALUE,
+                        nullptr, &key, nullptr) != ERROR_SUCCESS)
+        return;
+    // A value someone put there on purpose stays as it is.
+    if (RegQueryValueExA(key, "Managed", nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        guard.set = RegSetValueExA(key, "Managed", 0, REG_SZ, reinterpret_cast<const BYTE*>("N"), 2) ==
+                    ERROR_SUCCESS;
+    }
+    RegCloseKey(key);
+}
+
+}  // namespace
+
+std::string WindowsPath(const std::string& path)
+{
+    if (path.empty() || path[0] != '/')
+        return path;
+    std::string out = "Z:" + path;
+    std::replace(out.begin(), out.end(), '/', '\\');
+    return out;
+}
+
+std::string KorvantaPath()
+{
+    if (const char* env = std::getenv("KV_KORVANTA_EXE"); env && *env)
+        return WindowsPath(env);
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
+    // <build>\tests\kv_gui_tests.exe -> <build>\KORVANTA.EXE
+    for (int i = 0; i < 2; ++i) {
+        size_t cut = path.find_last_of("\\/");
+        path = cut == std::string::npos ? std::string() : path.substr(0, cut);
+    }
+    return path + "\\KORVANTA.EXE";
+}
+
+// ---- Program -------------------------------------------------------------------
+
+Program::~Program()
+{
+    Kill();
+}
+
+bool Program::Start(const std::string& args, const std::string& workDir)
+{
+    Kill();
+    UseUnmanagedWindowsUnderWine();
+    std::string commandLine = "\"" + KorvantaPath() + "\"";
+    if (!args.empty())
+        commandLine += " " + args;
+    std::vector<char> buffer(commandLine.begin(), commandLine.end());
+    buffer.push_back('\0');
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    if (!CreateProcessA(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        workDir.empty() ? nullptr : workDir.c_str(), &startup, &info_)) {
+        std::fprintf(stderr, "cannot start %s: error %lu\n", commandLine.c_str(), GetLastError());
+        info_ = {};
+        return false;
+    }
+    return true;
+}
+
+HWND Program::WaitForFrame(DWORD timeoutMs)
+{
+    if (!info_.hProcess)
+        return nullptr;
+    frame_ = nullptr;
+    PollUntil(timeoutMs, [&] {
+        if (!IsRunning())
+            return true;
+        for (HWND window : TopLevelWindows(info_.dwProcessId, kFrameClass)) {
+            if (WindowText(window) == kFrameTitle) {
+                frame_ = window;
+                return true;
+            }
+        }
+        return false;
+    });
+    return frame_;
+}
+
+bool Program::WaitForExit(DWORD timeoutMs, DWORD* exitCode)
+{
+    if (!info_.hProcess)
+        return false;
+    if (WaitForSingleObject(info_.hProcess, timeoutMs) != WAIT_OBJECT_0)
+        return false;
+    DWORD code = 0;
+    GetExitCodeProcess(info_.hProcess, &code);
+    if (exitCode)
+        *exitCode = code;
+    return true;
+}
+
+bool Program::IsRunning() const
+{
+    return info_.hProcess && WaitForSingleObject(info_.hProcess, 0) == WAIT_TIMEOUT;
+}
+
+void Program::Kill()
+{
+    DetachProbe();
+    if (!info_.hProcess)
+        return;
+    if (IsRunning()) {
+        TerminateProcess(info_.hProcess, 0xDEAD);
+        WaitForSingleObject(info_.hProcess, 10000);
+    }
+    CloseHandle(info_.hThread);
+    CloseHandle(info_.hProcess);
+    info_ = {};
+    frame_ = nullptr;
+}
+
+// ---- windows -------------------------------------------------------------------
+
+std::string ClassName(HWND window)
+{
+    char name[256] = {};
+    int n = GetClassNameA(window, name, sizeof name);
+    return std::string(name, n > 0 ? n : 0);
+}
+
+std::string WindowText(HWND window)
+{
+    DWORD_PTR length = 0;
+    if (!SendMessageTimeoutA(window, WM_GETTEXTLENGTH, 0, 0, SMTO_ABORTIFHUNG, 5000, &length))
+        return {};
+    std::vector<char> text(length + 1, '\0');
+    DWORD_PTR copied = 0;
+    if (!SendMessageTimeoutA(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()),
+                             SMTO_ABORTIFHUNG, 5000, &copied))
+        return {};
+    return std::string(text.data(), std::min<size_t>(copied, length));
+}
+
+std::vector<HWND> TopLevelWindows(DWORD pid, const char* className)
+{
+    EnumState state{pid, className, nullptr, true, {}};
+    EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
+    return state.found;
+}
+
+HWND WaitForOwnedWindow(HWND owner, const char* className, DWORD timeoutMs)
+{
+    HWND found = nullptr;
+    PollUntil(timeoutMs, [&] {
+        EnumState state{0, className, owner, false, {}};
+        EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
+        if (!state.found.empty())
+            found = state.found.front();
+        return found != nullptr;
+    });
+    return found;
+}
+
+bool WaitForWindowGone(HWND window, DWORD timeoutMs)
+{
+    return PollUntil(timeoutMs, [&] { return !IsWindow(window); });
+}
+
+std::string ControlText(HWND dialog, int id)
+{
+    HWND control = GetDlgItem(dialog, id);
+    return control ? WindowText(control) : std::string();
+}
+
+std::string MessageBoxText(HWND box)
+{
+    return ControlText(box, 0xFFFF);
+}
+
+bool ClickScreen(int x, int y)
+{
+    if (!SetCursorPos(x, y))
+        return false;
+    INPUT inputs[2]{};
+    inputs[0].type = INPUT_MOUSE;
+    inputs[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+    inputs[1].type = INPUT_MOUSE;
+    inputs[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
+    if (SendInput(1, &inputs[0], sizeof(INPUT)) != 1)
+        return false;
+    // Held long enough for a program that polls the button to see it down.
+    Sleep(200);
+    return SendInput(1, &inputs[1], sizeof(INPUT)) == 1;
+}
+
+bool PressButton(HWND dialog, int id)
+{
+    HWND button = GetDlgItem(dialog, id);
+    if (!button)
+        return false;
+    return PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED),
+                        reinterpret_cast<LPARAM>(button)) != 0;
+}
+
+// ---- the probe inside the program ------------------------------------------------
+
+namespace {
+
+// The reply window: receives the probe's WM_COPYDATA answers.
+std::string g_answer;
+bool g_answered = false;
+
+LRESULT CALLBACK ReplyProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_COPYDATA) {
+        const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+        g_answer.assign(static_cast<const char*>(data->lpData), data->cbData);
+        g_answered = true;
+        return TRUE;
+    }
+    return DefWindowProcA(window, message, wParam, lParam);
+}
+
+HWND ReplyWindow()
+{
+    static HWND reply = [] {
+        WNDCLASSA wc{};
+        wc.lpfnWndProc = ReplyProc;
+        wc.hInstance = GetModuleHandleA(nullptr);
+        wc.lpszClassName = "KvGuiProbeReply";
+        RegisterClassA(&wc);
+        return CreateWindowExA(0, wc.lpszClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                               wc.hInstance, nullptr);
+    }();
+    return reply;
+}
+
+HOOKPROC ProbeHookProc(HMODULE* module)
+{
+    static HMODULE probe = LoadLibraryA(ProbePath().c_str());
+    *module = probe;
+    if (!probe)
+        return nullptr;
+    // The 32-bit name carries its stdcall decoration.
+    FARPROC proc = GetProcAddress(probe, kvprobe::kHookProcName);
+    if (!proc)
+        proc = GetProcAddress(probe, "KvProbeHook@12");
+    return reinterpret_cast<HOOKPROC>(reinterpret_cast<void*>(proc));
+}
+
+// Splits "a\x1Fb\x1Fc" into its fields.
+std::vector<std::string> Fields(const std::string& line)
+{
+    std::vector<std::string> fields;
+    size_t start = 0;
+    for (;;) {
+        size_t end = line.find(kvprobe::kFieldSeparator, start);
+        fields.push_back(line.substr(start, end - start));
+        if (end == std::string::npos)
+            return fields;
+        start = end + 1;
+    }
+}
+
+}  // namespace
+
+std::string ProbePath()
+{
+    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
+        return WindowsPath(env);
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
+    size_t cut = path.find_last_of("\\/");
+    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
+}
+
+bool Program::Probe(HWND window, unsigned query, std::string* answer)
+{
+    const DWORD thread = GetWindowThreadProcessId(window, nullptr);
+    if (!thread)
+        return false;
+    if (!hook_ || hookedThread_ != thread) {
+        DetachProbe();
+        HMODULE module = nullptr;
+        HOOKPROC proc = ProbeHookProc(&module);
+        if (!proc) {
+            std::fprintf(stderr, "cannot load the probe %s\n", ProbePath().c_str());
+            return false;
+        }
+        hook_ = SetWindowsHookExA(WH_CALLWNDPROC, proc, module, thread);
+        if (!hook_)
+            return false;
+        hookedThread_ = thread;
+    }
+    static const UINT message = RegisterWindowMessageA(kvprobe::kProbeMessage);
+    g_answered = false;
+    g_answer.clear();
+    DWORD_PTR result = 0;
+    // While the send waits, the answer sent back to the reply window is served.
+    SendMessageTimeoutA(window, message, query, reinterpret_cast<LPARAM>(ReplyWindow()), SMTO_NORMAL,
+                        10000, &result);
+    if (!g_answered)
+        return false;
+    *answer = g_answer;
+    return true;
+}
+
+void Program::DetachProbe()
+{
+    if (hook_)
+        UnhookWindowsHookEx(hook_);
+    hook_ = nullptr;
+    hookedThread_ = 0;
+}
+
+bool Program::ReadMenuBar(HWND window, std::vector<MenuEntry>* bar, bool opened)
+{
+    std::string answer;
+    if (!Probe(window, opened ? kvprobe::kMenuTreeOpened : kvprobe::kMenuTree, &answer))
+        return false;
+    bar->clear();
+    // Each line: depth, id, type, state, popup flag, text. An entry of depth d
+    // belongs to the last popup of depth d - 1.
+    size_t start = 0;
+    while (start < answer.size()) {
+        size_t end = answer.find('\n', start);
+        if (end == std::string::npos)
+            end = answer.size();
+        std::vector<std::string> f = Fields(answer.substr(start, end - start));
+        start = end + 1;
+        if (f.size() != 6)
+            return false;
+        MenuEntry entry;
+        const int depth = std::atoi(f[0].c_str());
+        entry.id = static_cast<UINT>(std::strtoul(f[1].c_str(), nullptr, 10));
+        entry.type = static_cast<UINT>(std::strtoul(f[2].c_str(), nullptr, 10));
+        entry.state = static_cast<UINT>(std::strtoul(f[3].c_str(), nullptr, 10));
+        entry.popup = f[4] == "1";
+        entry.text = f[5];
+        std::vector<MenuEntry>* level = bar;
+        for (int d = 0; d < depth; ++d) {
+            if (level->empty() || !level->back().popup)
+                return false;
+            level = &level->back().items;
+        }
+        level->push_back(entry);
+    }
+    return true;
+}
+
+std::map<std::string, std::string> Program::ClassInfo(HWND window)
+{
+    std::map<std::string, std::string> info;
+    std::string answer;
+    if (!Probe(window, kvprobe::kClassInfo, &answer))
+        return info;
+    size_t start = 0;
+    while (start < answer.size()) {
+        size_t end = answer.find('\n', start);
+        if (end == std::string::npos)
+            end = answer.size();
+        std::string line = answer.substr(start, end - start);
+        start = end + 1;
+        size_t eq = line.find('=');
+        if (eq != std::string::npos)
+            info[line.substr(0, eq)] = line.substr(eq + 1);
+    }
+    return info;
+}
+
+bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* result)
+{
+    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        kvprobe::kServiceMappingSize, kvprobe::kServiceMapping);
+    if (!mapping)
+        return false;
+    auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    if (!view || sizeof(kvprobe::ServiceCall) + call->dib.size() > kvprobe::kServiceMappingSize ||
+        call->text.size() >= sizeof(kvprobe::ServiceCall::text)) {
+        if (view)
+            UnmapViewOfFile(view);
+        CloseHandle(mapping);
+        return false;
+    }
+    auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
+    std::memset(wire, 0, sizeof *wire);
+    wire->item = static_cast<unsigned>(item);
+    wire->hasText = call->hasText;
+    wire->dibBytes = static_cast<unsigned>(call->dib.size());
+    wire->window = call->window;
+    wire->hDIB = call->hDIB;
+    wire->object = call->object;
+    wire->value = call->value;
+    wire->attribute = call->attribute;
+    wire->flag = call->flag;
+    wire->option = call->option;
+    wire->value2 = call->value2;
+    wire->value3 = call->value3;
+    wire->value4 = call->value4;
+    wire->row = call->row;
+    wire->formatId = call->formatId;
+    std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
+    if (!call->dib.empty())
+        std::memcpy(view + sizeof *wire, call->dib.data(), call->dib.size());
+    std::string answer;
+    const bool ran = Probe(frame, kvprobe::kService, &answer) && answer == "ok";
+    if (ran) {
+        *result = wire->result;
+        call->window = wire->window;
+        call->hDIB = wire->hDIB;
+        call->object = wire->object;
+        call->value = wire->value;
+        call->attribute = wire->attribute;
+        call->flag = wire->flag;
+        call->option = wire->option;
+        call->value2 = wire->value2;
+        call->value3 = wire->value3;
+        call->value4 = wire->value4;
+        call->row = wire->row;
+        call->formatId = wire->formatId;
+    }
+    UnmapViewOfFile(view);
+    CloseHandle(mapping);
+    return ran;
+}
+
+bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
+{
+    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        kvprobe::kDropMappingSize, kvprobe::kDropMapping);
+    if (!mapping)
+        return false;
+    auto* view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    size_t used = 0;
+    bool fits = view != nullptr;
+    for (const std::string& name : names) {
+        if (!fits || used + name.size() + 2 > kvprobe::kDropMappingSize) {
+            fits = false;
+            break;
+        }
+        std::memcpy(view + used, name.c_str(), name.size() + 1);
+        used += name.size() + 1;
+    }
+    if (fits)
+        view[used] = '\0';
+    std::string answer;
+    const bool dropped = fits && Probe(window, kvprobe::kDropFiles, &answer) && answer == "ok";
+    if (view)
+        UnmapViewOfFile(view);
+    CloseHandle(mapping);
+    return dropped;
+}
+
+// ---- resources -----------------------------------------------------------------
+
+ResourceFile::ResourceFile(const std::string& path)
+    : module_(LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE))
+{
+}
+
+ResourceFile::~ResourceFile()
+{
+    if (module_)
+        FreeLibrary(module_);
+}
+
+std::vector<ACCEL> ResourceFile::Accelerators(int id) const
+{
+    std::vector<ACCEL> entries;
+    if (!module_)
+        return entries;
+    HACCEL table = LoadAcceleratorsA(module_, MAKEINTRESOURCEA(id));
+    if (!table)
+        return entries;
+    int count = CopyAcceleratorTableA(table, nullptr, 0);
+    entries.resize(static_cast<size_t>(std::max(count, 0)));
+    if (count > 0)
+        CopyAcceleratorTableA(table, entries.data(), count);
+    DestroyAcceleratorTable(table);
+    return entries;
+}
+
+bool ResourceFile::Has(LPCSTR type, LPCSTR name) const
+{
+    return module_ && FindResourceA(module_, name, type) != nullptr;
+}
+
+// ---- pixels --------------------------------------------------------------------
+
+std::uint32_t Rgb(COLORREF colour)
+{
+    return (GetRValue(colour) << 16) | (GetGValue(colour) << 8) | GetBValue(colour);
+}
+
+int Image::Count(const RECT& rect, std::uint32_t rgb) const
+{
+    int n = 0;
+    for (int y = std::max<int>(rect.top, 0); y < std::min<int>(rect.bottom, height); ++y)
+        for (int x = std::max<int>(rect.left, 0); x < std::min<int>(rect.right, width); ++x)
+            n += At(x, y) == rgb;
+    return n;
+}
+
+bool Image::WriteBmp(const std::string& path) const
+{
+    if (width <= 0 || height <= 0)
+        return false;
+    const DWORD stride = (static_cast<DWORD>(width) * 3 + 3) & ~3u;
+    BITMAPFILEHEADER file{};
+    BITMAPINFOHEADER info{};
+    info.biSize = sizeof info;
+    info.biWidth = width;
+    info.biHeight = height;
+    info.biPlanes = 1;
+    info.biBitCount = 24;
+    info.biSizeImage = stride * height;
+    file.bfType = 0x4D42;
+    file.bfOffBits = sizeof file + sizeof info;
+    file.bfSize = file.bfOffBits + info.biSizeImage;
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f)
+        return false;
+    bool ok = std::fwrite(&file, sizeof file, 1, f) == 1 && std::fwrite(&info, sizeof info, 1, f) == 1;
+    std::vector<unsigned char> row(stride, 0);
+    for (int y = height - 1; ok && y >= 0; --y) {
+        for (int x = 0; x < width; ++x) {
+            std::uint32_t p = At(x, y);
+            row[x * 3 + 0] = static_cast<unsigned char>(p);
+            row[x * 3 + 1] = static_cast<unsigned char>(p >> 8);
+            row[x * 3 + 2] = static_cast<unsigned char>(p >> 16);
+        }
+        ok = std::fwrite(row.data(), 1, row.size(), f) == row.size();
+    }
+    return std::fclose(f) == 0 && ok;
+}
+
+bool CaptureScreenRect(const RECT& rect, Image* image)
+{
+    const int width = rect.right - rect.left;
+    const int height = rect.bottom - rect.top;
+    if (width <= 0 || height <= 0)
+        return false;
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;  // top-down
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    HDC screen = GetDC(nullptr);
+    if (!screen)
+        return false;
+    HDC memory = CreateCompatibleDC(screen);
+    void* bits = nullptr;
+    HBITMAP section = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    bool ok = memory && section && bits;
+    if (ok) {
+        HGDIOBJ old = SelectObject(memory, section);
+        ok = BitBlt(memory, 0, 0, width, height, screen, rect.left, rect.top, SRCCOPY) != 0;
+        GdiFlush();
+        SelectObject(memory, old);
+    }
+    if (ok) {
+        image->width = width;
+        image->height = height;
+        const auto* source = static_cast<const std::uint32_t*>(bits);
+        image->pixels.assign(source, source + static_cast<size_t>(width) * height);
+        for (auto& p : image->pixels)
+            p &= 0x00FFFFFF;
+    }
+    if (section)
+        DeleteObject(section);
+    if (memory)
+        DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+    return ok;
+}
+
+bool CaptureScreen(Image* image)
+{
+    RECT rect{0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+    return CaptureScreenRect(rect, image);
+}
+
+bool CaptureWindow(HWND window, Image* image)
+{
+    RECT rect;
+    return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
+}
+
+}  // namespace kvgui

@@ -1,0 +1,109 @@
+#!/usr/bin/env bash
+# screenshot-run.sh EXE [ARGS...]
+#
+# Runs the Windows program EXE under Wine on a private Xvfb display (for
+# machines without a display), waits for its frame window, saves a picture
+# of the whole screen as korvanta-screenshot.png in the current directory,
+# prints that path, then ends the program and the display.
+#
+# ARGS that name existing files are passed as Windows paths (Z:\...); others,
+# such as /NOLOGO, are passed as they are.
+#
+# Environment:
+#   KV_WINEPREFIX    Wine prefix to use (default: wineprefix beside EXE, as the build keeps it)
+#   KV_SHOT_DELAY    seconds to wait after the frame appeared (default 2)
+#   KV_SHOT_TIMEOUT  seconds to wait for the frame (default 60)
+#   KV_SHOT_OUTPUT   output file (default ./korvanta-screenshot.png)
+set -eu
+
+if [ $# -lt 1 ]; then
+  echo "usage: $0 EXE [ARGS...]" >&2
+  exit 2
+fi
+
+here=$(cd "$(dirname "$0")" && pwd)
+exe=$(realpath "$1")
+shift
+[ -f "$exe" ] || { echo "$0: no such program: $exe" >&2; exit 2; }
+prefix=$(realpath -m "${KV_WINEPREFIX:-$(dirname "$exe")/wineprefix}")
+delay=${KV_SHOT_DELAY:-2}
+timeout=${KV_SHOT_TIMEOUT:-60}
+output=$(realpath -m "${KV_SHOT_OUTPUT:-korvanta-screenshot.png}")
+title=Korvanta
+
+for tool in Xvfb xwd xwininfo convert; do
+  command -v "$tool" >/dev/null || { echo "$0: $tool is missing" >&2; exit 2; }
+done
+
+work=$(mktemp -d)
+xvfb_pid=
+program_pid=
+x11_key=
+cleanup() {
+  if [ -n "$program_pid" ]; then
+    WINEPREFIX=$prefix wineserver -k >/dev/null 2>&1 || true
+    wait "$program_pid" 2>/dev/null || true
+  fi
+  if [ -n "$x11_key" ]; then
+    "$here/wine-run" "$prefix" reg delete "$x11_key" /v Managed /f >/dev/null 2>&1 || true
+  fi
+  if [ -n "$xvfb_pid" ]; then
+    kill "$xvfb_pid" 2>/dev/null || true
+    wait "$xvfb_pid" 2>/dev/null || true
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+# Xvfb picks a free display number itself and reports it on the given descriptor.
+Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
+xvfb_pid=$!
+for _ in $(seq 100); do
+  [ -s "$work/display" ] && break
+  kill -0 "$xvfb_pid" 2>/dev/null || { cat "$work/xvfb.log" >&2; echo "$0: Xvfb did not start" >&2; exit 1; }
+  sleep 0.1
+done
+[ -s "$work/display" ] || { echo "$0: Xvfb gave no display number" >&2; exit 1; }
+export DISPLAY=":$(tr -dc 0-9 <"$work/display")"
+
+# Files given by their Unix names become Z:\ paths; switches stay as they are.
+args=()
+for arg in "$@"; do
+  if [ -e "$arg" ]; then
+    full=$(realpath "$arg")
+    args+=("Z:${full//\//\\}")
+  else
+    args+=("$arg")
+  fi
+done
+
+# Without a window manager Wine should draw the frame's caption itself, and
+# then closing doesn't wait for a manager. The setting, for this program file
+# only, is taken away again at the end unless it was there before.
+key="HKCU\\Software\\Wine\\AppDefaults\\$(basename "$exe")\\X11 Driver"
+if ! "$here/wine-run" "$prefix" reg query "$key" /v Managed >/dev/null 2>&1; then
+  "$here/wine-run" "$prefix" reg add "$key" /v Managed /d N /f >/dev/null 2>&1 && x11_key=$key
+fi
+
+"$here/wine-run" "$prefix" "$exe" "${args[@]}" >"$work/program.log" 2>&1 &
+program_pid=$!
+
+deadline=$((SECONDS + timeout))
+# xwininfo lists each window as: id "title": ("name" "class") ...
+until xwininfo -root -tree 2>/dev/null | grep -Eq "\"$title( - [^\"]*)?\":"; do
+  if ! kill -0 "$program_pid" 2>/dev/null; then
+    cat "$work/program.log" >&2
+    echo "$0: the program ended before its window appeared" >&2
+    exit 1
+  fi
+  if [ $SECONDS -ge $deadline ]; then
+    echo "$0: no \"$title\" window after ${timeout}s" >&2
+    exit 1
+  fi
+  sleep 0.5
+done
+sleep "$delay"
+
+xwd -root -silent >"$work/screen.xwd"
+convert "xwd:$work/screen.xwd" "png:$output"
+echo "$output"
