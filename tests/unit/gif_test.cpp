@@ -1,0 +1,865 @@
+// The GIF reader and writer: exact bytes of small files worked out by hand,
+// round trips, the decoder's limits and failures, hostile and truncated
+// files, and the real files of the corpus against their reference decodes.
+#include "pcx_tga_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
+namespace {
+
+using pcxtga::Bytes;
+using pcxtga::BoxTexts;
+
+// ---- building DIBs and GIF files ------------------------------------------------------
+
+struct Rgb {
+    BYTE r, g, b;
+};
+
+// A packed DIB of the given depth; index(x, y) gives the pixel, y from the top.
+HGLOBAL MakeDib(LONG width, LONG height, int bits, const std::vector<Rgb>& palette,
+                const std::function<int(LONG, LONG)>& index)
+{
+    DWORD stride = DIB_Stride(width, bits);
+    DWORD colors = static_cast<DWORD>(palette.size());
+    SIZE_T size = sizeof(BITMAPINFOHEADER) + 4 * colors + static_cast<SIZE_T>(stride) * height;
+    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, size);
+    BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
+    BITMAPINFOHEADER* h = reinterpret_cast<BITMAPINFOHEADER*>(p);
+    h->biSize = sizeof(BITMAPINFOHEADER);
+    h->biWidth = width;
+    h->biHeight = height;
+    h->biPlanes = 1;
+    h->biBitCount = static_cast<WORD>(bits);
+    h->biSizeImage = stride * static_cast<DWORD>(height);
+    h->biClrUsed = colors;
+    RGBQUAD* table = reinterpret_cast<RGBQUAD*>(p + sizeof *h);
+    for (DWORD i = 0; i < colors; i++) table[i] = {palette[i].b, palette[i].g, palette[i].r, 0};
+    BYTE* pixels = p + sizeof *h + 4 * colors;
+    for (LONG y = 0; y < height; y++) {
+        BYTE* row = pixels + static_cast<SIZE_T>(height - 1 - y) * stride;
+        for (LONG x = 0; x < width; x++) {
+            int v = index(x, y);
+            if (bits == 8) row[x] = static_cast<BYTE>(v);
+            if (bits == 4) row[x / 2] |= static_cast<BYTE>((x & 1) ? v : v << 4);
+            if (bits == 1 && v) row[x / 8] |= static_cast<BYTE>(0x80 >> (x & 7));
+        }
+    }
+    GlobalUnlock(mem);
+    return mem;
+}
+
+// Reads a loaded DIB back: size, depth, colour table and indices (top row first).
+struct Picture {
+    LONG width = 0, height = 0;
+    int bits = 0;
+    std::vector<Rgb> colors;
+    std::vector<int> index;
+    int At(LONG x, LONG y) const { return index[static_cast<size_t>(y * width + x)]; }
+};
+
+Picture Read(HGLOBAL dib)
+{
+    Picture pic;
+    BITMAPINFOHEADER* h;
+    RGBQUAD* c;
+    BYTE* p;
+    DIB_Lock(dib, &h, &c, &p);
+    pic.width = h->biWidth;
+    pic.height = h->biHeight;
+    pic.bits = h->biBitCount;
+    for (WORD i = 0; i < DIB_NumColors(h); i++) pic.colors.push_back({c[i].rgbRed, c[i].rgbGreen, c[i].rgbBlue});
+    DWORD stride = DIB_Stride(pic.width, pic.bits);
+    for (LONG y = 0; y < pic.height; y++) {
+        const BYTE* row = p + static_cast<SIZE_T>(pic.height - 1 - y) * stride;
+        for (LONG x = 0; x < pic.width; x++) {
+            int v = pic.bits == 8   ? row[x]
+                    : pic.bits == 4 ? ((x & 1) ? row[x / 2] & 15 : row[x / 2] >> 4)
+                                    : (row[x / 8] >> (7 - (x & 7))) & 1;
+            pic.index.push_back(v);
+        }
+    }
+    GlobalUnlock(dib);
+    return pic;
+}
+
+// Packs LZW codes least significant bit first, as a GIF stream holds them.
+struct CodeWriter {
+    Bytes bytes;
+    uint32_t pending = 0;
+    int count = 0;
+    CodeWriter& Put(int code, int width)
+    {
+        pending |= static_cast<uint32_t>(code) << count;
+        count += width;
+        while (count >= 8) {
+            bytes.push_back(static_cast<unsigned char>(pending));
+            pending >>= 8;
+            count -= 8;
+        }
+        return *this;
+    }
+    Bytes Finish()
+    {
+        if (count > 0) bytes.push_back(static_cast<unsigned char>(pending));
+        count = 0;
+        return bytes;
+    }
+};
+
+void Add(Bytes& v, std::initializer_list<int> bytes)
+{
+    for (int b : bytes) v.push_back(static_cast<unsigned char>(b));
+}
+void AddWord(Bytes& v, int w) { Add(v, {w & 0xFF, (w >> 8) & 0xFF}); }
+
+// Signature, logical screen and an optional global table of entries (r,g,b)=(i,i,i).
+Bytes Screen(const char* signature, int width, int height, int flags)
+{
+    Bytes v(signature, signature + 6);
+    AddWord(v, width);
+    AddWord(v, height);
+    Add(v, {flags, 0, 0});
+    if (flags & 0x80)
+        for (int i = 0; i < (2 << (flags & 7)); i++) Add(v, {i, i, 255 - i});
+    return v;
+}
+
+void Descriptor(Bytes& v, int width, int height, int flags)
+{
+    Add(v, {0x2C, 0, 0, 0, 0});
+    AddWord(v, width);
+    AddWord(v, height);
+    Add(v, {flags});
+}
+
+// Data in sub-blocks of at most blockSize bytes, then the terminator.
+void Blocks(Bytes& v, const Bytes& data, size_t blockSize = 255, bool terminator = true)
+{
+    for (size_t at = 0; at < data.size(); at += blockSize) {
+        size_t n = std::min(blockSize, data.size() - at);
+        v.push_back(static_cast<unsigned char>(n));
+        v.insert(v.end(), data.begin() + static_cast<long>(at), data.begin() + static_cast<long>(at + n));
+    }
+    if (terminator) v.push_back(0);
+}
+
+uint32_t Noise(uint32_t& state)
+{
+    state = state * 1664525u + 1013904223u;
+    return state >> 16;
+}
+
+std::vector<Rgb> GrayPalette(int entries)
+{
+    std::vector<Rgb> p;
+    for (int i = 0; i < entries; i++) p.push_back({BYTE(i * 255 / (entries - 1)), BYTE(255 - i), BYTE(i * 7)});
+    return p;
+}
+
+class Gif : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        BAT_SetActive(0, 0);
+        HDL_ClearBoxes();
+    }
+    void TearDown() override
+    {
+        for (const std::string& path : made) remove(path.c_str());
+        if (dib) GlobalFree(dib);
+    }
+    std::string Temp(const std::string& name)
+    {
+        made.push_back(TempPath(name));
+        return made.back();
+    }
+    // Writes the bytes to a file and loads it; the DIB (if any) is kept in dib.
+    int LoadBytes(const Bytes& bytes)
+    {
+        std::string path = Temp("load.gif");
+        EXPECT_TRUE(WriteWholeFile(path, bytes));
+        if (dib) GlobalFree(dib);
+        dib = nullptr;
+        HDL_ClearBoxes();
+        INF_Begin(path.c_str());
+        int ok = GIF_Load(path.c_str(), &dib);
+        return ok;
+    }
+    // Saves a DIB through the writer and returns the file's bytes.
+    Bytes SaveBytes(HGLOBAL source, WORD depth)
+    {
+        std::string path = Temp("save.gif");
+        HDL_ClearBoxes();
+        EXPECT_EQ(1, GIF_Save(path.c_str(), source, 1, 0, depth));
+        EXPECT_TRUE(HDL_Boxes().empty());
+        return ReadWholeFile(path);
+    }
+    std::vector<std::string> made;
+    HGLOBAL dib = nullptr;
+};
+
+typedef std::vector<std::string> Texts;
+const Texts kNone;
+const Texts kIncomplete = {"Incomplete GIF file, cannot load"};
+const Texts kDamaged = {"The GIF File is Damaged -- Cannot Load"};
+const Texts kUnknown = {"Cannot read GIF file, unknown error"};
+const Texts kOutOfMemory = {"Out of memory -- Cannot load GIF file"};
+
+// A tiny 8-bit image coded by hand: min code size 8, codes at 9 bits.
+Bytes HandCoded8(std::initializer_list<int> codes, int width, int height)
+{
+    Bytes v = Screen("GIF89a", width, height, 0xF7);
+    Descriptor(v, width, height, 0);
+    v.push_back(8);
+    CodeWriter w;
+    for (int c : codes) w.Put(c, 9);
+    Blocks(v, w.Finish());
+    v.push_back(0x3B);
+    return v;
+}
+
+}  // namespace
+
+// ---- writer: exact bytes ------------------------------------------------------------------
+
+TEST_F(Gif, WriterOneBitFileIsExact)
+{
+    // 3x2, top row 1 0 0, bottom row 0 0 0. Minimum code size 2 (clear 4, end 5,
+    // first free 6, width 3). Pixels 1 0 0 0 0 0 give the codes
+    // clear/3, 1/3, 0/3 (adds 6), 7/3 (0 0 is entry 7; free 8 passes 7, so
+    // width 4 follows), 7/4 for the last 0 0, end 5/4: bits 0x0C 0x7E 0x05.
+    dib = MakeDib(3, 2, 1, {{0x10, 0x20, 0x30}, {0xF0, 0xE0, 0xD0}}, [](LONG x, LONG y) { return x == 0 && y == 0; });
+    Bytes expected = {'G', 'I', 'F', '8', '7', 'a', 3, 0, 2, 0, 0x80, 0, 0,  // screen, depth 1
+                      0x10, 0x20, 0x30, 0xF0, 0xE0, 0xD0,                      // two entries
+                      0x2C, 0, 0, 0, 0, 3, 0, 2, 0, 0,                         // descriptor
+                      2,                                                       // minimum code size
+                      3, 0x0C, 0x7E, 0x05, 0,                                  // one sub-block
+                      0x3B};
+    EXPECT_EQ(expected, SaveBytes(dib, 1));
+}
+
+TEST_F(Gif, WriterFourBitFileIsExactAndPadsTheTableTo16)
+{
+    // 2x2 with both rows 1 2; the DIB holds only 3 colours, the file 16.
+    // Codes at 5 bits (clear 16, end 17): 16, 1, 2, 18 (the pair 1 2), 17.
+    dib = MakeDib(2, 2, 4, {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}, [](LONG x, LONG) { return static_cast<int>(x) + 1; });
+    Bytes expected = {'G', 'I', 'F', '8', '7', 'a', 2, 0, 2, 0, 0xE3, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+    expected.resize(expected.size() + 13 * 3, 0);
+    Add(expected, {0x2C, 0, 0, 0, 0, 2, 0, 2, 0, 0, 4, 4, 0x30, 0x08, 0x19, 0x01, 0, 0x3B});
+    EXPECT_EQ(expected, SaveBytes(dib, 4));
+}
+
+TEST_F(Gif, WriterEightBitFileIsExact)
+{
+    // 3x1 of index 7. Codes at 9 bits: clear 256, 7, 258 (7 7), end 257.
+    std::vector<Rgb> palette = GrayPalette(256);
+    dib = MakeDib(3, 1, 8, palette, [](LONG, LONG) { return 7; });
+    Bytes expected = {'G', 'I', 'F', '8', '7', 'a', 3, 0, 1, 0, 0xE7, 0, 0};
+    for (const Rgb& c : palette) Add(expected, {c.r, c.g, c.b});
+    Add(expected, {0x2C, 0, 0, 0, 0, 3, 0, 1, 0, 0, 8, 5, 0x00, 0x0F, 0x08, 0x0C, 0x08, 0, 0x3B});
+    EXPECT_EQ(expected, SaveBytes(dib, 8));
+}
+
+// ---- writer: sub-blocks, table resets, failures ---------------------------------------------------
+
+TEST_F(Gif, WriterUses254ByteBlocksAndClearsAtTheFullTable)
+{
+    // Noise needs a new code for nearly every pixel pair, so the table fills
+    // several times over.
+    uint32_t seed = 12345;
+    std::vector<int> pixels(300 * 200);
+    for (int& p : pixels) p = static_cast<int>(Noise(seed) & 0xFF);
+    dib = MakeDib(300, 200, 8, GrayPalette(256), [&](LONG x, LONG y) { return pixels[y * 300 + x]; });
+    Bytes file = SaveBytes(dib, 8);
+    const size_t dataStart = 13 + 768 + 10;
+    ASSERT_GT(file.size(), dataStart + 1);
+    ASSERT_EQ(8, file[dataStart]);
+
+    // Every sub-block holds 254 bytes but the last; then the terminator and trailer.
+    Bytes data;
+    size_t at = dataStart + 1;
+    int blocks = 0;
+    while (file[at] != 0) {
+        size_t n = file[at];
+        blocks++;
+        data.insert(data.end(), file.begin() + static_cast<long>(at + 1), file.begin() + static_cast<long>(at + 1 + n));
+        at += 1 + n;
+        if (file[at] != 0) {
+            ASSERT_EQ(254u, n) << "block " << blocks;
+        }
+    }
+    EXPECT_EQ(at + 2, file.size());
+    EXPECT_EQ(0x3B, file.back());
+    EXPECT_GT(blocks, 100);
+
+    // Walk the codes: widths grow from 9 when the next free code passes the
+    // largest code of a width; a clear comes at 12 bits once 4096 is reached,
+    // and the width falls back to 9 after it.
+    size_t bit = 0;
+    auto take = [&](int width) {
+        int code = 0;
+        for (int i = 0; i < width; i++, bit++) code |= ((data[bit / 8] >> (bit % 8)) & 1) << i;
+        return code;
+    };
+    ASSERT_EQ(256, take(9));
+    int width = 9, maxCode = 511, next = 258, clears = 0, codes = 0;
+    for (;;) {
+        ASSERT_LE(bit + width, data.size() * 8);
+        int code = take(width);
+        if (code == 257) break;
+        if (code == 256) {
+            ASSERT_EQ(12, width);
+            ASSERT_EQ(4096, next);
+            clears++;
+            width = 9, maxCode = 511, next = 258;
+            continue;
+        }
+        ASSERT_LT(code, next) << "code " << codes;
+        codes++;
+        if (next > maxCode) {
+            width++;
+            maxCode = width == 12 ? 4096 : (1 << width) - 1;
+        }
+        if (next < 4096) next++;
+    }
+    EXPECT_GE(clears, 10);
+    EXPECT_EQ(data.size(), (bit + 7) / 8);  // the last bits are flushed as one byte
+
+    ASSERT_EQ(1, LoadBytes(file));
+    Picture pic = Read(dib);
+    ASSERT_EQ(300, pic.width);
+    ASSERT_EQ(200, pic.height);
+    for (size_t i = 0; i < pixels.size(); i++) ASSERT_EQ(pixels[i], pic.index[i]) << i;
+}
+
+namespace {
+
+// The minimum code size and the raw data sub-blocks (lengths included) of
+// the first image of a GIF file; empty when the walk runs off the file.
+Bytes ImageData(const Bytes& f)
+{
+    size_t at = 13;
+    if (f.size() < at) return {};
+    if (f[10] & 0x80) at += 3u * (2u << (f[10] & 7));
+    while (at + 1 < f.size() && f[at] == 0x21) {
+        at += 2;
+        while (at < f.size() && f[at] != 0) at += 1u + f[at];
+        at++;
+    }
+    if (at + 10 >= f.size() || f[at] != 0x2C) return {};
+    const int flags = f[at + 9];
+    at += 10;
+    if (flags & 0x80) at += 3u * (2u << (flags & 7));
+    size_t start = at++;
+    while (at < f.size() && f[at] != 0) at += 1u + f[at];
+    if (at >= f.size()) return {};
+    return Bytes(f.begin() + static_cast<long>(start), f.begin() + static_cast<long>(at + 1));
+}
+
+}  // namespace
+
+TEST_F(Gif, WriterCodeStreamEqualsAnIndependentEncoder)
+{
+    // Files written by ImageMagick, whose encoder makes the same greedy LZW
+    // parse with the same widths, clear codes and 254-byte blocks: the same
+    // pixels written by us give the same code size and sub-blocks, byte for
+    // byte. A missed table lookup or a wrong width would show here.
+    for (const char* name : {"gif/im_noise8.gif", "gif/im_noise4.gif", "gif/im_noise1.gif"}) {
+        Bytes theirs = ReadWholeFile(DataPath(name));
+        ASSERT_FALSE(theirs.empty()) << name;
+        ASSERT_EQ(1, LoadBytes(theirs)) << name;
+        Picture pic = Read(dib);
+        Bytes ours = SaveBytes(dib, static_cast<WORD>(pic.bits));
+        Bytes expected = ImageData(theirs);
+        ASSERT_GT(expected.size(), 1000u) << name;
+        EXPECT_EQ(expected, ImageData(ours)) << name;
+        ASSERT_EQ(1, LoadBytes(ours)) << name;
+        EXPECT_EQ(pic.index, Read(dib).index) << name;
+    }
+}
+
+TEST_F(Gif, WriterRefusesDeepImagesWithTheDepthOfTheDocument)
+{
+    // A 16-bit document holds a 24-bit DIB: the message names 16.
+    BITMAPINFOHEADER h = {};
+    h.biSize = sizeof h;
+    h.biWidth = 2;
+    h.biHeight = 2;
+    h.biPlanes = 1;
+    h.biBitCount = 24;
+    dib = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof h + 16);
+    memcpy(GlobalLock(dib), &h, sizeof h);
+    GlobalUnlock(dib);
+    std::string path = Temp("deep.gif");
+    EXPECT_EQ(0, GIF_Save(path.c_str(), dib, 1, 0, 16));
+    EXPECT_EQ(Texts({"Cannot save 16-bit GIF files"}), BoxTexts());
+    EXPECT_FALSE(FileExists(path));
+
+    h.biBitCount = 32;
+    memcpy(GlobalLock(dib), &h, sizeof h);
+    GlobalUnlock(dib);
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, GIF_Save(path.c_str(), dib, 1, 0, 32));
+    EXPECT_EQ(Texts({"Cannot save 32-bit GIF files"}), BoxTexts());
+    EXPECT_FALSE(FileExists(path));
+}
+
+TEST_F(Gif, WriterThatCannotCreateTheFileFailsSilently)
+{
+    dib = MakeDib(4, 4, 8, GrayPalette(256), [](LONG x, LONG) { return static_cast<int>(x); });
+    std::string path = TempPath("no_such_folder") + "/x.gif";
+    EXPECT_EQ(0, GIF_Save(path.c_str(), dib, 1, 0, 8));
+    EXPECT_TRUE(BoxTexts().empty());
+}
+
+#ifndef _WIN32
+TEST_F(Gif, WriterOnAFullDiskReportsTheStepAndRemovesTheFile)
+{
+    // A file size limit stands for the full disk: writes past it fail.
+    uint32_t seed = 99;
+    dib = MakeDib(200, 100, 8, GrayPalette(256), [&](LONG, LONG) { return static_cast<int>(Noise(seed) & 0xFF); });
+    struct rlimit old;
+    getrlimit(RLIMIT_FSIZE, &old);
+    void (*oldHandler)(int) = signal(SIGXFSZ, SIG_IGN);
+    struct Case {
+        rlim_t limit;
+        const char* text;
+    } cases[] = {{8, "Cannot write GIF header, check disk space"},
+                 {100, "Cannot write GIF palette, check disk space"},
+                 {5000, "Cannot write file, check disk space"}};
+    for (const Case& c : cases) {
+        std::string path = Temp("full.gif");
+        struct rlimit limit = {c.limit, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        HDL_ClearBoxes();
+        int ok = GIF_Save(path.c_str(), dib, 1, 0, 8);
+        setrlimit(RLIMIT_FSIZE, &old);
+        EXPECT_EQ(0, ok) << c.limit;
+        EXPECT_EQ(Texts({c.text}), BoxTexts()) << c.limit;
+        EXPECT_FALSE(FileExists(path)) << c.limit;
+    }
+    signal(SIGXFSZ, oldHandler);
+}
+#endif
+
+// ---- round trips --------------------------------------------------------------------------
+
+TEST_F(Gif, RoundTripsKeepPixelsPaletteAndLoadInformation)
+{
+    struct Case {
+        int bits;
+        LONG width, height;
+    } cases[] = {{1, 1, 1}, {1, 13, 7}, {1, 33, 5}, {4, 1, 3}, {4, 7, 9}, {4, 64, 2}, {8, 1, 1}, {8, 5, 11}, {8, 97, 31}};
+    for (const Case& c : cases) {
+        uint32_t seed = static_cast<uint32_t>(c.width * 131 + c.bits);
+        int entries = 1 << c.bits;
+        std::vector<int> pixels(static_cast<size_t>(c.width * c.height));
+        for (int& p : pixels) p = static_cast<int>(Noise(seed) % entries);
+        std::vector<Rgb> palette;
+        for (int i = 0; i < entries; i++)
+            palette.push_back({BYTE(Noise(seed)), BYTE(Noise(seed)), BYTE(Noise(seed))});
+        HGLOBAL source =
+            MakeDib(c.width, c.height, c.bits, palette, [&](LONG x, LONG y) { return pixels[y * c.width + x]; });
+        Bytes file = SaveBytes(source, static_cast<WORD>(c.bits));
+        GlobalFree(source);
+        ASSERT_EQ(1, LoadBytes(file)) << c.bits << " " << c.width;
+        EXPECT_TRUE(BoxTexts().empty());
+        Picture pic = Read(dib);
+        EXPECT_EQ(c.bits, pic.bits);
+        EXPECT_EQ(c.width, pic.width);
+        EXPECT_EQ(c.height, pic.height);
+        ASSERT_EQ(palette.size(), pic.colors.size());
+        for (size_t i = 0; i < palette.size(); i++) {
+            EXPECT_EQ(palette[i].r, pic.colors[i].r);
+            EXPECT_EQ(palette[i].g, pic.colors[i].g);
+            EXPECT_EQ(palette[i].b, pic.colors[i].b);
+        }
+        EXPECT_EQ(pixels, pic.index) << c.bits << " " << c.width;
+        EXPECT_EQ(87, INF_Info.version);
+        EXPECT_EQ(c.bits, INF_Info.bitsPerPixel);
+        EXPECT_EQ(1, INF_Info.compressed);
+        EXPECT_EQ(1, INF_Info.planes);
+        EXPECT_EQ(0, INF_Info.gray);
+        EXPECT_EQ(0, INF_Info.type);
+        EXPECT_EQ(c.width, INF_Info.width);
+        EXPECT_EQ(entries, INF_Info.colors);
+        EXPECT_EQ(c.height, INF_Info.step);
+        EXPECT_EQ(c.height, INF_Info.lastStep);
+    }
+}
+
+TEST_F(Gif, BlankPictureAtBestCompressionRoundTrips)
+{
+    // One colour everywhere is the best case of LZW; it must stay loadable
+    // under the limit on pixels a file can justify.
+    HGLOBAL source = MakeDib(4000, 3000, 8, GrayPalette(256), [](LONG, LONG) { return 9; });
+    Bytes file = SaveBytes(source, 8);
+    GlobalFree(source);
+    EXPECT_LT(file.size(), 20000u);
+    ASSERT_EQ(1, LoadBytes(file));
+    Picture pic = Read(dib);
+    ASSERT_EQ(4000, pic.width);
+    ASSERT_EQ(3000, pic.height);
+    for (size_t i = 0; i < pic.index.size(); i++) ASSERT_EQ(9, pic.index[i]) << i;
+}
+
+// ---- reader: structure -------------------------------------------------------------------
+
+TEST_F(Gif, HeaderAndTrailerOnlyLoadsAsNothing)
+{
+    Bytes v = Screen("GIF89a", 10, 10, 0x80);
+    v.push_back(0x3B);
+    EXPECT_EQ(1, LoadBytes(v));
+    EXPECT_EQ(nullptr, dib);
+    EXPECT_EQ(kNone, BoxTexts());
+    EXPECT_EQ(89, INF_Info.version);
+    EXPECT_EQ(1, INF_Info.palette);
+    EXPECT_EQ(1, INF_Info.bitsPerPixel);
+}
+
+TEST_F(Gif, SignaturesAndShortHeadersAreRefused)
+{
+    EXPECT_EQ(0, LoadBytes(Screen("GIF88a", 1, 1, 0)));
+    EXPECT_EQ(Texts({"Unrecognized GIF format, cannot read"}), BoxTexts());
+    EXPECT_EQ(0, LoadBytes(Bytes{'G', 'I', 'F', '8'}));
+    EXPECT_EQ(kDamaged, BoxTexts());
+    EXPECT_EQ(0, LoadBytes(Bytes{'G', 'I', 'F', '8', '7', 'a', 1, 0, 1}));
+    EXPECT_EQ(kDamaged, BoxTexts());
+    Bytes shortTable = Screen("GIF87a", 1, 1, 0x81);
+    shortTable.resize(13 + 11);
+    EXPECT_EQ(0, LoadBytes(shortTable));
+    EXPECT_EQ(kIncomplete, BoxTexts());
+    // A missing file is no load and no message.
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, GIF_Load(TempPath("missing.gif").c_str(), &dib));
+    EXPECT_EQ(kNone, BoxTexts());
+}
+
+TEST_F(Gif, ExtensionsAreSkippedAndStrayBytesRefused)
+{
+    Bytes v = Screen("GIF89a", 2, 1, 0xF7);
+    Add(v, {0x21, 0xF9, 4, 0x01, 0, 0, 7, 0});                    // transparency on index 7
+    Add(v, {0x21, 0xFE, 3, 'a', 'b', 'c', 2, 'd', 'e', 0});       // comment in two blocks
+    Add(v, {0x21, 0xFF, 11, 'N', 'E', 'T', 'S', 'C', 'A', 'P', 'E', '2', '.', '0', 3, 1, 0, 0, 0});
+    Bytes image = HandCoded8({256, 7, 9, 257}, 2, 1);
+    v.insert(v.end(), image.begin() + 13 + 768, image.end());
+    ASSERT_EQ(1, LoadBytes(v));
+    Picture pic = Read(dib);
+    EXPECT_EQ((std::vector<int>{7, 9}), pic.index);
+    EXPECT_EQ(7, pic.colors[7].r);  // the transparent entry keeps its colour
+
+    Bytes cut = Screen("GIF89a", 2, 1, 0);
+    Add(cut, {0x21, 0xFE, 10, 'a', 'b', 'c'});
+    EXPECT_EQ(0, LoadBytes(cut));
+    EXPECT_EQ(kDamaged, BoxTexts());
+
+    Bytes stray = Screen("GIF89a", 2, 1, 0);
+    Add(stray, {0x00, 0x3B});
+    EXPECT_EQ(0, LoadBytes(stray));
+    EXPECT_EQ(kDamaged, BoxTexts());
+
+    // A file that ends before any block runs into the same refusal.
+    EXPECT_EQ(0, LoadBytes(Screen("GIF89a", 2, 1, 0)));
+    EXPECT_EQ(kDamaged, BoxTexts());
+}
+
+TEST_F(Gif, FirstOfSeveralImagesAtItsOwnWidth)
+{
+    // Screen 50x50, first image 3x1, second 1x1 of another value.
+    Bytes v = Screen("GIF89a", 50, 50, 0xF7);
+    Bytes first = HandCoded8({256, 1, 2, 3, 257}, 3, 1);
+    Bytes second = HandCoded8({256, 200, 257}, 1, 1);
+    v.insert(v.end(), first.begin() + 13 + 768, first.end() - 1);
+    v.insert(v.end(), second.begin() + 13 + 768, second.end());
+    ASSERT_EQ(1, LoadBytes(v));
+    Picture pic = Read(dib);
+    EXPECT_EQ(3, pic.width);
+    EXPECT_EQ(1, pic.height);
+    EXPECT_EQ((std::vector<int>{1, 2, 3}), pic.index);
+    // Without a trailer (the screen and first image only) it loads the same.
+    v.resize(first.size() - 1);
+    ASSERT_EQ(1, LoadBytes(v));
+    EXPECT_EQ((std::vector<int>{1, 2, 3}), Read(dib).index);
+}
+
+TEST_F(Gif, InterlacedRowsArriveInFourPasses)
+{
+    // The writer codes rows in order; with the interlace flag set on the
+    // same data, stream row k lands on the k-th row of the pass order.
+    const LONG height = 11;
+    HGLOBAL source = MakeDib(3, height, 8, GrayPalette(256), [](LONG x, LONG y) { return static_cast<int>(y * 10 + x); });
+    Bytes file = SaveBytes(source, 8);
+    GlobalFree(source);
+    file[13 + 768 + 9] = 0x40;
+    ASSERT_EQ(1, LoadBytes(file));
+    Picture pic = Read(dib);
+    const LONG order[height] = {0, 8, 4, 2, 6, 10, 1, 3, 5, 7, 9};
+    for (LONG k = 0; k < height; k++)
+        for (LONG x = 0; x < 3; x++) EXPECT_EQ(k * 10 + x, pic.At(x, order[k])) << k;
+    EXPECT_EQ(height, INF_Info.step);
+}
+
+TEST_F(Gif, LocalTableIsCutToTheDepthOfTheScreen)
+{
+    // No global table, screen depth 1; the local table has 8 entries of which
+    // the 1-bit DIB keeps two. Pixels use the low bit of each value.
+    Bytes v = Screen("GIF87a", 4, 1, 0x00);
+    Descriptor(v, 4, 1, 0x82);
+    for (int i = 0; i < 8; i++) Add(v, {10 * i, 20 * i, 30 * i});
+    v.push_back(3);  // clear 8, end 9, codes of 4 bits
+    Blocks(v, CodeWriter().Put(8, 4).Put(0, 4).Put(1, 4).Put(2, 4).Put(3, 4).Put(9, 4).Finish());
+    v.push_back(0x3B);
+    ASSERT_EQ(1, LoadBytes(v));
+    Picture pic = Read(dib);
+    EXPECT_EQ(1, pic.bits);
+    ASSERT_EQ(2u, pic.colors.size());
+    EXPECT_EQ(10, pic.colors[1].r);
+    EXPECT_EQ(20, pic.colors[1].g);
+    EXPECT_EQ(30, pic.colors[1].b);
+    EXPECT_EQ((std::vector<int>{0, 1, 0, 1}), pic.index);
+    EXPECT_EQ(1, INF_Info.bitsPerPixel);
+
+    // A 256-entry local table on a 4-bit screen: 16 kept, the data still in step.
+    Bytes big = Screen("GIF87a", 2, 1, 0x82);
+    Descriptor(big, 2, 1, 0x87);
+    for (int i = 0; i < 256; i++) Add(big, {i, 0, 255 - i});
+    big.push_back(4);  // clear 16, end 17, 5 bits
+    Blocks(big, CodeWriter().Put(16, 5).Put(15, 5).Put(3, 5).Put(17, 5).Finish());
+    big.push_back(0x3B);
+    ASSERT_EQ(1, LoadBytes(big));
+    pic = Read(dib);
+    EXPECT_EQ(4, pic.bits);
+    ASSERT_EQ(16u, pic.colors.size());
+    EXPECT_EQ(15, pic.colors[15].r);
+    EXPECT_EQ(240, pic.colors[15].b);
+    EXPECT_EQ((std::vector<int>{15, 3}), pic.index);
+    EXPECT_EQ(4, INF_Info.bitsPerPixel);
+}
+
+TEST_F(Gif, GlobalTableWiderThanTheDepthFillsTheScratch)
+{
+    // Screen depth 3 widens to 4 bits: 8 table entries, the other 8 black.
+    Bytes v = Screen("GIF87a", 1, 1, 0x82);
+    Descriptor(v, 1, 1, 0);
+    v.push_back(3);
+    Blocks(v, CodeWriter().Put(8, 4).Put(6, 4).Put(9, 4).Finish());
+    v.push_back(0x3B);
+    ASSERT_EQ(1, LoadBytes(v));
+    Picture pic = Read(dib);
+    ASSERT_EQ(16u, pic.colors.size());
+    EXPECT_EQ(6, pic.colors[6].r);
+    EXPECT_EQ(249, pic.colors[6].b);
+    EXPECT_EQ(0, pic.colors[8].b);
+    EXPECT_EQ(std::vector<int>{6}, pic.index);
+}
+
+// ---- reader: truncated and damaged data -------------------------------------------------------------
+
+TEST_F(Gif, TruncatedFilesAreRefusedWithIncomplete)
+{
+    uint32_t seed = 5;
+    HGLOBAL source = MakeDib(40, 30, 8, GrayPalette(256), [&](LONG, LONG) { return static_cast<int>(Noise(seed) & 63); });
+    Bytes whole = SaveBytes(source, 8);
+    GlobalFree(source);
+    const size_t data = 13 + 768 + 10;
+    // Inside the descriptor, before the code size, inside a sub-block, on a
+    // block's length byte, and inside the last block.
+    for (size_t size : {size_t(13 + 768 + 4), data, data + 1 + 100, data + 1 + 255, whole.size() - 5}) {
+        Bytes cut(whole.begin(), whole.begin() + static_cast<long>(size));
+        EXPECT_EQ(0, LoadBytes(cut)) << size;
+        EXPECT_EQ(kIncomplete, BoxTexts()) << size;
+        EXPECT_EQ(nullptr, dib);
+    }
+    // Cut inside a local table.
+    Bytes local = Screen("GIF87a", 1, 1, 0);
+    Descriptor(local, 1, 1, 0x81);
+    Add(local, {1, 2, 3, 4});
+    EXPECT_EQ(0, LoadBytes(local));
+    EXPECT_EQ(kIncomplete, BoxTexts());
+}
+
+TEST_F(Gif, EarlyEndCodeLeavesTheRestZero)
+{
+    // Three of six pixels, then the end code: a partial image, no message.
+    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 5, 6, 7, 257}, 3, 2)));
+    EXPECT_EQ(kNone, BoxTexts());
+    Picture pic = Read(dib);
+    EXPECT_EQ((std::vector<int>{5, 6, 7, 0, 0, 0}), pic.index);
+    // Data that runs out with a clean terminator but no end code is broken.
+    Bytes v = Screen("GIF89a", 3, 2, 0xF7);
+    Descriptor(v, 3, 2, 0);
+    v.push_back(8);
+    Blocks(v, CodeWriter().Put(256, 9).Put(5, 9).Put(6, 9).Finish());
+    v.push_back(0x3B);
+    EXPECT_EQ(0, LoadBytes(v));
+    EXPECT_EQ(kUnknown, BoxTexts());
+    EXPECT_EQ(nullptr, dib);
+}
+
+TEST_F(Gif, DecoderRules)
+{
+    // Leading clear codes are skipped; a code past the next free entry is the
+    // previous string plus its first pixel.
+    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 256, 256, 4, 300, 257}, 3, 1)));
+    EXPECT_EQ((std::vector<int>{4, 4, 4}), Read(dib).index);
+
+    // After a clear the table starts again: 258 is the new pair, not the old one.
+    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 1, 2, 258, 256, 3, 4, 258, 257}, 10, 1)));
+    EXPECT_EQ((std::vector<int>{1, 2, 1, 2, 3, 4, 3, 4, 0, 0}), Read(dib).index);
+
+    // A first code that names no pixel.
+    EXPECT_EQ(0, LoadBytes(HandCoded8({256, 300, 257}, 3, 1)));
+    EXPECT_EQ(kUnknown, BoxTexts());
+
+    // Entry 7 becomes its own prefix: clear 4, then 1, 7 (twice past the
+    // free entry, the second making 7 point at itself) and 7 again.
+    Bytes v = Screen("GIF87a", 8, 1, 0x80);
+    Descriptor(v, 8, 1, 0);
+    v.push_back(2);
+    Blocks(v, CodeWriter().Put(4, 3).Put(1, 3).Put(7, 3).Put(7, 3).Put(7, 4).Put(5, 4).Finish());
+    v.push_back(0x3B);
+    EXPECT_EQ(0, LoadBytes(v));
+    EXPECT_EQ(kUnknown, BoxTexts());
+    EXPECT_EQ(nullptr, dib);
+
+    // Code sizes that can't code 8-bit pixels in a 4096-entry table.
+    for (int size : {0, 9, 12, 143}) {
+        Bytes bad = Screen("GIF87a", 1, 1, 0x80);
+        Descriptor(bad, 1, 1, 0);
+        bad.push_back(static_cast<unsigned char>(size));
+        Blocks(bad, Bytes(8, 0));
+        bad.push_back(0x3B);
+        EXPECT_EQ(0, LoadBytes(bad)) << size;
+        EXPECT_EQ(kUnknown, BoxTexts()) << size;
+    }
+}
+
+TEST_F(Gif, SizesTheFileCannotJustifyAreNotAllocated)
+{
+    // Zero and negative (16-bit signed) sizes can't make a DIB.
+    for (int width : {0, 0xFFFF, 0x8000}) {
+        Bytes v = Screen("GIF89a", 4, 4, 0x80);
+        Descriptor(v, width, 4, 0);
+        v.push_back(2);
+        Blocks(v, CodeWriter().Put(4, 3).Put(0, 3).Put(5, 3).Finish());
+        EXPECT_EQ(0, LoadBytes(v)) << width;
+        EXPECT_EQ(kOutOfMemory, BoxTexts()) << width;
+    }
+    // 32767 x 32767 claimed by a few hundred bytes: the data is missing.
+    Bytes bomb = Screen("GIF89a", 4, 4, 0xF7);
+    Descriptor(bomb, 32767, 32767, 0);
+    bomb.push_back(8);
+    Blocks(bomb, Bytes(200, 0));
+    EXPECT_EQ(0, LoadBytes(bomb));
+    EXPECT_EQ(kIncomplete, BoxTexts());
+    // At the limit: 16 bytes after the descriptor justify 16 * 2731 pixels.
+    Bytes edge = Screen("GIF89a", 4, 4, 0x80);
+    Descriptor(edge, 2731, 16, 0);
+    edge.push_back(2);
+    Blocks(edge, CodeWriter().Put(4, 3).Put(1, 3).Put(5, 3).Finish());
+    edge.resize(edge.size() + 16 - 5, 0);
+    ASSERT_EQ(1, LoadBytes(edge));
+    EXPECT_EQ(kNone, BoxTexts());
+    EXPECT_EQ(1, Read(dib).index[0]);
+    edge.pop_back();
+    EXPECT_EQ(0, LoadBytes(edge));
+    EXPECT_EQ(kIncomplete, BoxTexts());
+}
+
+// ---- real files ------------------------------------------------------------------------------
+
+namespace {
+
+// The transparent index of the control block before the first image, or -1.
+int TransparentIndex(const Bytes& f)
+{
+    if (f.size() < 13) return -1;
+    size_t at = 13;
+    if (f[10] & 0x80) at += 3u * (2u << (f[10] & 7));
+    int index = -1;
+    while (at + 1 < f.size() && f[at] == 0x21) {
+        if (f[at + 1] == 0xF9 && at + 6 < f.size() && f[at + 2] == 4) index = (f[at + 3] & 1) ? f[at + 6] : -1;
+        at += 2;
+        while (at < f.size() && f[at] != 0) at += 1 + f[at];
+        at++;
+    }
+    return index;
+}
+
+}  // namespace
+
+TEST_F(Gif, CorpusFilesMatchTheirReferenceDecodes)
+{
+    // Good files: the decode as R,G,B rows top to bottom hashes to the
+    // reference. Where the reference is RGBA the file has a transparent
+    // index; this reader ignores transparency and shows the entry's own
+    // colour, which is also what both reference decoders keep under alpha 0,
+    // so alpha is rebuilt from that index and the whole RGBA hash compared.
+    // Broken files are refused with one message.
+    int good = 0, broken = 0;
+    for (const pcxtga::ManifestRow& row : pcxtga::Manifest("gif")) {
+        const std::string path = CorpusPath(row.path);
+        HDL_ClearBoxes();
+        if (dib) GlobalFree(dib);
+        dib = nullptr;
+        int ok = GIF_Load(path.c_str(), &dib);
+        if (row.kind == "broken") {
+            broken++;
+            EXPECT_EQ(0, ok) << row.path;
+            EXPECT_EQ(1u, BoxTexts().size()) << row.path;
+            // Both claim a width (0, and 65535 read as -1) that makes no DIB.
+            if (row.path.find("decompression_bomb") != std::string::npos ||
+                row.path.find("zero_width") != std::string::npos) {
+                EXPECT_EQ(kOutOfMemory, BoxTexts()) << row.path;
+            }
+            continue;
+        }
+        good++;
+        ASSERT_EQ(1, ok) << row.path;
+        ASSERT_NE(nullptr, dib) << row.path;
+        EXPECT_EQ(kNone, BoxTexts()) << row.path;
+        Picture pic = Read(dib);
+        const bool rgba = row.mode == "RGBA";
+        const int transparent = rgba ? TransparentIndex(ReadWholeFile(path)) : -1;
+        Bytes samples;
+        for (int v : pic.index) {
+            const Rgb& c = pic.colors[static_cast<size_t>(v)];
+            Add(samples, {c.r, c.g, c.b});
+            if (rgba) samples.push_back(v == transparent ? 0 : 255);
+        }
+        EXPECT_EQ(row.reference, pcxtga::Sha256(samples)) << row.path;
+    }
+    EXPECT_GE(good, 8);
+    EXPECT_GE(broken, 2);
+}
+
+TEST_F(Gif, KeptCrashersAreHandled)
+{
+    // Every input that once broke the reader: refused with one message or
+    // loaded without one.
+    std::vector<std::string> files = pcxtga::FilesIn(DataPath("crashers/gif"));
+    if (files.empty()) GTEST_SKIP() << "no kept crashers in tests/data/crashers/gif";
+    for (const std::string& file : files) {
+        HDL_ClearBoxes();
+        if (dib) GlobalFree(dib);
+        dib = nullptr;
+        int ok = GIF_Load(file.c_str(), &dib);
+        EXPECT_EQ(ok ? 0u : 1u, BoxTexts().size()) << file;
+        if (!ok) {
+            EXPECT_EQ(nullptr, dib) << file;
+        }
+    }
+}
