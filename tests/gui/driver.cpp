@@ -284,6 +284,52 @@ bool PressButton(HWND dialog, int id)
                         reinterpret_cast<LPARAM>(button)) != 0;
 }
 
+std::vector<std::string> ComboItems(HWND dialog, int id)
+{
+    std::vector<std::string> items;
+    HWND combo = GetDlgItem(dialog, id);
+    DWORD_PTR count = 0;
+    if (!combo || !SendMessageTimeoutA(combo, CB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
+        static_cast<LRESULT>(count) == CB_ERR)
+        return items;
+    for (DWORD_PTR i = 0; i < count; ++i) {
+        DWORD_PTR length = 0;
+        if (!SendMessageTimeoutA(combo, CB_GETLBTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
+            static_cast<LRESULT>(length) == CB_ERR)
+            return {};
+        std::vector<char> text(length + 1, '\0');
+        DWORD_PTR copied = 0;
+        if (!SendMessageTimeoutA(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(text.data()), SMTO_ABORTIFHUNG,
+                                 5000, &copied) ||
+            static_cast<LRESULT>(copied) == CB_ERR)
+            return {};
+        items.emplace_back(text.data(), std::min<size_t>(copied, length));
+    }
+    return items;
+}
+
+int ComboSelection(HWND dialog, int id)
+{
+    HWND combo = GetDlgItem(dialog, id);
+    DWORD_PTR at = 0;
+    if (!combo || !SendMessageTimeoutA(combo, CB_GETCURSEL, 0, 0, SMTO_ABORTIFHUNG, 5000, &at))
+        return -1;
+    return static_cast<LRESULT>(at) == CB_ERR ? -1 : static_cast<int>(at);
+}
+
+bool SelectComboItem(HWND dialog, int id, int index)
+{
+    HWND combo = GetDlgItem(dialog, id);
+    DWORD_PTR at = 0;
+    if (!combo || index < 0 ||
+        !SendMessageTimeoutA(combo, CB_SETCURSEL, static_cast<WPARAM>(index), 0, SMTO_ABORTIFHUNG, 5000, &at) ||
+        static_cast<LRESULT>(at) != index)
+        return false;
+    DWORD_PTR ignored = 0;
+    return SendMessageTimeoutA(dialog, WM_COMMAND, MAKEWPARAM(id, CBN_SELCHANGE), reinterpret_cast<LPARAM>(combo),
+                               SMTO_ABORTIFHUNG, 5000, &ignored) != 0;
+}
+
 // ---- the probe inside the program ------------------------------------------------
 
 namespace {

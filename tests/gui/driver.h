@@ -169,6 +169,19 @@ bool ClickScreen(int x, int y);
 // with the button's handle. False when the dialog has no such control.
 bool PressButton(HWND dialog, int id);
 
+// The entries of a dialog's combo box by id, in list order; empty when it
+// has none or there is no such control.
+std::vector<std::string> ComboItems(HWND dialog, int id);
+
+// The index of the selected entry of a dialog's combo box; -1 when nothing
+// is selected or there is no such control.
+int ComboSelection(HWND dialog, int id);
+
+// Selects entry index of a dialog's combo box and tells the dialog with
+// CBN_SELCHANGE, as a choice in the list does. False when the control is
+// missing or has no such entry.
+bool SelectComboItem(HWND dialog, int id, int index);
+
 // ---- resources of the program file --------------------------------------------
 
 // KORVANTA.EXE mapped as a data file, for reading its resources.

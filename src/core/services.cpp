@@ -1,0 +1,211 @@
+// The frame's numbered services, through which extension modules and other
+// programs reach the image records, the format table and the open path.
+#include "core/services.h"
+
+#include "core/app.h"
+#include "core/frame.h"
+#include "core/image_record.h"
+#include "core/image_window.h"
+#include "core/messages.h"
+#include "core/open_save.h"
+#include "formats/codec_runtime.h"
+#include "formats/format_table.h"
+#include "platform/thermometer.h"
+
+namespace {
+// Items that are not services: the frame's default handling gets them.
+bool IsUnassigned(int item)
+{
+    switch (item) {
+    case 12: case 19: case 34: case 48: case 64: case 66: case 68: case 69: case 70:
+        return true;
+    default:
+        return item < 0 || item > SVC_LastItem;
+    }
+}
+
+// The view of CoreMemObject while service 31 reads a second instance's name.
+struct SharedName {
+    HANDLE mapping = nullptr;
+    BYTE* view = nullptr;
+
+    ~SharedName()
+    {
+        if (view) UnmapViewOfFile(view);
+        if (mapping) CloseHandle(mapping);
+    }
+};
+
+// Service 31: opens the file named by the block (or by CoreMemObject when
+// there is none) in a new window; the window, or 0.
+LRESULT OpenNamedFile(HWND frame, ServiceBlock* given)
+{
+    ServiceBlock fromMapping{};
+    SharedName shared;
+    ServiceBlock* block = given;
+    if (!block) {
+        shared.mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, CMO_Size, CMO_Name);
+        if (!shared.mapping) {
+            MessageBoxA(nullptr, "Cannot create file mapping", MAI_ProgramName, MB_OK);
+            return 0;
+        }
+        shared.view = static_cast<BYTE*>(MapViewOfFile(shared.mapping, FILE_MAP_ALL_ACCESS, 0, 0, CMO_Size));
+        if (!shared.view) {
+            MessageBoxA(nullptr, "Cannot map view of file", MAI_ProgramName, MB_OK);
+            return 0;
+        }
+        // The text lies behind the block; the sender's pointer means nothing here.
+        shared.view[CMO_Size - 1] = 0;
+        fromMapping.text = reinterpret_cast<LPSTR>(shared.view + CMO_TextAt);
+        memcpy(&fromMapping.formatId, shared.view + CMO_FormatIdAt, sizeof fromMapping.formatId);
+        block = &fromMapping;
+    }
+    if (!block->text) return 0;
+    OFSTRUCT found{};
+    found.cBytes = sizeof found;
+    if (OpenFile(block->text, &found, OF_EXIST) < 0) return 0;
+    block->row = block->formatId == -1 ? FMT_FromFileName(block->text) : FMT_FromId(block->formatId);
+    if (shared.view) memcpy(shared.view + CMO_RowAt, &block->row, sizeof block->row);
+    if (block->row == -1) return 0;
+    FIL_LoadRow = block->row;
+    return reinterpret_cast<LRESULT>(FIL_OpenDocument(frame, block->text, 0));
+}
+}  // namespace
+
+int MAI_IsService(UINT message)
+{
+    return message >= SVC_First && message <= SVC_Message(SVC_LastItem) &&
+           !IsUnassigned(static_cast<int>(message - SVC_First));
+}
+
+LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
+{
+    const int item = static_cast<int>(message - SVC_First);
+    auto* block = reinterpret_cast<ServiceBlock*>(lParam);
+    // Every service but 31 and those without arguments needs its block.
+    if (!block && item != SVC_OPEN_FILE && item != SVC_VERSION && item != SVC_CLIENT && item != SVC_ACTIVE &&
+        item != SVC_BATCH_ACTIVE && item != SVC_NOTHING && item != SVC_NEW_WINDOW && item != SVC_HOME &&
+        item != SVC_ZERO_45 && item != SVC_ZERO_46 && item != SVC_TRM_CLOSE && item != SVC_INF_INVALIDATE &&
+        item != SVC_QUERY_CLOSE_ALL)
+        return 0;
+    switch (item) {
+    case SVC_GET_ATTR:
+        return IMG_GetAttr(block->window, block->attribute);
+    case SVC_SET_ATTR:
+        IMG_SetAttr(block->window, block->attribute, block->value);
+        return 0;
+    case SVC_TEST_FLAG:
+        return IMG_TestFlag(block->window, static_cast<DWORD>(block->value));
+    case SVC_SET_FLAG:
+        IMG_SetFlag(block->window, static_cast<DWORD>(block->value), block->flag);
+        return 0;
+    case SVC_GET_DIB:
+        return reinterpret_cast<LRESULT>(IMG_GetDIB(block->window));
+    case SVC_GET_BITMAP:
+        return reinterpret_cast<LRESULT>(IMG_GetBitmap(block->window));
+    case SVC_GET_PALETTE:
+        return reinterpret_cast<LRESULT>(IMG_GetPalette(block->window));
+    case SVC_COPY_DIB:
+        return reinterpret_cast<LRESULT>(IMG_CopyDIB(block->window));
+    case SVC_COPY_BITMAP:
+        return reinterpret_cast<LRESULT>(IMG_CopyBitmap(block->window));
+    case SVC_COPY_PALETTE:
+        return reinterpret_cast<LRESULT>(IMG_CopyPalette(block->window));
+    case SVC_ATTACH_DIB:
+        IMG_AttachDIB(block->window, block->hDIB);
+        return 0;
+    case SVC_SET_IMAGE:
+        IMG_SetImage(block->window, block->hDIB);
+        WIN_UpdateScrollBars(block->window);
+        return 0;
+    case SVC_TRM_SET_RANGE:
+        TRM_SetRange(static_cast<WORD>(block->value), static_cast<WORD>(block->value2));
+        return 0;
+    case SVC_TRM_OPEN:
+        TRM_Open(block->window, block->text);
+        return 0;
+    case SVC_TRM_SET_TEXT:
+        TRM_SetText(block->text);
+        return 0;
+    case SVC_TRM_UPDATE:
+        TRM_Update(static_cast<WORD>(block->value));
+        return 0;
+    case SVC_TRM_CLOSE:
+        TRM_Close();
+        return 0;
+    case SVC_VERSION:
+        return SVC_InterfaceVersion;
+    case SVC_INF_PROGRESS:
+        INF_SetProgress(static_cast<WORD>(block->value), static_cast<WORD>(block->value2));
+        return 0;
+    case SVC_INF_SET_VALUE:
+    case SVC_INF_SET_VALUE_2:
+        // The information's attribute numbers are four times its fields' positions.
+        INF_SetValue(block->attribute / 4, static_cast<LONG>(block->value));
+        return 0;
+    case SVC_INF_SET_TEXT:
+        INF_SetText(block->attribute / 4, block->text);
+        return 0;
+    case SVC_INF_STEP:
+        INF_Step(static_cast<WORD>(block->value));
+        return 0;
+    case SVC_INF_INVALIDATE:
+        INF_Invalidate();
+        return 0;
+    case SVC_NEW_WINDOW:
+        return reinterpret_cast<LRESULT>(FIL_OpenDocument(frame, nullptr, 1));
+    case SVC_CLIENT:
+        return reinterpret_cast<LRESULT>(MAI_Client);
+    case SVC_OPEN_FILE:
+        return OpenNamedFile(frame, block);
+    case SVC_BATCH_ACTIVE:
+        return BAT_IsActive();
+    case SVC_ACTIVE:
+        return reinterpret_cast<LRESULT>(MAI_Active);
+    case SVC_SET_ABORT:
+        MSG_SetAbort(static_cast<int>(block->value));
+        return 0;
+    case SVC_FIT:
+        WIN_FitToImage(block->window, block->hDIB);
+        return 0;
+    case SVC_FROM_ID:
+        return FMT_FromId(block->formatId);
+    case SVC_GET_ID:
+        return block->row >= 0 && block->row <= FMT_LastIndex() ? FMT_GetId(block->row) : 0;
+    case SVC_GET_FORMAT:
+        return IMG_GetFormat(block->window);
+    case SVC_CURRENT_IDS:
+        block->value = FMT_GetId(FIL_LoadRow);
+        block->value2 = FMT_GetId(FIL_SaveRow);
+        return 0;
+    case SVC_EXTENSION: {
+        // The first three characters of the format's extension.
+        if (!block->text) return 0;
+        char extension[16] = "";
+        const int row = FMT_FromId(block->formatId);
+        if (row != -1) FMT_GetExtension(row, extension);
+        lstrcpynA(block->text, extension, 4);
+        return 0;
+    }
+    case SVC_QUERY_CLOSE_ALL:
+        return MAI_QueryCloseAll();
+    case SVC_CREATE_RECORD:
+        IMG_Create(block->window);
+        return 0;
+    case SVC_FROM_FILE_NAME:
+        return block->text ? FMT_FromFileName(block->text) : -1;
+    case SVC_CAN_LOAD:
+        return FMT_CanLoad(block->row);
+    case SVC_TEST_CAPABILITY:
+        return FMT_TestCapability(block->row, static_cast<int>(block->value), block->value2);
+    case SVC_MDI_CREATE:
+        return SendMessageA(MAI_Client, WM_MDICREATE, 0, block->value);
+    case SVC_IS_IMAGE_WINDOW:
+        return WIN_IsImageWindow(block->window);
+    case SVC_HOME:
+        return SetCurrentDirectoryA(MAI_HomeDir) ? 1 : 0;
+    default:
+        // 13, 45, 46, and the services whose subsystems answer them.
+        return 0;
+    }
+}

@@ -1,0 +1,53 @@
+// The user-interface utilities of the Win32 program: message boxes, the
+// yield inside long loops, the active image's depth and the wait cursor.
+#include "core/utilities.h"
+
+#include "core/app.h"
+#include "core/image_record.h"
+#include "platform/ui_hooks.h"
+
+HCURSOR MSG_WaitCursor;
+HCURSOR MSG_SavedCursor;
+
+int UTL_MessageBox(HWND owner, LPCSTR text, LPCSTR caption, UINT flags)
+{
+    // A box needs the mouse: a window holding the capture gets it back afterwards.
+    HWND captured = GetCapture();
+    if (captured) ReleaseCapture();
+    const int answer = MessageBoxA(owner, text, caption, flags);
+    if (captured && IsWindow(captured)) SetCapture(captured);
+    return answer;
+}
+
+int UTL_Yield()
+{
+    // Serves what waits; Escape pressed in the program's windows asks the
+    // running load or save to stop.
+    int goOn = 1;
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        if (msg.message == WM_QUIT) {
+            PostQuitMessage(static_cast<int>(msg.wParam));
+            return 0;
+        }
+        if (msg.message == WM_KEYDOWN && msg.wParam == VK_ESCAPE) {
+            goOn = 0;
+            continue;
+        }
+        TranslateMessage(&msg);
+        DispatchMessageA(&msg);
+    }
+    return goOn;
+}
+
+int UTL_ActiveImageBits()
+{
+    if (!MAI_Active || !IMG_GetRecord(MAI_Active)) return 0;
+    return static_cast<int>(IMG_GetAttr(MAI_Active, IA_BITS));
+}
+
+void MSG_LoadWaitCursor() { MSG_WaitCursor = LoadCursorA(nullptr, IDC_WAIT); }
+
+void UTL_BeginWait() { MSG_SavedCursor = SetCursor(MSG_WaitCursor); }
+
+void UTL_EndWait() { SetCursor(MSG_SavedCursor); }

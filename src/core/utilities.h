@@ -1,0 +1,18 @@
+// The program's side of the user-interface utilities: the wait cursor.
+// (UTL_MessageBox, UTL_Yield and UTL_ActiveImageBits are declared in
+// platform/ui_hooks.h; this program implements them in utilities.cpp.)
+#pragma once
+
+#include "platform/win32.h"
+
+// IDC_WAIT, loaded at start-up, and the cursor UTL_BeginWait replaced.
+extern HCURSOR MSG_WaitCursor;
+extern HCURSOR MSG_SavedCursor;
+
+// Loads the wait cursor (start-up).
+void MSG_LoadWaitCursor();
+// Shows the wait cursor, keeping the old one; not nesting: a second begin
+// overwrites the kept cursor.
+void UTL_BeginWait();
+// Puts the kept cursor back.
+void UTL_EndWait();

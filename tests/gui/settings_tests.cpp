@@ -1,0 +1,493 @@
+// The Settings dialog and the life of the settings in the real program: what
+// the dialog shows for what the profile store holds, and which values of the
+// "Core" section its OK and the end of the program write. The store is read
+// directly in the registry, as another program would see it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "driver.h"
+
+using namespace kvgui;
+
+namespace {
+
+const char kNoLogo[] = "/NOLOGO";
+const char kCoreKey[] = "Software\\Korvanta\\3.50\\Core";
+
+// Commands of the frame.
+const WPARAM kOpen = 257, kSettings = 263, kExit = 264;
+
+// Controls of the Settings dialog.
+const int kTiffMono = 304, kTiff16Colors = 305, kTiff256Colors = 306, kTiff16Bit = 307, kTiff24Bit = 308;
+const int kFlatCut = 309, kOptimizedCut = 310, kSaveDither = 311, kWarnColorLoss = 312, kKeepUndo = 324;
+const int kScreenBitmaps = 327, kStatusBars = 328, kStartup = 331, kColorMatch = 336, kDitherType = 337;
+const int kAlphaDisplay = 346, kThumbnails = 1018;
+
+// The filter list of the Open dialog.
+const int kFilterCombo = 1136;
+
+// Rows of the format table as the store names them.
+const char kBmpRow[] = "3", kDibRow[] = "7";
+
+const std::vector<std::string> kDithers = {
+    "Halftone", "QVD Fast", "Floyd-Steinberg", "Stucki", "Burkes", "Sierra", "Jarvis, Judice + Ninke",
+    "Stevenson + Arce",
+};
+
+// ---- the profile store ------------------------------------------------------------------------
+
+// The values of the Core section by name; a value that isn't a string shows
+// as "<type N>" so that it can't pass for one.
+using Store = std::map<std::string, std::string>;
+
+Store CoreValues()
+{
+    Store values;
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
+        return values;
+    for (DWORD i = 0;; ++i) {
+        char name[256] = {};
+        DWORD nameSize = sizeof name;
+        BYTE data[512] = {};
+        DWORD dataSize = sizeof data - 1;
+        DWORD type = 0;
+        if (RegEnumValueA(key, i, name, &nameSize, nullptr, &type, data, &dataSize) != ERROR_SUCCESS)
+            break;
+        if (type == REG_SZ) {
+            const std::string text(reinterpret_cast<const char*>(data), dataSize);
+            values[name] = text.substr(0, text.find('\0'));
+        } else {
+            values[name] = "<type " + std::to_string(type) + ">";
+        }
+    }
+    RegCloseKey(key);
+    return values;
+}
+
+// One value as the registry gives it to RegQueryValueExA; "<missing>" when absent.
+std::string CoreValue(const char* name)
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
+        return "<missing>";
+    char buffer[256] = {};
+    DWORD size = sizeof buffer - 1;
+    DWORD type = 0;
+    const bool found = RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) ==
+                       ERROR_SUCCESS;
+    RegCloseKey(key);
+    if (!found)
+        return "<missing>";
+    return type == REG_SZ ? std::string(buffer) : "<type " + std::to_string(type) + ">";
+}
+
+// A first start: the Core section is taken away with all it holds.
+void ClearCore()
+{
+    RegDeleteKeyA(HKEY_CURRENT_USER, kCoreKey);
+    HKEY key = nullptr;
+    ASSERT_NE(RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS)
+        << "the Core section is still there";
+}
+
+// A Core value as the program writes its own: decimal text.
+void PutCore(const char* name, const char* text)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                             static_cast<DWORD>(strlen(text) + 1)),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+// ---- the program --------------------------------------------------------------------------------
+
+// One run of the program without its logo.
+struct Session {
+    Program program;
+    HWND frame = nullptr;
+
+    Session()
+    {
+        if (program.Start(kNoLogo))
+            frame = program.WaitForFrame();
+    }
+
+    // Returns once the frame's thread is back in its message loop, so that
+    // whatever a command did after its dialog closed has been done.
+    void Settle() const
+    {
+        DWORD_PTR ignored = 0;
+        SendMessageTimeoutA(frame, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
+    }
+
+    // The Settings dialog when it has come up; 0 otherwise.
+    HWND WaitForSettings(DWORD timeoutMs = 10000) const
+    {
+        HWND dialog = WaitForOwnedWindow(frame, "#32770", timeoutMs);
+        if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
+            return nullptr;
+        return dialog;
+    }
+
+    // File, Settings... as the menu sends it.
+    HWND OpenSettings() const
+    {
+        PostMessageA(frame, WM_COMMAND, kSettings, 0);
+        return WaitForSettings();
+    }
+
+    // Ends a dialog by one of its buttons and waits until the command that
+    // showed it is over; false when the dialog didn't go.
+    bool CloseDialog(HWND dialog, int button) const
+    {
+        if (!PressButton(dialog, button) || !WaitForWindowGone(dialog, 10000))
+            return false;
+        Settle();
+        return true;
+    }
+
+    // File, Exit; true when the program ended with code 0.
+    bool Exit()
+    {
+        PostMessageA(frame, WM_COMMAND, kExit, 0);
+        DWORD code = 0xFFFFFFFF;
+        return program.WaitForExit(10000, &code) && code == 0;
+    }
+};
+
+std::string SelectedText(HWND dialog, int id)
+{
+    const std::vector<std::string> items = ComboItems(dialog, id);
+    const int at = ComboSelection(dialog, id);
+    return at >= 0 && at < static_cast<int>(items.size()) ? items[at] : "<none>";
+}
+
+bool Checked(HWND dialog, int id)
+{
+    return IsDlgButtonChecked(dialog, id) == BST_CHECKED;
+}
+
+// The filter the Open dialog starts on, that is the current load format; the
+// dialog is cancelled again.
+std::string OpenDialogFilter(const Session& run)
+{
+    PostMessageA(run.frame, WM_COMMAND, kOpen, 0);
+    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 15000);
+    if (!dialog)
+        return "<no Open dialog>";
+    const std::string filter = SelectedText(dialog, kFilterCombo);
+    EXPECT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+    return filter;
+}
+
+// ---- first start ---------------------------------------------------------------------------------
+
+TEST(SettingsDialog, FirstStartShowsDefaultsAndWritesOnlyTheFormatRowsAtExit)
+{
+    ClearCore();
+    Session run;
+    ASSERT_NE(run.frame, nullptr) << "no frame of " << KorvantaPath();
+    run.Settle();
+    // Loading writes nothing.
+    EXPECT_EQ(CoreValues(), Store{});
+
+    HWND dialog = run.OpenSettings();
+    ASSERT_NE(dialog, nullptr) << "no Settings dialog";
+    EXPECT_EQ(ComboItems(dialog, kScreenBitmaps),
+              (std::vector<std::string>{"Use on all images", "Don't use on 16-bit and 24-bit images",
+                                        "Don't use on any image"}));
+    EXPECT_EQ(ComboItems(dialog, kStatusBars),
+              (std::vector<std::string>{"No Status Bars", "System/Help Status Bar", "Local Status Bar",
+                                        "Show Both Status Bars"}));
+    EXPECT_EQ(ComboItems(dialog, kStartup),
+              (std::vector<std::string>{"No Startup Command", "Load Dialog", "Batch Facility"}));
+    EXPECT_EQ(ComboItems(dialog, kColorMatch), (std::vector<std::string>{"Best Match", "Halftone"}));
+    EXPECT_EQ(ComboItems(dialog, kDitherType), kDithers);
+    EXPECT_EQ(ComboItems(dialog, kAlphaDisplay),
+              (std::vector<std::string>{"No Alpha Channel", "Half Alpha Channel", "Full Alpha Channel",
+                                        "Stripe Alpha Channel"}));
+    // Every setting at its default.
+    EXPECT_EQ(ComboSelection(dialog, kScreenBitmaps), 0);
+    EXPECT_EQ(ComboSelection(dialog, kStatusBars), 3);
+    EXPECT_EQ(ComboSelection(dialog, kStartup), 0);
+    EXPECT_EQ(ComboSelection(dialog, kColorMatch), 1);
+    EXPECT_EQ(ComboSelection(dialog, kDitherType), 2);
+    EXPECT_EQ(ComboSelection(dialog, kAlphaDisplay), 3);
+    for (int id : {kTiffMono, kTiff16Colors, kTiff256Colors, kTiff16Bit, kTiff24Bit})
+        EXPECT_EQ(SelectedText(dialog, id), "PackBits") << "combo " << id;
+    EXPECT_TRUE(Checked(dialog, kKeepUndo));
+    EXPECT_TRUE(Checked(dialog, kFlatCut));
+    EXPECT_FALSE(Checked(dialog, kOptimizedCut));
+    EXPECT_FALSE(Checked(dialog, kSaveDither));
+    EXPECT_TRUE(Checked(dialog, kWarnColorLoss));
+    EXPECT_FALSE(Checked(dialog, kThumbnails));
+    ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+    EXPECT_EQ(CoreValues(), Store{});
+
+    // The load and save formats are the DIB row, and the end writes exactly them.
+    EXPECT_EQ(OpenDialogFilter(run), "DIB- Windows DIB");
+    ASSERT_TRUE(run.Exit());
+    EXPECT_EQ(CoreValues(), (Store{{"load_proc", kDibRow}, {"save_proc", kDibRow}}));
+}
+
+// ---- OK and Cancel -------------------------------------------------------------------------------
+
+TEST(SettingsDialog, OnlyDitherChangedWritesOnlyDitherTypeAndCancelWritesNothing)
+{
+    ClearCore();
+    {
+        Session run;
+        ASSERT_NE(run.frame, nullptr);
+        HWND dialog = run.OpenSettings();
+        ASSERT_NE(dialog, nullptr);
+        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
+        ASSERT_TRUE(PressButton(dialog, kKeepUndo));
+        ASSERT_TRUE(PressButton(dialog, kOptimizedCut));
+        ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+        EXPECT_EQ(CoreValues(), Store{});
+
+        // Cancel kept the settings in memory as they were, too.
+        dialog = run.OpenSettings();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(ComboSelection(dialog, kDitherType), 2);
+        EXPECT_TRUE(Checked(dialog, kKeepUndo));
+        EXPECT_TRUE(Checked(dialog, kFlatCut));
+        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
+        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        // OK wrote the one setting that changed, at once and as decimal text.
+        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
+
+        // An OK that changes nothing writes nothing more.
+        dialog = run.OpenSettings();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(SelectedText(dialog, kDitherType), "Sierra");
+        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
+
+        ASSERT_TRUE(run.Exit());
+        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
+    }
+    // The next start reads it back.
+    Session again;
+    ASSERT_NE(again.frame, nullptr);
+    HWND dialog = again.OpenSettings();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(ComboSelection(dialog, kDitherType), 5);
+    ASSERT_TRUE(again.CloseDialog(dialog, IDCANCEL));
+    ASSERT_TRUE(again.Exit());
+    EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
+}
+
+TEST(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
+{
+    ClearCore();
+    const Store written = {
+        {"screen_bitmaps", "2"}, {"status_wnd", "1"},       {"startup", "2"},
+        {"color_match", "0"},    {"dither_type", "7"},      {"alpha_display", "0"},
+        {"tif_1_bit_compression", "4"},                     {"keep_undo", "0"},
+        {"save_colorcut", "1"},  {"save_dither", "1"},      {"save_warn_colorloss", "0"},
+        {"want_thumbnail", "1"},
+    };
+    {
+        Session run;
+        ASSERT_NE(run.frame, nullptr);
+        HWND dialog = run.OpenSettings();
+        ASSERT_NE(dialog, nullptr);
+        ASSERT_TRUE(SelectComboItem(dialog, kScreenBitmaps, 2));
+        ASSERT_TRUE(SelectComboItem(dialog, kStatusBars, 1));
+        ASSERT_TRUE(SelectComboItem(dialog, kStartup, 2));
+        ASSERT_TRUE(SelectComboItem(dialog, kColorMatch, 0));
+        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 7));
+        ASSERT_TRUE(SelectComboItem(dialog, kAlphaDisplay, 0));
+        // "Group4" stands first in the Monochrome list and is compression 4.
+        ASSERT_EQ(ComboItems(dialog, kTiffMono), (std::vector<std::string>{"Group4", "PackBits"}));
+        ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
+        for (int id : {kKeepUndo, kOptimizedCut, kSaveDither, kWarnColorLoss, kThumbnails})
+            ASSERT_TRUE(PressButton(dialog, id)) << id;
+        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        EXPECT_EQ(CoreValues(), written);
+        ASSERT_TRUE(run.Exit());
+    }
+    Store afterExit = written;
+    afterExit["load_proc"] = kDibRow;
+    afterExit["save_proc"] = kDibRow;
+    EXPECT_EQ(CoreValues(), afterExit);
+
+    // startup 2 opens the batch facility at the next start; it is set back
+    // here so that this start shows only what the dialog reads.
+    PutCore("startup", "0");
+    Session again;
+    ASSERT_NE(again.frame, nullptr);
+    HWND dialog = again.OpenSettings();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(ComboSelection(dialog, kScreenBitmaps), 2);
+    EXPECT_EQ(ComboSelection(dialog, kStatusBars), 1);
+    EXPECT_EQ(ComboSelection(dialog, kStartup), 0);
+    EXPECT_EQ(ComboSelection(dialog, kColorMatch), 0);
+    EXPECT_EQ(ComboSelection(dialog, kDitherType), 7);
+    EXPECT_EQ(ComboSelection(dialog, kAlphaDisplay), 0);
+    EXPECT_EQ(SelectedText(dialog, kTiffMono), "Group4");
+    EXPECT_FALSE(Checked(dialog, kKeepUndo));
+    EXPECT_FALSE(Checked(dialog, kFlatCut));
+    EXPECT_TRUE(Checked(dialog, kOptimizedCut));
+    EXPECT_TRUE(Checked(dialog, kSaveDither));
+    EXPECT_FALSE(Checked(dialog, kWarnColorLoss));
+    EXPECT_TRUE(Checked(dialog, kThumbnails));
+    ASSERT_TRUE(again.CloseDialog(dialog, IDCANCEL));
+    ASSERT_TRUE(again.Exit());
+}
+
+// ---- TIFF compression ----------------------------------------------------------------------------
+
+TEST(SettingsDialog, TiffCombosOfferGroup4ForMonochromeAndPackBitsEverywhere)
+{
+    ClearCore();
+    PutCore("tif_1_bit_compression", "4");
+    Session run;
+    ASSERT_NE(run.frame, nullptr);
+    HWND dialog = run.OpenSettings();
+    ASSERT_NE(dialog, nullptr);
+    // "LZW" and "Group3" are never offered.
+    EXPECT_EQ(ComboItems(dialog, kTiffMono), (std::vector<std::string>{"Group4", "PackBits"}));
+    for (int id : {kTiff16Colors, kTiff256Colors, kTiff16Bit, kTiff24Bit})
+        EXPECT_EQ(ComboItems(dialog, id), std::vector<std::string>{"PackBits"}) << "combo " << id;
+    // The value is found by its name, not by its position in the list.
+    EXPECT_EQ(ComboSelection(dialog, kTiffMono), 0);
+    EXPECT_EQ(SelectedText(dialog, kTiffMono), "Group4");
+    // Choosing "PackBits", second in the list, stores compression 1.
+    ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 1));
+    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "1"}}));
+
+    // And "Group4", first in the list, stores compression 4.
+    dialog = run.OpenSettings();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(SelectedText(dialog, kTiffMono), "PackBits");
+    ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
+    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "4"}}));
+    ASSERT_TRUE(run.Exit());
+}
+
+TEST(SettingsDialog, StoredLzwCompressionReadsBackAsPackBits)
+{
+    ClearCore();
+    PutCore("tif_8_bit_compression", "0");
+    for (int start = 0; start < 2; ++start) {
+        Session run;
+        ASSERT_NE(run.frame, nullptr);
+        HWND dialog = run.OpenSettings();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(ComboSelection(dialog, kTiff256Colors), 0) << "start " << start;
+        EXPECT_EQ(SelectedText(dialog, kTiff256Colors), "PackBits") << "start " << start;
+        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        // The 0 became 1 when it was loaded, so OK finds nothing changed and
+        // leaves the stored text as it was: each start reads it as 1 again.
+        EXPECT_EQ(CoreValues(), (Store{{"tif_8_bit_compression", "0"}})) << "start " << start;
+        ASSERT_TRUE(run.Exit());
+        EXPECT_EQ(CoreValue("tif_8_bit_compression"), "0") << "start " << start;
+    }
+}
+
+// ---- keys the dialog no longer edits -------------------------------------------------------------
+
+TEST(SettingsDialog, OkStoresZeroForAnOldMetafilePaletteAndKeepsMetafileSize)
+{
+    ClearCore();
+    PutCore("metafile_pal", "1");
+    PutCore("metafile_size", "250");
+    Session run;
+    ASSERT_NE(run.frame, nullptr);
+    HWND dialog = run.OpenSettings();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(GetDlgItem(dialog, 338), nullptr);
+    EXPECT_EQ(GetDlgItem(dialog, 318), nullptr);
+    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    EXPECT_EQ(CoreValues(), (Store{{"metafile_pal", "0"}, {"metafile_size", "250"}}));
+    ASSERT_TRUE(run.Exit());
+}
+
+// ---- the current formats ------------------------------------------------------------------------
+
+TEST(SettingsDialog, FormatRowsThatCantServeFallBackToTheDibRow)
+{
+    struct Case {
+        const char* loadProc;
+        const char* saveProc;
+        const char* filter;  // the Open dialog's first filter
+        const char* loadAtExit;
+        const char* saveAtExit;
+    };
+    const Case cases[] = {
+        // Beyond the table, as after a format module has gone.
+        {"99", kBmpRow, "DIB- Windows DIB", kDibRow, kBmpRow},
+        {kBmpRow, "99", "BMP- Windows Bitmap", kBmpRow, kDibRow},
+        // Rows that exist but can't load (EPS) or can't save (CLP).
+        {"8", "4", "DIB- Windows DIB", kDibRow, kDibRow},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string("load_proc ") + c.loadProc + ", save_proc " + c.saveProc);
+        ClearCore();
+        PutCore("load_proc", c.loadProc);
+        PutCore("save_proc", c.saveProc);
+        Session run;
+        ASSERT_NE(run.frame, nullptr);
+        EXPECT_EQ(OpenDialogFilter(run), c.filter);
+        // Without a message: no other window of the program came up.
+        EXPECT_EQ(TopLevelWindows(run.program.Pid(), "#32770").size(), 0u);
+        ASSERT_TRUE(run.Exit());
+        EXPECT_EQ(CoreValues(), (Store{{"load_proc", c.loadAtExit}, {"save_proc", c.saveAtExit}}));
+    }
+}
+
+// ---- the keyboard --------------------------------------------------------------------------------
+
+// Presses keys as the user does, in order, then lets them go in reverse order.
+bool PressKeys(const std::vector<WORD>& keys)
+{
+    std::vector<INPUT> inputs;
+    for (WORD key : keys) {
+        INPUT down{};
+        down.type = INPUT_KEYBOARD;
+        down.ki.wVk = key;
+        inputs.push_back(down);
+    }
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+        INPUT up{};
+        up.type = INPUT_KEYBOARD;
+        up.ki.wVk = *key;
+        up.ki.dwFlags = KEYEVENTF_KEYUP;
+        inputs.push_back(up);
+    }
+    for (INPUT& input : inputs) {
+        if (SendInput(1, &input, sizeof input) != 1)
+            return false;
+        Sleep(30);
+    }
+    return true;
+}
+
+TEST(SettingsDialog, CtrlSOpensSettings)
+{
+    ClearCore();
+    Session run;
+    ASSERT_NE(run.frame, nullptr);
+    SetForegroundWindow(run.frame);
+    run.Settle();
+    ASSERT_TRUE(PressKeys({VK_CONTROL, 'S'}));
+    // Settings, not Save: without an image Save would say "There is no image to save".
+    HWND dialog = run.WaitForSettings();
+    ASSERT_NE(dialog, nullptr) << "Ctrl+S brought no Settings dialog";
+    ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+    ASSERT_TRUE(run.Exit());
+}
+
+}  // namespace
