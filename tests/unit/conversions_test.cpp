@@ -1,0 +1,257 @@
+// The Colors menu on a document held without a window: which commands the
+// menu offers at each depth, the depth a document claims afterwards, the
+// 16-bit shortcuts, the colour flag, and how a caller bringing an image to a
+// depth picks the reduction.
+#include "cli/headless.h"
+#include "colour/conversions.h"
+#include "colour/median_cut.h"
+#include "core/settings.h"
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+typedef std::vector<BYTE> Bytes;
+
+// A DIB of width x 1 whose pixels are the given bytes (padded), with a table.
+HGLOBAL Dib(LONG width, int bits, const Bytes& table, const Bytes& pixels)
+{
+    const DWORD stride = ((width * bits + 31) / 32) * 4;
+    BITMAPINFOHEADER h = {sizeof h, width, 1, 1, static_cast<WORD>(bits), BI_RGB, stride, 0, 0,
+                          static_cast<DWORD>(table.size() / 4), static_cast<DWORD>(table.size() / 4)};
+    HGLOBAL mem = GlobalAlloc(GHND, sizeof h + table.size() + stride);
+    BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
+    memcpy(p, &h, sizeof h);
+    if (!table.empty()) memcpy(p + sizeof h, table.data(), table.size());
+    memcpy(p + sizeof h + table.size(), pixels.data(), pixels.size() < stride ? pixels.size() : stride);
+    GlobalUnlock(mem);
+    return mem;
+}
+
+BITMAPINFOHEADER HeaderOf(HGLOBAL mem)
+{
+    BITMAPINFOHEADER h;
+    memcpy(&h, GlobalLock(mem), sizeof h);
+    GlobalUnlock(mem);
+    return h;
+}
+
+Bytes PixelsOf(HGLOBAL mem)
+{
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
+    BITMAPINFOHEADER h;
+    memcpy(&h, p, sizeof h);
+    const BYTE* px = p + h.biSize + 4 * h.biClrUsed;
+    Bytes out(px, px + h.biSizeImage);
+    GlobalUnlock(mem);
+    return out;
+}
+
+RGBQUAD Entry(HGLOBAL mem, int i)
+{
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
+    RGBQUAD q;
+    memcpy(&q, p + 40 + 4 * i, 4);
+    GlobalUnlock(mem);
+    return q;
+}
+
+// Two pixels of one colour, (200, 100, 50), 24 bits.
+HGLOBAL Rust24() { return Dib(2, 24, {}, {50, 100, 200, 50, 100, 200}); }
+
+class ColourDocumentTest : public ::testing::Test {
+protected:
+    ColourDocument doc = {nullptr, 0, 1};
+    void SetUp() override
+    {
+        SET_Reset();
+        HDL_ClearBoxes();
+        CLR_SetCutProgress(0);
+    }
+    void TearDown() override
+    {
+        if (doc.dib) GlobalFree(doc.dib);
+        CLR_SetCutProgress(1);
+        EXPECT_TRUE(HDL_Boxes().empty());
+    }
+    void Hold(HGLOBAL dib, int bits, int color)
+    {
+        if (doc.dib) GlobalFree(doc.dib);
+        doc = {dib, bits, color};
+    }
+};
+
+TEST(ColourCommands, MenuOffersEachCommandByTheClaimedDepth)
+{
+    // Rows: command; columns: bits 1, 4, 8, 16, 24, 32.
+    const struct {
+        int command;
+        int offered[6];
+    } rows[] = {
+        {1280, {1, 1, 1, 1, 1, 1}}, {1281, {1, 1, 1, 1, 1, 1}}, {1809, {0, 1, 1, 1, 1, 1}},
+        {1810, {0, 1, 1, 1, 1, 1}}, {1824, {1, 0, 0, 0, 0, 0}}, {1825, {0, 0, 1, 1, 1, 1}},
+        {1826, {0, 0, 1, 1, 1, 1}}, {1827, {0, 0, 1, 1, 1, 1}}, {1828, {0, 0, 1, 1, 1, 1}},
+        {1840, {1, 1, 0, 0, 0, 0}}, {1841, {0, 0, 0, 1, 1, 1}}, {1842, {0, 0, 0, 1, 1, 1}},
+        {1843, {0, 0, 0, 1, 1, 1}}, {1844, {0, 0, 0, 1, 1, 1}}, {1856, {1, 1, 1, 0, 0, 0}},
+        {1857, {0, 0, 0, 0, 1, 1}}, {1858, {0, 0, 0, 0, 1, 1}}, {1872, {0, 0, 0, 0, 0, 1}},
+        {1873, {1, 1, 1, 1, 0, 0}}, {1878, {1, 1, 1, 1, 1, 0}}, {1879, {1, 1, 1, 1, 1, 0}},
+    };
+    const int depths[6] = {1, 4, 8, 16, 24, 32};
+    for (auto& row : rows)
+        for (int i = 0; i < 6; i++)
+            EXPECT_EQ(row.offered[i], CLR_CommandEnabled(row.command, depths[i]))
+                << row.command << " at " << depths[i] << " bits";
+    EXPECT_EQ(0, CLR_CommandEnabled(1811, 24));
+}
+
+TEST_F(ColourDocumentTest, SixteenBitDocumentRaisedTo24Or32OnlyClaimsTheDepth)
+{
+    HGLOBAL dib = Rust24();
+    Hold(dib, 16, 1);
+    EXPECT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_24BIT_INCREASE));
+    EXPECT_EQ(dib, doc.dib);
+    EXPECT_EQ(24, doc.bits);
+    Hold(Rust24(), 16, 1);
+    dib = doc.dib;
+    ColourChange change;
+    ASSERT_EQ(1, CLR_DocCommand(&doc, CLR_CMD_32BIT_OPAQUE, &change));
+    EXPECT_EQ(nullptr, change.dib) << "no new DIB, so no undo image either";
+    EXPECT_EQ(32, change.bits);
+    CLR_ApplyChange(&doc, &change);
+    EXPECT_EQ(dib, doc.dib);
+    EXPECT_EQ(24, HeaderOf(doc.dib).biBitCount);
+}
+
+TEST_F(ColourDocumentTest, ThirtyTwoBitTransparentAndOpaqueFromTwentyFour)
+{
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_32BIT_TRANSPARENT));
+    EXPECT_EQ(32, doc.bits);
+    EXPECT_EQ((Bytes{50, 100, 200, 0, 50, 100, 200, 0}), PixelsOf(doc.dib));
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_32BIT_OPAQUE));
+    EXPECT_EQ((Bytes{50, 100, 200, 255, 50, 100, 200, 255}), PixelsOf(doc.dib));
+}
+
+TEST_F(ColourDocumentTest, GrayClaims8FromDeepImagesAndKeepsShallowDepths)
+{
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
+    EXPECT_EQ(8, doc.bits);
+    EXPECT_EQ(0, doc.color);
+    EXPECT_EQ(8, HeaderOf(doc.dib).biBitCount);
+    Hold(Dib(2, 8, {0, 0, 255, 0, 255, 0, 0, 0}, {0, 1}), 8, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
+    EXPECT_EQ(8, doc.bits);
+    Hold(Dib(2, 4, {0, 0, 255, 0, 255, 0, 0, 0}, {0x01}), 4, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
+    EXPECT_EQ(4, doc.bits);
+    EXPECT_EQ(4, HeaderOf(doc.dib).biBitCount);
+}
+
+TEST_F(ColourDocumentTest, OptimizedCutClaims4Or8AndAGrayPaletteTurnsTheImageGray)
+{
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));
+    EXPECT_EQ(4, doc.bits);
+    EXPECT_EQ(1, doc.color);
+    RGBQUAD e = Entry(doc.dib, 0);
+    EXPECT_EQ(200, e.rgbRed);
+    EXPECT_EQ(96, e.rgbGreen);
+    EXPECT_EQ(48, e.rgbBlue);
+    Hold(Rust24(), 32, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_256_OPTIMIZED_DITHER));
+    EXPECT_EQ(8, doc.bits);
+    EXPECT_EQ(256u, HeaderOf(doc.dib).biClrUsed);
+    // Only grays in the image: every entry is gray, so the document turns gray.
+    Hold(Dib(2, 24, {}, {90, 90, 90, 200, 200, 200}), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));
+    EXPECT_EQ(0, doc.color);
+}
+
+TEST_F(ColourDocumentTest, FlatCutToMonochromeIsGrayAndDecreaseTo24DropsTheFourthByte)
+{
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_MONO_FLAT));
+    EXPECT_EQ(1, doc.bits);
+    EXPECT_EQ(0, doc.color);
+    Hold(Dib(1, 32, {}, {1, 2, 3, 4}), 32, 1);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_24BIT_DECREASE));
+    EXPECT_EQ(24, doc.bits);
+    EXPECT_EQ(1, doc.color);
+    EXPECT_EQ((Bytes{1, 2, 3, 0}), PixelsOf(doc.dib));
+}
+
+TEST_F(ColourDocumentTest, ColorSetsOnlyTheFlagAndUnofferedCommandsChangeNothing)
+{
+    HGLOBAL dib = Dib(2, 4, Bytes(64, 0), {0x01});
+    Hold(dib, 4, 0);
+    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_COLOR));
+    EXPECT_EQ(dib, doc.dib);
+    EXPECT_EQ(1, doc.color);
+    EXPECT_EQ(4, doc.bits);
+    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));   // a 4-bit source never reaches the cut
+    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_16_INCREASE));    // not below 4
+    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_256_OPTIMIZED));  // nor a paletted one the 256 cut
+    EXPECT_EQ(dib, doc.dib);
+    EXPECT_EQ(4, doc.bits);
+}
+
+TEST_F(ColourDocumentTest, BringingToADepthPicksTheReductionByTheRules)
+{
+    // Optimized Cut asked, but monochrome and 16-bit targets take Flat Cut.
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 1, 1, 0, CLR_RULE_BATCH));
+    EXPECT_EQ(1, HeaderOf(doc.dib).biBitCount);
+    EXPECT_EQ(255, Entry(doc.dib, 1).rgbGreen);
+    Hold(Rust24(), 24, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 16, 1, 0, CLR_RULE_BATCH));
+    EXPECT_EQ(16, doc.bits);
+    EXPECT_EQ((Bytes{48, 96, 200, 48, 96, 200, 0, 0}), PixelsOf(doc.dib));
+    // 16 colours from 8 bits: the cut's own palette, not the fixed one.
+    Hold(Dib(2, 8, {50, 100, 200, 0}, {0, 0}), 8, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 4, 1, 1, CLR_RULE_BATCH));
+    EXPECT_EQ(4, doc.bits);
+    EXPECT_EQ(96, Entry(doc.dib, 0).rgbGreen);
+    // 24 from 32 has no palette: the fourth byte goes, the image stays 24 bits.
+    Hold(Dib(1, 32, {}, {1, 2, 3, 4}), 32, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 24, 1, 1, CLR_RULE_BATCH));
+    EXPECT_EQ(24, doc.bits);
+    EXPECT_EQ((Bytes{1, 2, 3, 0}), PixelsOf(doc.dib));
+    Hold(Dib(1, 32, {}, {1, 2, 3, 4}), 32, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 24, 1, 1, CLR_RULE_SAVE));
+    EXPECT_EQ((Bytes{1, 2, 3, 0}), PixelsOf(doc.dib));
+    // Deeper targets raise the image opaque; the same depth changes nothing.
+    Hold(Dib(1, 4, {1, 2, 3, 0}, {0}), 4, 1);
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 32, 0, 0, CLR_RULE_BATCH));
+    EXPECT_EQ((Bytes{1, 2, 3, 255}), PixelsOf(doc.dib));
+    HGLOBAL same = doc.dib;
+    ASSERT_EQ(1, CLR_ConvertDocument(&doc, 32, 1, 1, CLR_RULE_BATCH));
+    EXPECT_EQ(same, doc.dib);
+}
+
+TEST_F(ColourDocumentTest, ApplyingAPaletteOfGraysOrNoEntriesTurnsTheDocumentGray)
+{
+    Hold(Rust24(), 24, 1);
+    ColourChange change = {Dib(2, 8, {7, 7, 7, 0, 9, 9, 9, 0}, {0, 1}), 8, CLR_COLOR_KEEP};
+    CLR_ApplyChange(&doc, &change);
+    EXPECT_EQ(0, doc.color);
+    doc.color = 1;
+    change = {Dib(2, 4, {}, {0x01}), 4, CLR_COLOR_KEEP};  // biClrUsed 0: nothing to the contrary
+    CLR_ApplyChange(&doc, &change);
+    EXPECT_EQ(0, doc.color);
+    doc.color = 1;
+    change = {Dib(2, 8, {7, 7, 7, 0, 9, 8, 9, 0}, {0, 1}), 8, CLR_COLOR_KEEP};
+    CLR_ApplyChange(&doc, &change);
+    EXPECT_EQ(1, doc.color);
+    change = {Dib(1, 24, {}, {5, 5, 5}), 24, CLR_COLOR_KEEP};  // only palettes are looked at
+    CLR_ApplyChange(&doc, &change);
+    EXPECT_EQ(1, doc.color);
+    EXPECT_EQ(24, doc.bits);
+}
+
+}  // namespace

@@ -1,0 +1,371 @@
+// Optimized Cut: whole reductions compared byte for byte with the files that
+// tests/data/colour/mc_make_expected.py derives from the cut's rules, and
+// small images worked out by hand for the rules that decide the palette: the
+// axis ties, the reversed order of equal values, the median walk, the means,
+// the list order, the memory failures.
+#include "cli/headless.h"
+#include "colour/colour_switches.h"
+#include "colour/median_cut.h"
+#include "colour/median_cut_state.h"
+#include "core/settings.h"
+#include "colour_fixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+using colourtest::BlockFrom;
+using colourtest::Bytes;
+using colourtest::Rgb;
+
+// The bytes a packed DIB is made of by its header: header, table, pixels.
+Bytes BytesOf(HGLOBAL mem)
+{
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
+    BITMAPINFOHEADER h;
+    memcpy(&h, p, sizeof h);
+    Bytes out(p, p + h.biSize + 4 * h.biClrUsed + h.biSizeImage);
+    GlobalUnlock(mem);
+    return out;
+}
+
+HGLOBAL DibBlock24(const std::vector<std::vector<Rgb>>& rows) { return BlockFrom(colourtest::Dib24(rows)); }
+
+// One 24-bit row holding each colour `count` times.
+HGLOBAL Row24(const std::vector<std::pair<Rgb, int>>& colours)
+{
+    std::vector<Rgb> row;
+    for (auto& c : colours) row.insert(row.end(), c.second, c.first);
+    return DibBlock24({row});
+}
+
+struct Cut {
+    Bytes bytes;  // empty when the cut failed
+    const BITMAPINFOHEADER* header() const { return reinterpret_cast<const BITMAPINFOHEADER*>(bytes.data()); }
+    Rgb entry(int i) const
+    {
+        const BYTE* q = bytes.data() + 40 + 4 * i;
+        EXPECT_EQ(0, q[3]);
+        return Rgb{q[2], q[1], q[0]};
+    }
+    const BYTE* pixels() const { return bytes.data() + 40 + 4 * header()->biClrUsed; }
+};
+
+Cut RunCut(HGLOBAL source, int count, int dither)
+{
+    CLR_SetCutDither(dither);
+    CLR_SetCutProgress(0);
+    HGLOBAL out = nullptr;
+    Cut cut;
+    if (CLR_MedianCut(source, &out, count)) {
+        EXPECT_EQ(0u, GlobalFlags(out) & 0xFF) << "the result comes back unlocked";
+        cut.bytes = BytesOf(out);
+        GlobalFree(out);
+    } else {
+        EXPECT_EQ(nullptr, out);
+    }
+    GlobalFree(source);
+    return cut;
+}
+
+void ExpectEntry(const Cut& cut, int i, BYTE r, BYTE g, BYTE b)
+{
+    Rgb e = cut.entry(i);
+    EXPECT_EQ(r, e.r) << "entry " << i;
+    EXPECT_EQ(g, e.g) << "entry " << i;
+    EXPECT_EQ(b, e.b) << "entry " << i;
+}
+
+// Refuses the n-th allocation of one kind (counting from 1), allows the rest.
+int refuseKind = -1, refuseAt = 0, seenOfKind = 0;
+int RefuseNth(int kind, SIZE_T)
+{
+    if (kind != refuseKind) return 1;
+    return ++seenOfKind != refuseAt;
+}
+struct Refusal {
+    Refusal(int kind, int nth)
+    {
+        refuseKind = kind;
+        refuseAt = nth;
+        seenOfKind = 0;
+        CLR_CutSetMemoryGate(RefuseNth);
+        HDL_ClearBoxes();
+    }
+    ~Refusal() { CLR_CutSetMemoryGate(nullptr); }
+};
+
+class OptimizedCut : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SET_Reset();  // Floyd-Steinberg with the match cache
+        HDL_ClearBoxes();
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(0u, CLR_CutWorkingBytes()) << "working memory left behind";
+        CLR_SetCutProgress(1);
+        CLR_SetCutDither(0);
+    }
+};
+
+TEST_F(OptimizedCut, MatchesTheReferenceFiles)
+{
+    const char* names[] = {"bw_16", "bw_256", "bw_16_fs", "one_16", "one_256", "one_256_fs", "primaries_16",
+                           "primaries_256", "primaries_16_fs", "gradient_16", "gradient_256", "gradient_16_fs",
+                           "gradient_256_fs", "noise_16", "noise_256", "noise_16_fs", "noise_256_fs", "noisebig_16",
+                           "noisebig_256", "noisebig_16_fs", "noisebig_256_fs", "noise32_16", "noise32_256",
+                           "noise32_16_fs", "pal8_16", "pal8_16_fs", "column_16", "column_16_fs", "gray_16",
+                           "gray_256", "gray_16_fs"};
+    for (const char* name : names) {
+        std::string n = name;
+        bool dither = n.size() > 3 && n.compare(n.size() - 3, 3, "_fs") == 0;
+        std::string base = n.substr(0, n.find('_'));
+        int count = atoi(n.c_str() + base.size() + 1);
+        Bytes input = ReadWholeFile(DataPath("colour/mc_" + base + ".dib"));
+        Bytes expected = ReadWholeFile(DataPath("colour/mc_" + n + ".dib"));
+        ASSERT_FALSE(input.empty() || expected.empty()) << name;
+        HGLOBAL source = BlockFrom(input);
+        CLR_SetCutDither(dither);
+        CLR_SetCutProgress(0);
+        HGLOBAL out = nullptr;
+        ASSERT_EQ(1, CLR_MedianCut(source, &out, count)) << name;
+        EXPECT_EQ(expected, BytesOf(out)) << name;
+        EXPECT_EQ(input, BytesOf(source)) << name << ": the source is left alone";
+        GlobalFree(out);
+        GlobalFree(source);
+    }
+    EXPECT_TRUE(HDL_Boxes().empty());
+}
+
+TEST_F(OptimizedCut, BlackAndWhiteTo16PutsWhiteFirstAndLeavesFourteenBlack)
+{
+    Cut cut = RunCut(DibBlock24({{{0, 0, 0}, {255, 255, 255}, {255, 255, 255}}}), 16, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    EXPECT_EQ(4, cut.header()->biBitCount);
+    EXPECT_EQ(16u, cut.header()->biClrUsed);
+    EXPECT_EQ(16u, cut.header()->biClrImportant);
+    EXPECT_EQ(4u, cut.header()->biSizeImage);
+    ExpectEntry(cut, 0, 248, 248, 248);  // a tie of widths puts the inserted box first
+    for (int i = 1; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
+    EXPECT_EQ(0x10, cut.pixels()[0]);
+    EXPECT_EQ(0x00, cut.pixels()[1]);
+    EXPECT_EQ(0x00, cut.pixels()[2]);
+    EXPECT_EQ(0x00, cut.pixels()[3]);
+}
+
+TEST_F(OptimizedCut, OneColourIsItsFiveBitValueTimesEightAndLowBitsMerge)
+{
+    // (255, 7, 130) and (251, 0, 135) share their top five bits: one colour.
+    Cut cut = RunCut(Row24({{{255, 7, 130}, 2}, {{251, 0, 135}, 1}}), 256, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    EXPECT_EQ(8, cut.header()->biBitCount);
+    EXPECT_EQ(256u, cut.header()->biClrUsed);
+    ExpectEntry(cut, 0, 248, 0, 128);
+    for (int i = 1; i < 256; i++) ExpectEntry(cut, i, 0, 0, 0);
+    EXPECT_EQ(0, memcmp(cut.pixels(), "\0\0\0\0", 4));
+}
+
+TEST_F(OptimizedCut, EqualRangesSplitAlongBlueThenGreenBeforeRed)
+{
+    // Red and green both span 31: the cut runs along green, sorted (248,0,0),
+    // (120,120,0), (0,248,0); the walk stops at the second colour.
+    Cut rg = RunCut(Row24({{{0, 248, 0}, 1}, {{248, 0, 0}, 1}, {{120, 120, 0}, 1}}), 2, 0);
+    ASSERT_FALSE(rg.bytes.empty());
+    ExpectEntry(rg, 0, 56, 184, 0);  // mean of (15,15,0) and (0,31,0) in five-bit units
+    ExpectEntry(rg, 1, 248, 0, 0);
+    EXPECT_EQ(0x01, rg.pixels()[0]);
+    EXPECT_EQ(0x00, rg.pixels()[1]);
+    // Green and blue both span 31: blue wins.
+    Cut gb = RunCut(Row24({{{0, 248, 0}, 1}, {{0, 0, 248}, 1}, {{0, 120, 120}, 1}}), 2, 0);
+    ASSERT_FALSE(gb.bytes.empty());
+    ExpectEntry(gb, 0, 0, 56, 184);
+    ExpectEntry(gb, 1, 0, 248, 0);
+    EXPECT_EQ(0x10, gb.pixels()[0]);
+    EXPECT_EQ(0x00, gb.pixels()[1]);
+}
+
+TEST_F(OptimizedCut, EqualValuesOnTheAxisSortInReverseOrder)
+{
+    // Along red, (248,8,0) and (248,16,0) tie and come out reversed: the walk
+    // meets (248,16,0) x3 first and stops there, so (248,8,0) joins it above.
+    Cut cut = RunCut(Row24({{{0, 0, 0}, 1}, {{248, 8, 0}, 1}, {{248, 16, 0}, 3}}), 2, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    ExpectEntry(cut, 0, 248, 8, 0);  // green (2*3 + 1) / 4 = 1, truncated
+    ExpectEntry(cut, 1, 0, 0, 0);
+    EXPECT_EQ(0x10, cut.pixels()[0]);
+    EXPECT_EQ(0x00, cut.pixels()[1]);
+    EXPECT_EQ(0x00, cut.pixels()[2]);
+}
+
+TEST_F(OptimizedCut, DominantFirstColourNeverStopsTheWalk)
+{
+    // Black holds 10 of 12 pixels yet stays alone in the lower box; the next
+    // colour stops the walk.
+    Cut cut = RunCut(Row24({{{0, 0, 0}, 10}, {{8, 0, 0}, 1}, {{16, 0, 0}, 1}}), 2, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    ExpectEntry(cut, 0, 8, 0, 0);  // (1 + 2) / 2 = 1
+    ExpectEntry(cut, 1, 0, 0, 0);
+    const BYTE expected[8] = {0x11, 0x11, 0x11, 0x11, 0x11, 0x00, 0, 0};
+    EXPECT_EQ(0, memcmp(expected, cut.pixels(), 8));
+}
+
+TEST_F(OptimizedCut, FewerColoursThanAskedGiveEachItsOwnEntry)
+{
+    Cut cut = RunCut(Row24({{{255, 0, 0}, 1}, {{0, 0, 255}, 1}, {{0, 255, 0}, 1}, {{255, 255, 255}, 2}}), 16, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    // One list order the rules give: white first (widths tie at 0 and each
+    // box goes before the first with no more pixels), then the others.
+    std::vector<std::vector<int>> seen;
+    for (int i = 0; i < 4; i++) seen.push_back({cut.entry(i).r, cut.entry(i).g, cut.entry(i).b});
+    std::vector<std::vector<int>> expected = {{248, 248, 248}, {0, 248, 0}, {248, 0, 0}, {0, 0, 248}};
+    EXPECT_EQ(expected, seen);
+    for (int i = 4; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
+    const BYTE pixels[4] = {0x23, 0x10, 0x00, 0};
+    EXPECT_EQ(0, memcmp(pixels, cut.pixels(), 4));
+}
+
+TEST_F(OptimizedCut, MapRestoredForEveryColourAndUnseenColoursGiveZero)
+{
+    CLR_SetCutProgress(0);
+    const RGBQUAD none[1] = {};
+    const BYTE seen[12] = {0, 0, 0, 0, 0, 248, 0, 248, 248, 248, 248, 248};  // black, red, yellow, white
+    ASSERT_EQ(1, CLR_CutBegin());
+    ASSERT_EQ(1, CLR_CutAddImage(seen, none, 4, 1, 24));
+    RGBQUAD table[16] = {};
+    ASSERT_EQ(4, CLR_CutMakePalette(table, 16));
+    // Map another image: white, a colour never counted, red, black, yellow.
+    const BYTE other[16] = {255, 255, 255, 10, 200, 30, 0, 0, 255, 7, 7, 7};
+    const BYTE other2[4] = {0, 255, 255, 0};
+    BYTE line[20] = {};
+    memcpy(line, other, 12);
+    memcpy(line + 12, other2, 3);
+    BYTE out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
+    CLR_CutMapPixels(line, out, 5, 1, 24, 4, none);
+    BYTE index[4] = {};
+    for (int i = 0; i < 4; i++) {
+        const RGBQUAD& q = table[i];
+        int which = q.rgbRed ? (q.rgbGreen ? (q.rgbBlue ? 0 : 1) : 2) : 3;  // white, yellow, red, black
+        index[which] = static_cast<BYTE>(i);
+    }
+    EXPECT_EQ((index[0] << 4) | 0, out[0]);
+    EXPECT_EQ((index[2] << 4) | index[3], out[1]);
+    EXPECT_EQ(index[1] << 4, out[2]);
+    CLR_CutEnd();
+}
+
+TEST_F(OptimizedCut, PalettedSourceTo16WritesNibbles)
+{
+    // An 8-bit source of 3x1: black, white, red through a three-entry table.
+    Bytes bytes = colourtest::DibIndexed(8, {{255, 0, 0}, {255, 255, 255}, {0, 0, 0}}, {{2, 1, 0}});
+    Cut cut = RunCut(BlockFrom(bytes), 16, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    EXPECT_EQ(4, cut.header()->biBitCount);
+    ExpectEntry(cut, 0, 248, 248, 248);
+    ExpectEntry(cut, 1, 0, 0, 0);
+    ExpectEntry(cut, 2, 248, 0, 0);
+    EXPECT_EQ(0x10, cut.pixels()[0]);
+    EXPECT_EQ(0x20, cut.pixels()[1]);
+}
+
+TEST_F(OptimizedCut, LaterBoxRefusedKeepsAValidPaletteWithFewerColours)
+{
+    auto image = [] { return Row24({{{0, 0, 0}, 1}, {{248, 0, 0}, 1}, {{248, 248, 0}, 1}}); };
+    {
+        Refusal refuse(CUT_MEM_BOX, 3);  // the second split's box
+        Cut cut = RunCut(image(), 16, 0);
+        ASSERT_FALSE(cut.bytes.empty());
+        ASSERT_EQ(1u, HDL_Boxes().size());
+        EXPECT_EQ("Not enough memory to perform full color reduction", HDL_Boxes()[0].text);
+        EXPECT_EQ(16u, cut.header()->biClrUsed);
+        ExpectEntry(cut, 0, 120, 120, 0);
+        ExpectEntry(cut, 1, 248, 0, 0);
+        for (int i = 2; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
+        EXPECT_EQ(0x01, cut.pixels()[0]);
+        EXPECT_EQ(0x00, cut.pixels()[1]);
+    }
+    {
+        // With dither the left-over black entries take part: black finds entry
+        // 2 (the first exact match), and (248,248,0) is nearer (248,0,0).
+        Refusal refuse(CUT_MEM_BOX, 3);
+        Cut cut = RunCut(image(), 16, 1);
+        ASSERT_FALSE(cut.bytes.empty());
+        EXPECT_EQ(0x21, cut.pixels()[0]);
+        EXPECT_EQ(0x10, cut.pixels()[1]);
+    }
+    {
+        Refusal refuse(CUT_MEM_BOX, 2);  // the first split's box: one entry, the mean of all
+        Cut cut = RunCut(image(), 256, 0);
+        ASSERT_FALSE(cut.bytes.empty());
+        EXPECT_EQ(1u, HDL_Boxes().size());
+        ExpectEntry(cut, 0, 160, 80, 0);
+        for (int i = 1; i < 256; i++) ExpectEntry(cut, i, 0, 0, 0);
+        EXPECT_EQ(0, memcmp(cut.pixels(), "\0\0\0\0", 4));
+    }
+}
+
+TEST_F(OptimizedCut, MemoryShortOfTheOutputTablePoolBucketsOrFirstBoxFails)
+{
+    const int kinds[][2] = {{CUT_MEM_OUTPUT, 1},    {CUT_MEM_TABLE, 1}, {CUT_MEM_DIRECTORY, 1}, {CUT_MEM_BLOCK, 1},
+                            {CUT_MEM_BUCKETS, 1}, {CUT_MEM_BOX, 1},   {CUT_MEM_BLOCK, 2}};
+    for (auto& k : kinds) {
+        // 40 distinct colours: the pool needs a second block while counting.
+        std::vector<Rgb> row;
+        for (int i = 0; i < 40; i++) row.push_back(Rgb{i % 32 * 8, i / 32 * 8, 9});
+        Refusal refuse(k[0], k[1]);
+        Cut cut = RunCut(DibBlock24({row}), 16, 0);
+        EXPECT_TRUE(cut.bytes.empty()) << "kind " << k[0] << " #" << k[1];
+        ASSERT_EQ(1u, HDL_Boxes().size()) << "kind " << k[0];
+        EXPECT_EQ("Not enough memory to perform operation", HDL_Boxes()[0].text);
+        EXPECT_EQ(0u, CLR_CutWorkingBytes());
+    }
+}
+
+TEST_F(OptimizedCut, WorkingMemoryStaysWithinItsBoundForEveryColour)
+{
+    // Every one of the 32,768 five-bit colours once: the pool fills exactly.
+    std::vector<std::vector<Rgb>> rows(128, std::vector<Rgb>(256));
+    for (int key = 0; key < 32768; key++)
+        rows[key / 256][key % 256] = Rgb{(key >> 10) << 3, ((key >> 5) & 31) << 3, (key & 31) << 3};
+    CLR_CutResetPeak();
+    Cut cut = RunCut(DibBlock24(rows), 256, 0);
+    ASSERT_FALSE(cut.bytes.empty());
+    const SIZE_T expected = 32768 * 4 + 1024 * sizeof(void*) + 1024 * 640 + 32 * 4 + 256 * sizeof(CutBox);
+    EXPECT_EQ(expected, CLR_CutWorkingPeak());
+    EXPECT_EQ(expected, CLR_CutWorkingBound(256));
+    // 128 KB of table, a directory of 1,024 block pointers, 640 KB of records.
+    EXPECT_LE(CLR_CutWorkingPeak(), (772 + 4) * 1024 + 128 + 256 * sizeof(CutBox));
+}
+
+TEST_F(OptimizedCut, ThermometerCountsBothHalvesOverTwiceTheHeight)
+{
+    std::vector<std::vector<Rgb>> rows(33, std::vector<Rgb>(2, Rgb{10, 20, 30}));
+    HGLOBAL source = DibBlock24(rows);
+    CLR_SetCutDither(0);
+    CLR_SetCutProgress(1);
+    HDL_ClearThermometerCalls();
+    HGLOBAL out = nullptr;
+    ASSERT_EQ(1, CLR_MedianCut(source, &out, 16));
+    // Counting reports lines 0, 16, 32 and then height + 1; mapping goes on
+    // from height + 1 (already drawn) to the last line at twice the height.
+    const std::vector<std::string> expected = {
+        "open Performing a Median Cut Color Reduction", "range 0 66", "update 1 1", "update 17 25", "update 33 50",
+        "update 34 51", "update 50 75", "update 66 100", "close"};
+    EXPECT_EQ(expected, HDL_ThermometerCalls());
+    GlobalFree(out);
+    HDL_ClearThermometerCalls();
+    CLR_SetCutDither(1);
+    ASSERT_EQ(1, CLR_MedianCut(source, &out, 16));
+    ASSERT_FALSE(HDL_ThermometerCalls().empty());
+    EXPECT_EQ("open Performing Median Cut Color Reduction with Dither", HDL_ThermometerCalls()[0]);
+    EXPECT_EQ("close", HDL_ThermometerCalls().back());
+    GlobalFree(out);
+    GlobalFree(source);
+}
+
+}  // namespace
