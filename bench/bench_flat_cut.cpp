@@ -2,6 +2,7 @@
 // 4000x3000 24-bit photo-like picture: smooth diagonal gradients for the
 // light and the colour, a woven texture, and grain from a fixed generator.
 // Throughput is reported as pixels per second.
+#include "bench_images.h"
 #include "cli/headless.h"
 #include "colour/colour_switches.h"
 #include "colour/error_diffusion.h"
@@ -23,17 +24,9 @@ HGLOBAL Picture()
 {
     static HGLOBAL picture = nullptr;
     if (picture) return picture;
-    DWORD stride = ((kWidth * 24 + 31) / 32) * 4;
-    SIZE_T size = sizeof(BITMAPINFOHEADER) + static_cast<SIZE_T>(stride) * kHeight;
-    picture = GlobalAlloc(GHND, size);
+    DWORD stride = DIB_Stride(kWidth, 24);
+    picture = BenchNewDib(kWidth, kHeight, 24);
     BYTE* p = static_cast<BYTE*>(GlobalLock(picture));
-    BITMAPINFOHEADER* h = reinterpret_cast<BITMAPINFOHEADER*>(p);
-    h->biSize = sizeof(BITMAPINFOHEADER);
-    h->biWidth = kWidth;
-    h->biHeight = kHeight;
-    h->biPlanes = 1;
-    h->biBitCount = 24;
-    h->biSizeImage = stride * kHeight;
     uint32_t state = 20240611U;
     for (LONG y = 0; y < kHeight; y++) {
         BYTE* line = p + sizeof(BITMAPINFOHEADER) + static_cast<size_t>(y) * stride;
@@ -46,9 +39,9 @@ HGLOBAL Picture()
             int r = light + weave + grain + (warm - 128) / 3;
             int g = light + weave + grain / 2 + (cool - 128) / 4;
             int b = light - weave + grain + (128 - warm) / 3;
-            line[3 * x] = static_cast<BYTE>(b < 0 ? 0 : b > 255 ? 255 : b);
-            line[3 * x + 1] = static_cast<BYTE>(g < 0 ? 0 : g > 255 ? 255 : g);
-            line[3 * x + 2] = static_cast<BYTE>(r < 0 ? 0 : r > 255 ? 255 : r);
+            line[3 * x] = BenchClamp(b);
+            line[3 * x + 1] = BenchClamp(g);
+            line[3 * x + 2] = BenchClamp(r);
         }
     }
     GlobalUnlock(picture);

@@ -5,6 +5,7 @@
 // With KV_BENCH_GIF_DUMP=<folder> the picture is also written there as
 // picture.bmp (8-bit, the same palette), picture.ppm and picture.gif (ours),
 // for bench/peers_gif.sh to time other tools on the same pixels.
+#include "bench_images.h"
 #include "cli/headless.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
@@ -20,55 +21,28 @@
 #include <string>
 #include <vector>
 
-#ifdef _WIN32
-#include <process.h>
-#define KV_GETPID _getpid
-#else
-#include <unistd.h>
-#define KV_GETPID getpid
-#endif
-
 namespace {
 
 const LONG kWidth = 4000;
 const LONG kHeight = 3000;
 
-std::string Scratch(const char* name)
-{
-    const char* dir = getenv("TMPDIR");
-#ifdef _WIN32
-    if (!dir || !*dir) dir = getenv("TEMP");
-#endif
-    return std::string(dir && *dir ? dir : "/tmp") + "/kvbench_" + std::to_string(KV_GETPID()) + "_" + name;
-}
-
 // Palette: a 6x7x6 colour cube (252 entries) and four grays.
 void MakePalette(RGBQUAD* table)
 {
-    int n = 0;
-    for (int r = 0; r < 6; r++)
-        for (int g = 0; g < 7; g++)
-            for (int b = 0; b < 6; b++) table[n++] = {BYTE(b * 51), BYTE(g * 255 / 6), BYTE(r * 51), 0};
-    for (int i = 0; i < 4; i++, n++) table[n] = {BYTE(40 + 50 * i), BYTE(40 + 50 * i), BYTE(40 + 50 * i), 0};
+    BenchCubePalette(table);
+    for (int i = 0, n = 252; i < 4; i++, n++) table[n] = {BYTE(40 + 50 * i), BYTE(40 + 50 * i), BYTE(40 + 50 * i), 0};
 }
 
 // The picture as a packed 8-bit DIB in a moveable block.
 HGLOBAL MakePicture()
 {
     const DWORD stride = DIB_Stride(kWidth, 8);
-    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT,
-                              sizeof(BITMAPINFOHEADER) + 1024 + static_cast<SIZE_T>(stride) * kHeight);
-    BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
-    BITMAPINFOHEADER* h = reinterpret_cast<BITMAPINFOHEADER*>(p);
-    h->biSize = sizeof *h;
-    h->biWidth = kWidth;
-    h->biHeight = kHeight;
-    h->biPlanes = 1;
-    h->biBitCount = 8;
-    h->biSizeImage = stride * kHeight;
-    h->biClrUsed = 256;
-    MakePalette(reinterpret_cast<RGBQUAD*>(p + sizeof *h));
-    BYTE* pixels = p + sizeof *h + 1024;
+    HGLOBAL mem = BenchNewDib(kWidth, kHeight, 8);
+    BITMAPINFOHEADER* h;
+    RGBQUAD* table;
+    BYTE* pixels;
+    DIB_Lock(mem, &h, &table, &pixels);
+    MakePalette(table);
     uint32_t seed = 2024;
     for (LONG y = 0; y < kHeight; y++) {
         BYTE* row = pixels + static_cast<SIZE_T>(kHeight - 1 - y) * stride;
@@ -91,36 +65,8 @@ HGLOBAL MakePicture()
 
 void WriteDumps(HGLOBAL dib, const std::string& folder)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* colors;
-    BYTE* pixels;
-    DIB_Lock(dib, &h, &colors, &pixels);
-    const DWORD stride = DIB_Stride(h->biWidth, 8);
-    const DWORD bits = static_cast<DWORD>(sizeof *h + 1024);
-    const DWORD total = 14 + bits + stride * static_cast<DWORD>(h->biHeight);
-    if (FILE* f = fopen((folder + "/picture.bmp").c_str(), "wb")) {
-        BYTE file[14] = {'B', 'M'};
-        for (int i = 0; i < 4; i++) file[2 + i] = static_cast<BYTE>(total >> (8 * i));
-        for (int i = 0; i < 4; i++) file[10 + i] = static_cast<BYTE>((14 + bits) >> (8 * i));
-        fwrite(file, 1, sizeof file, f);
-        fwrite(h, 1, bits + stride * static_cast<DWORD>(h->biHeight), f);
-        fclose(f);
-    }
-    if (FILE* f = fopen((folder + "/picture.ppm").c_str(), "wb")) {
-        fprintf(f, "P6\n%ld %ld\n255\n", static_cast<long>(h->biWidth), static_cast<long>(h->biHeight));
-        std::vector<BYTE> line(static_cast<size_t>(h->biWidth) * 3);
-        for (LONG y = 0; y < h->biHeight; y++) {
-            const BYTE* row = pixels + static_cast<SIZE_T>(h->biHeight - 1 - y) * stride;
-            for (LONG x = 0; x < h->biWidth; x++) {
-                line[3 * x] = colors[row[x]].rgbRed;
-                line[3 * x + 1] = colors[row[x]].rgbGreen;
-                line[3 * x + 2] = colors[row[x]].rgbBlue;
-            }
-            fwrite(line.data(), 1, line.size(), f);
-        }
-        fclose(f);
-    }
-    GlobalUnlock(dib);
+    BenchWriteBmp(folder + "/picture.bmp", dib);
+    BenchWritePpm(folder + "/picture.ppm", dib);
     GIF_Save((folder + "/picture.gif").c_str(), dib, 1, 0, 8);
 }
 
@@ -139,16 +85,12 @@ HGLOBAL Picture()
 void GifEncode8Bit4000x3000(benchmark::State& state)
 {
     HGLOBAL dib = Picture();
-    const std::string path = Scratch("encode.gif");
+    const std::string path = BenchScratch("encode.gif");
     for (auto _ : state) {
         if (!GIF_Save(path.c_str(), dib, 1, 0, 8)) state.SkipWithError("save failed");
     }
-    FILE* f = fopen(path.c_str(), "rb");
-    if (f) {
-        fseek(f, 0, SEEK_END);
-        state.counters["file_bytes"] = static_cast<double>(ftell(f));
-        fclose(f);
-    }
+    double bytes = BenchFileBytes(path);
+    if (bytes >= 0) state.counters["file_bytes"] = bytes;
     remove(path.c_str());
     state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
 }
@@ -156,7 +98,7 @@ BENCHMARK(GifEncode8Bit4000x3000)->Unit(benchmark::kMillisecond);
 
 void GifDecode8Bit4000x3000(benchmark::State& state)
 {
-    const std::string path = Scratch("decode.gif");
+    const std::string path = BenchScratch("decode.gif");
     GIF_Save(path.c_str(), Picture(), 1, 0, 8);
     for (auto _ : state) {
         HGLOBAL dib = nullptr;

@@ -5,6 +5,7 @@
 //
 // With KV_BENCH_PCX_TGA_DUMP set to a folder, the pictures (picture24.ppm,
 // picture8.bmp) and our files of them are left there for bench/peers_pcx_tga.sh.
+#include "bench_images.h"
 #include "cli/headless.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
@@ -19,45 +20,15 @@
 #include <string>
 #include <vector>
 
-#ifndef _WIN32
-#include <unistd.h>
-#endif
-
 namespace {
 
 const LONG kWidth = 4000;
 const LONG kHeight = 3000;
 
-std::string Scratch(const char* name)
-{
-    const char* dir = getenv("TMPDIR");
-    return std::string(dir && *dir ? dir : "/tmp") + "/kvbench_" + std::to_string(getpid()) + "_" + name;
-}
-
-inline BYTE Clamp(int v) { return static_cast<BYTE>(v < 0 ? 0 : v > 255 ? 255 : v); }
-
-HGLOBAL NewDib(int bits)
-{
-    DWORD stride = DIB_Stride(kWidth, bits);
-    DWORD colors = DIB_ColorsForBits(bits);
-    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT,
-                              sizeof(BITMAPINFOHEADER) + 4 * colors + static_cast<SIZE_T>(stride) * kHeight);
-    BITMAPINFOHEADER* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(mem));
-    h->biSize = sizeof *h;
-    h->biWidth = kWidth;
-    h->biHeight = kHeight;
-    h->biPlanes = 1;
-    h->biBitCount = static_cast<WORD>(bits);
-    h->biSizeImage = stride * kHeight;
-    h->biClrUsed = colors;
-    GlobalUnlock(mem);
-    return mem;
-}
-
 // The 24-bit picture; y counts from the top.
 HGLOBAL MakePicture24()
 {
-    HGLOBAL mem = NewDib(24);
+    HGLOBAL mem = BenchNewDib(kWidth, kHeight, 24);
     BITMAPINFOHEADER* h;
     BYTE* pixels;
     DIB_Lock(mem, &h, nullptr, &pixels);
@@ -100,9 +71,9 @@ HGLOBAL MakePicture24()
                 g = 80 + (y - 2200) / 14 + grain;
                 b = 50 + grain;
             }
-            row[3 * x] = Clamp(b);
-            row[3 * x + 1] = Clamp(g);
-            row[3 * x + 2] = Clamp(r);
+            row[3 * x] = BenchClamp(b);
+            row[3 * x + 1] = BenchClamp(g);
+            row[3 * x + 2] = BenchClamp(r);
         }
     }
     GlobalUnlock(mem);
@@ -112,17 +83,13 @@ HGLOBAL MakePicture24()
 // The 8-bit reduction: each channel to its nearest of 6, 7 and 6 levels.
 HGLOBAL MakePicture8(HGLOBAL source)
 {
-    HGLOBAL mem = NewDib(8);
+    HGLOBAL mem = BenchNewDib(kWidth, kHeight, 8);
     BITMAPINFOHEADER *hs, *hd;
     RGBQUAD* table;
     BYTE *from, *to;
     DIB_Lock(source, &hs, nullptr, &from);
     DIB_Lock(mem, &hd, &table, &to);
-    for (int r = 0; r < 6; r++)
-        for (int g = 0; g < 7; g++)
-            for (int b = 0; b < 6; b++)
-                table[r * 42 + g * 6 + b] = {static_cast<BYTE>(b * 51), static_cast<BYTE>(g * 255 / 6),
-                                             static_cast<BYTE>(r * 51), 0};
+    BenchCubePalette(table);
     const DWORD s24 = DIB_Stride(kWidth, 24), s8 = DIB_Stride(kWidth, 8);
     for (LONG y = 0; y < kHeight; y++) {
         const BYTE* in = from + static_cast<SIZE_T>(y) * s24;
@@ -139,39 +106,8 @@ HGLOBAL MakePicture8(HGLOBAL source)
 
 void WriteDumps(HGLOBAL p24, HGLOBAL p8, const std::string& folder)
 {
-    BITMAPINFOHEADER* h;
-    BYTE* pixels;
-    DIB_Lock(p24, &h, nullptr, &pixels);
-    const DWORD s24 = DIB_Stride(kWidth, 24);
-    if (FILE* f = fopen((folder + "/picture24.ppm").c_str(), "wb")) {
-        fprintf(f, "P6\n%ld %ld\n255\n", static_cast<long>(kWidth), static_cast<long>(kHeight));
-        std::vector<BYTE> line(static_cast<size_t>(kWidth) * 3);
-        for (LONG y = kHeight - 1; y >= 0; y--) {
-            const BYTE* row = pixels + static_cast<SIZE_T>(y) * s24;
-            for (LONG x = 0; x < kWidth; x++) {
-                line[3 * x] = row[3 * x + 2];
-                line[3 * x + 1] = row[3 * x + 1];
-                line[3 * x + 2] = row[3 * x];
-            }
-            fwrite(line.data(), 1, line.size(), f);
-        }
-        fclose(f);
-    }
-    GlobalUnlock(p24);
-
-    BYTE* block = static_cast<BYTE*>(GlobalLock(p8));
-    const DWORD bits = static_cast<DWORD>(sizeof(BITMAPINFOHEADER) + 1024);
-    const DWORD total = 14 + bits + DIB_Stride(kWidth, 8) * static_cast<DWORD>(kHeight);
-    if (FILE* f = fopen((folder + "/picture8.bmp").c_str(), "wb")) {
-        BYTE file[14] = {'B', 'M'};
-        for (int i = 0; i < 4; i++) file[2 + i] = static_cast<BYTE>(total >> (8 * i));
-        for (int i = 0; i < 4; i++) file[10 + i] = static_cast<BYTE>((14 + bits) >> (8 * i));
-        fwrite(file, 1, sizeof file, f);
-        fwrite(block, 1, total - 14, f);
-        fclose(f);
-    }
-    GlobalUnlock(p8);
-
+    BenchWritePpm(folder + "/picture24.ppm", p24);
+    BenchWriteBmp(folder + "/picture8.bmp", p8);
     PCX_Save((folder + "/ours8.pcx").c_str(), p8, 1, 1, 8);
     PCX_Save((folder + "/ours24.pcx").c_str(), p24, 1, 1, 24);
     TGA_Save((folder + "/ours8_raw.tga").c_str(), p8, 1, 0, 8);
@@ -199,22 +135,19 @@ typedef int (*LoadProc)(LPCSTR, HGLOBAL*);
 void Encode(benchmark::State& state, SaveProc save, const char* name, int bits, WORD compressed)
 {
     HGLOBAL dib = Picture(bits);
-    const std::string path = Scratch(name);
+    const std::string path = BenchScratch(name);
     for (auto _ : state) {
         if (!save(path.c_str(), dib, 1, compressed, static_cast<WORD>(bits))) state.SkipWithError("save failed");
     }
-    if (FILE* f = fopen(path.c_str(), "rb")) {
-        fseek(f, 0, SEEK_END);
-        state.counters["file_bytes"] = static_cast<double>(ftell(f));
-        fclose(f);
-    }
+    double bytes = BenchFileBytes(path);
+    if (bytes >= 0) state.counters["file_bytes"] = bytes;
     remove(path.c_str());
     state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
 }
 
 void Decode(benchmark::State& state, SaveProc save, LoadProc load, const char* name, int bits, WORD compressed)
 {
-    const std::string path = Scratch(name);
+    const std::string path = BenchScratch(name);
     save(path.c_str(), Picture(bits), 1, compressed, static_cast<WORD>(bits));
     for (auto _ : state) {
         HGLOBAL dib = nullptr;

@@ -13,18 +13,9 @@
 # KV_BENCH on: cmake --build build/native --target kv_bench kvconvert)
 set -eu
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/native}
-runs=${RUNS:-5}
-bench=$build/bench/kv_bench
+default_runs=5
+. "$(dirname "$0")/peers_common.sh"
 kvconvert=$build/kvconvert
-convert=/usr/bin/convert
-
-[ -x "$bench" ] || { echo "kv_bench not found in $build" >&2; exit 1; }
-[ -x "$convert" ] || { echo "ImageMagick's convert not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 # The picture, as picture.bmp / picture.ppm / picture.gif, and our encoder's time.
 KV_BENCH_GIF_DUMP=$work "$bench" --benchmark_filter='GifEncode' --benchmark_repetitions="$runs" \
@@ -36,19 +27,6 @@ runs = [b for b in json.load(open(sys.argv[1]))["benchmarks"] if b.get("run_type
 print("%.4f" % (min(b["cpu_time"] for b in runs) / 1000.0))  # ms -> s
 EOF
 )
-
-# CPU seconds (user + sys) of a command, the best of $runs.
-cpu() {
-    best=""
-    i=0
-    while [ $i -lt "$runs" ]; do
-        /usr/bin/time -o "$work/time" -f '%U %S' "$@" >/dev/null 2>&1 || true
-        t=$(tail -n 1 "$work/time" | awk '{ printf "%.3f", $1 + $2 }')
-        if [ -z "$best" ] || awk "BEGIN { exit !($t < $best) }"; then best=$t; fi
-        i=$((i + 1))
-    done
-    echo "$best"
-}
 
 im_whole=$(cpu "$convert" "$work/picture.bmp" "$work/im.gif")
 im_read=$(cpu "$convert" "$work/picture.bmp" null:)

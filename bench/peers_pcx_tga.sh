@@ -14,17 +14,7 @@
 # KV_BENCH on: cmake --build build/native --target kv_bench)
 set -eu
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/native}
-runs=${RUNS:-3}
-bench=$build/bench/kv_bench
-convert=/usr/bin/convert
-
-[ -x "$bench" ] || { echo "kv_bench not found in $build" >&2; exit 1; }
-[ -x "$convert" ] || { echo "ImageMagick's convert not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$(dirname "$0")/peers_common.sh"
 
 # The pictures and our files of them, and our times (best CPU time of RUNS repetitions).
 KV_BENCH_PCX_TGA_DUMP=$work "$bench" --benchmark_filter='^(Pcx|Tga)(En|De)code' \
@@ -36,19 +26,6 @@ runs = [b for b in json.load(open(sys.argv[1]))["benchmarks"]
         if b.get("run_type") == "iteration" and b["run_name"] == sys.argv[2]]
 print("%.4f" % (min(b["cpu_time"] for b in runs) / 1000.0))  # ms -> s
 EOF
-}
-
-# CPU seconds (user + sys) of a command, the best of $runs.
-cpu() {
-    best=""
-    i=0
-    while [ $i -lt "$runs" ]; do
-        /usr/bin/time -o "$work/time" -f '%U %S' "$@" >/dev/null 2>&1 || true
-        t=$(tail -n 1 "$work/time" | awk '{ printf "%.3f", $1 + $2 }')
-        if [ -z "$best" ] || awk "BEGIN { exit !($t < $best) }"; then best=$t; fi
-        i=$((i + 1))
-    done
-    echo "$best"
 }
 
 size() { stat -c %s "$1"; }

@@ -16,17 +16,7 @@
 # with KV_BENCH on: cmake --build build/native --target kv_bench)
 set -eu
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/native}
-runs=${RUNS:-3}
-bench=$build/bench/kv_bench
-convert=/usr/bin/convert
-
-[ -x "$bench" ] || { echo "kv_bench not found in $build" >&2; exit 1; }
-[ -x "$convert" ] || { echo "ImageMagick's convert not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$(dirname "$0")/peers_common.sh"
 
 # The picture as photo.ppm, photo.tif and photo.jpg, and our times.
 KV_BENCH_TIFF_JPEG_DUMP=$work "$bench" --benchmark_filter='^BM_(TiffPackBits|Jpeg)' \
@@ -46,25 +36,12 @@ for name, t in best.items():
 EOF
 ours() { awk -v n="$1" '$1 == n { print $2 }' "$work/ours.txt"; }
 
-# CPU seconds (user + sys) of a command, the best of $runs.
-cpu() {
-    best=""
-    i=0
-    while [ $i -lt "$runs" ]; do
-        /usr/bin/time -o "$work/time" -f '%U %S' sh -c "$1" >/dev/null 2>&1 || true
-        t=$(tail -n 1 "$work/time" | awk '{ printf "%.3f", $1 + $2 }')
-        if [ -z "$best" ] || awk "BEGIN { exit !($t < $best) }"; then best=$t; fi
-        i=$((i + 1))
-    done
-    echo "$best"
-}
-
 cd "$work"
-read_ppm=$(cpu "$convert photo.ppm null:")
-im_tif_save=$(cpu "$convert photo.ppm -compress RLE im.tif")
-im_tif_load=$(cpu "$convert photo.tif null:")
-im_jpg_save=$(cpu "$convert photo.ppm -quality 75 -sampling-factor 2x2 im.jpg")
-im_jpg_load=$(cpu "$convert photo.jpg null:")
+read_ppm=$(cpu sh -c "$convert photo.ppm null:")
+im_tif_save=$(cpu sh -c "$convert photo.ppm -compress RLE im.tif")
+im_tif_load=$(cpu sh -c "$convert photo.tif null:")
+im_jpg_save=$(cpu sh -c "$convert photo.ppm -quality 75 -sampling-factor 2x2 im.jpg")
+im_jpg_load=$(cpu sh -c "$convert photo.jpg null:")
 im_tif_writer=$(awk "BEGIN { printf \"%.3f\", $im_tif_save - $read_ppm }")
 im_jpg_writer=$(awk "BEGIN { printf \"%.3f\", $im_jpg_save - $read_ppm }")
 

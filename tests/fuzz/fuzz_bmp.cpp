@@ -5,20 +5,14 @@
 #include "formats/bmp.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
-
-const std::string& InputPath()
-{
-    static const std::string path = "/tmp/fuzz_bmp_" + std::to_string(getpid()) + ".bmp";
-    return path;
-}
 
 // The pixel bytes of a plain DIB block, checked to lie inside it.
 const BYTE* Pixels(HGLOBAL dib, BITMAPINFOHEADER* h, size_t* bytes)
@@ -67,13 +61,11 @@ void CheckRoundTrip(HGLOBAL dib, int compression)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    FILE* f = fopen(InputPath().c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    static const std::string input = FuzzScratch("in.bmp");
+    if (!FuzzWriteInput(input, data, size)) return 0;
 
     HGLOBAL dib = nullptr;
-    if (BMP_Load(InputPath().c_str(), &dib)) {
+    if (BMP_Load(input.c_str(), &dib)) {
         BITMAPINFOHEADER h;
         size_t n;
         Pixels(dib, &h, &n);
@@ -85,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         }
         GlobalFree(dib);
     }
-    if (HGLOBAL raw = DIB_ReadFile(InputPath().c_str())) GlobalFree(raw);
+    if (HGLOBAL raw = DIB_ReadFile(input.c_str())) GlobalFree(raw);
     HDL_ClearBoxes();
 
     // The input as a DIB block from outside (a pasted or resource DIB).

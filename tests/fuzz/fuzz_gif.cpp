@@ -4,20 +4,14 @@
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
-
-std::string Scratch(const char* name)
-{
-    const char* dir = getenv("TMPDIR");
-    return std::string(dir && *dir ? dir : "/tmp") + "/kvfuzz_gif_" + std::to_string(getpid()) + "_" + name;
-}
 
 // Header, colour table and pixels of a DIB as one byte string.
 std::string Contents(HGLOBAL dib)
@@ -37,18 +31,10 @@ std::string Contents(HGLOBAL dib)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const std::string input = Scratch("in.gif");
-    static const std::string output = Scratch("out.gif");
-    static bool ready = false;
-    if (!ready) {
-        FMT_RegisterBuiltins();
-        HDL_SetEcho(false);
-        ready = true;
-    }
-    FILE* f = fopen(input.c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    static const std::string input = FuzzScratch("in.gif");
+    static const std::string output = FuzzScratch("out.gif");
+    FuzzStartOnce();
+    if (!FuzzWriteInput(input, data, size)) return 0;
 
     HDL_ClearBoxes();
     HGLOBAL dib = nullptr;

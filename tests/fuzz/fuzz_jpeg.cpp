@@ -6,26 +6,18 @@
 #include "formats/formats.h"
 #include "platform/dib.h"
 #include "platform/jpeg.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const std::string input = "/tmp/kvfuzz_" + std::to_string(getpid()) + "_in.jpg";
-    static bool ready = [] {
-        FMT_RegisterBuiltins();
-        HDL_SetEcho(false);
-        return true;
-    }();
-    (void)ready;
-    FILE* f = fopen(input.c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    static const std::string input = FuzzScratch("in.jpg");
+    FuzzStartOnce();
+    if (!FuzzWriteInput(input, data, size)) return 0;
     DWORD parameters = 0, pixels = 0;
     int kind = 0, bits = 0;
     int known = ZIM_GetInfo(input.c_str(), nullptr, &parameters, &kind, &pixels, &bits, nullptr, nullptr);

@@ -4,18 +4,14 @@
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
-std::string Scratch(const char* name)
-{
-    return "/tmp/kvfuzz_" + std::to_string(getpid()) + "_" + name;
-}
 
 // The pixel at (x, y) of a locked DIB as a number, whatever its depth.
 uint32_t Pixel(const BITMAPINFOHEADER* h, const BYTE* bits, LONG x, LONG y)
@@ -58,13 +54,10 @@ void CheckRoundTrip(HGLOBAL first, const std::string& path)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const std::string in = Scratch("in.pcx");
-    static const std::string out = Scratch("out.pcx");
+    static const std::string in = FuzzScratch("in.pcx");
+    static const std::string out = FuzzScratch("out.pcx");
     FMT_RegisterBuiltins();
-    FILE* f = fopen(in.c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (PCX_Load(in.c_str(), &dib)) {
         if (!dib) __builtin_trap();

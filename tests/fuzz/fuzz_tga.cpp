@@ -5,18 +5,14 @@
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
-std::string Scratch(const char* name)
-{
-    return "/tmp/kvfuzz_" + std::to_string(getpid()) + "_" + name;
-}
 
 // Writes the image and reads it back; the reloaded pixel bytes of the width
 // must equal the original's, masked to 5 bits a channel for 16.
@@ -49,13 +45,10 @@ void CheckRoundTrip(HGLOBAL first, const std::string& path, WORD compressed, WOR
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const std::string in = Scratch("in.tga");
-    static const std::string out = Scratch("out.tga");
+    static const std::string in = FuzzScratch("in.tga");
+    static const std::string out = FuzzScratch("out.tga");
     FMT_RegisterBuiltins();
-    FILE* f = fopen(in.c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (TGA_Load(in.c_str(), &dib)) {
         if (!dib) __builtin_trap();

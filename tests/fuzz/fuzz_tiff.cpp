@@ -5,15 +5,14 @@
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
+#include "fuzz_support.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
-std::string Scratch(const char* name) { return "/tmp/kvfuzz_" + std::to_string(getpid()) + "_" + name; }
 
 // The block holds exactly header, colour table and the rows the header claims.
 void CheckDib(HGLOBAL dib)
@@ -54,18 +53,10 @@ void CheckRoundTrip(HGLOBAL first, const std::string& path)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const std::string input = Scratch("in.tif");
-    static const std::string output = Scratch("out.tif");
-    static bool ready = [] {
-        FMT_RegisterBuiltins();
-        HDL_SetEcho(false);
-        return true;
-    }();
-    (void)ready;
-    FILE* f = fopen(input.c_str(), "wb");
-    if (!f) return 0;
-    fwrite(data, 1, size, f);
-    fclose(f);
+    static const std::string input = FuzzScratch("in.tif");
+    static const std::string output = FuzzScratch("out.tif");
+    FuzzStartOnce();
+    if (!FuzzWriteInput(input, data, size)) return 0;
     HDL_ClearBoxes();
     INF_Begin(input.c_str());
     HGLOBAL dib = nullptr;

@@ -2,11 +2,11 @@
 // messages, truncated and hostile files, round trips through every row, the
 // writer's exact bytes, and the corpus of files written by other programs.
 #include "cli/headless.h"
+#include "corpus_support.h"
 #include "formats/bmp.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
-#include "test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -19,14 +19,7 @@
 #include <string>
 #include <vector>
 
-#ifndef _WIN32
-#include <csignal>
-#include <sys/resource.h>
-#endif
-
 namespace {
-
-typedef std::vector<BYTE> Bytes;
 
 const char kNotLegitimate[] = "Error, not a Legitimate DIB File!";
 const char kTopDown[] = "Illegal or Unsupported BMP/DIB file format";
@@ -95,22 +88,11 @@ Bytes WithFileHeader(const Bytes& header, const Bytes& table, const Bytes& pixel
     return Cat({FileHeader(off + static_cast<uint32_t>(pixels.size()), off), header, table, pixels});
 }
 
-struct Loaded {
-    int result = 0;
-    HGLOBAL dib = nullptr;
-    BITMAPINFOHEADER h = {};
-    Bytes table;   // raw 4-byte entries
-    Bytes pixels;  // biSizeImage bytes
-    std::vector<std::string> texts;
-    ~Loaded()
-    {
-        if (dib) GlobalFree(dib);
-    }
-};
+typedef LoadedDib Loaded;
 
 void Capture(Loaded& l)
 {
-    for (const HeadlessBox& box : HDL_Boxes()) l.texts.push_back(box.text);
+    l.texts = BoxTexts();
     if (!l.result || !l.dib) return;
     const BYTE* p = static_cast<const BYTE*>(GlobalLock(l.dib));
     memcpy(&l.h, p, sizeof l.h);
@@ -163,128 +145,10 @@ Bytes Table(std::initializer_list<RGBQUAD> entries)
     return b;
 }
 
-// ---- a small sha256 for comparing decodes with the corpus references ------------
-class Sha256 {
-public:
-    Sha256() { memcpy(h_, kInit, sizeof h_); }
-    void Add(const BYTE* data, size_t n)
-    {
-        for (size_t i = 0; i < n; i++) {
-            block_[used_++] = data[i];
-            if (used_ == 64) {
-                Compress();
-                used_ = 0;
-            }
-        }
-        total_ += n;
-    }
-    std::string Hex()
-    {
-        uint64_t bits = total_ * 8;
-        BYTE pad = 0x80;
-        Add(&pad, 1);
-        BYTE zero = 0;
-        while (used_ != 56) Add(&zero, 1);
-        BYTE length[8];
-        for (int i = 0; i < 8; i++) length[i] = static_cast<BYTE>(bits >> (56 - 8 * i));
-        Add(length, 8);
-        std::string hex;
-        const char* digits = "0123456789abcdef";
-        for (uint32_t v : h_)
-            for (int s = 28; s >= 0; s -= 4) hex += digits[(v >> s) & 15];
-        return hex;
-    }
-
-private:
-    static uint32_t Rot(uint32_t v, int n) { return (v >> n) | (v << (32 - n)); }
-    void Compress()
-    {
-        uint32_t w[64];
-        for (int i = 0; i < 16; i++)
-            w[i] = (uint32_t(block_[4 * i]) << 24) | (block_[4 * i + 1] << 16) | (block_[4 * i + 2] << 8) | block_[4 * i + 3];
-        for (int i = 16; i < 64; i++) {
-            uint32_t s0 = Rot(w[i - 15], 7) ^ Rot(w[i - 15], 18) ^ (w[i - 15] >> 3);
-            uint32_t s1 = Rot(w[i - 2], 17) ^ Rot(w[i - 2], 19) ^ (w[i - 2] >> 10);
-            w[i] = w[i - 16] + s0 + w[i - 7] + s1;
-        }
-        uint32_t a = h_[0], b = h_[1], c = h_[2], d = h_[3], e = h_[4], f = h_[5], g = h_[6], h = h_[7];
-        for (int i = 0; i < 64; i++) {
-            uint32_t t1 = h + (Rot(e, 6) ^ Rot(e, 11) ^ Rot(e, 25)) + ((e & f) ^ (~e & g)) + kRound[i] + w[i];
-            uint32_t t2 = (Rot(a, 2) ^ Rot(a, 13) ^ Rot(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
-            h = g;
-            g = f;
-            f = e;
-            e = d + t1;
-            d = c;
-            c = b;
-            b = a;
-            a = t1 + t2;
-        }
-        uint32_t add[8] = {a, b, c, d, e, f, g, h};
-        for (int i = 0; i < 8; i++) h_[i] += add[i];
-    }
-    static constexpr uint32_t kInit[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                                          0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    static constexpr uint32_t kRound[64] = {
-        0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
-        0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
-        0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
-        0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
-        0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
-        0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
-        0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
-        0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
-    uint32_t h_[8];
-    BYTE block_[64];
-    size_t used_ = 0;
-    uint64_t total_ = 0;
-};
-constexpr uint32_t Sha256::kInit[8];
-constexpr uint32_t Sha256::kRound[64];
-
-std::string ShaOf(const std::string& text)
-{
-    Sha256 s;
-    s.Add(reinterpret_cast<const BYTE*>(text.data()), text.size());
-    return s.Hex();
-}
+std::string ShaOf(const std::string& text) { return Sha256(Bytes(text.begin(), text.end())); }
 
 // The loaded image as 8-bit R,G,B (or R,G,B,A) samples, rows top to bottom.
-std::string PixelSha(const Loaded& l, bool alpha)
-{
-    Sha256 s;
-    LONG width = l.h.biWidth, height = l.h.biHeight;
-    int bits = l.h.biBitCount;
-    size_t stride = ((static_cast<size_t>(width) * bits + 31) / 32) * 4;
-    std::vector<BYTE> row(static_cast<size_t>(width) * 4);
-    for (LONG y = height - 1; y >= 0; y--) {
-        const BYTE* src = &l.pixels[static_cast<size_t>(y) * stride];
-        size_t n = 0;
-        for (LONG x = 0; x < width; x++) {
-            BYTE b, g, r, a = 255;
-            if (bits <= 8) {
-                int index = bits == 8 ? src[x] : bits == 4 ? (x & 1 ? src[x / 2] & 15 : src[x / 2] >> 4)
-                                                          : (src[x / 8] >> (7 - x % 8)) & 1;
-                const BYTE* q = 4 * static_cast<size_t>(index) < l.table.size() ? &l.table[4 * static_cast<size_t>(index)] : nullptr;
-                b = q ? q[0] : 0;
-                g = q ? q[1] : 0;
-                r = q ? q[2] : 0;
-            } else {
-                const BYTE* q = src + static_cast<size_t>(x) * (bits / 8);
-                b = q[0];
-                g = q[1];
-                r = q[2];
-                if (bits == 32) a = q[3];
-            }
-            row[n++] = r;
-            row[n++] = g;
-            row[n++] = b;
-            if (alpha) row[n++] = a;
-        }
-        s.Add(row.data(), n);
-    }
-    return s.Hex();
-}
+std::string PixelSha(const Loaded& l, bool alpha) { return Sha256(ReferenceSamples(l.h, l.table, l.pixels, alpha)); }
 
 struct ActiveBits {
     explicit ActiveBits(int bits) { HDL_SetActiveBits(bits); }
@@ -679,15 +543,10 @@ TEST(BmpSave, FailedWritesReportAndLeaveNoFile)
     // A disk that fills up mid-write: the partial file is removed.
     HGLOBAL big = MakeDib(100, 100, 8, Table({{0, 0, 0, 0}}), Bytes(10000, 7));
     std::string path = TempPath("full.bmp");
-    struct rlimit old;
-    getrlimit(RLIMIT_FSIZE, &old);
-    void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
-    struct rlimit small = {4096, old.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    HDL_ClearBoxes();
-    int result = BMP_Save(path.c_str(), big, 1, 0, 8);
-    setrlimit(RLIMIT_FSIZE, &old);
-    signal(SIGXFSZ, previous);
+    int result = UnderFileSizeLimit(4096, [&] {
+        HDL_ClearBoxes();
+        return BMP_Save(path.c_str(), big, 1, 0, 8);
+    });
     EXPECT_EQ(0, result);
     ASSERT_EQ(1u, HDL_Boxes().size());
     EXPECT_EQ(kCannotWrite, HDL_Boxes()[0].text);
@@ -736,21 +595,15 @@ TEST(BmpCorpus, EveryFileLoadsToItsReferenceOrIsRefusedAsOurRulesSay)
         {"files/bmp/shortfile.bmp", kNotLegitimate},
         {"files/bmp/reallybig.bmp", kNotLegitimate},
     };
-    std::ifstream manifest(CorpusPath("manifest.tsv"));
-    ASSERT_TRUE(manifest.good());
-    std::string line;
-    std::getline(manifest, line);
+    ASSERT_TRUE(std::ifstream(CorpusPath("manifest.tsv")).good());
+    std::vector<ManifestRow> rows = Manifest("bmp"), dibs = Manifest("dib");
+    rows.insert(rows.end(), dibs.begin(), dibs.end());
     int checked = 0;
     std::ostringstream report;
-    while (std::getline(manifest, line)) {
-        std::vector<std::string> cols;
-        std::stringstream split(line);
-        std::string col;
-        while (std::getline(split, col, '\t')) cols.push_back(col);
-        if (cols.size() < 6 || (cols[1] != "bmp" && cols[1] != "dib")) continue;
-        const std::string& file = cols[0];
-        const std::string& reference = cols[4];
-        bool rgba = cols[5] == "RGBA";
+    for (const ManifestRow& row : rows) {
+        const std::string& file = row.path;
+        const std::string& reference = row.reference;
+        bool rgba = row.mode == "RGBA";
         Loaded l;
         LoadPath(CorpusPath(file), l);
         checked++;
@@ -779,21 +632,18 @@ TEST(BmpCorpus, EveryFileLoadsToItsReferenceOrIsRefusedAsOurRulesSay)
 
 TEST(BmpCrashers, EveryKeptInputIsHandled)
 {
-    std::string dir = DataPath("crashers/bmp");
-    std::error_code error;
     int replayed = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(dir, error)) {
-        if (!entry.is_regular_file() || entry.path().filename() == "README.md") continue;
+    for (const std::string& path : ReplayFilesIn(DataPath("crashers/bmp"))) {
         Loaded l;
-        LoadPath(entry.path().string(), l);
+        LoadPath(path, l);
         replayed++;
         // Loaded or refused with exactly one message, never both or neither.
         if (l.result) {
-            EXPECT_TRUE(l.texts.empty()) << entry.path();
-            EXPECT_GT(l.h.biWidth, 0) << entry.path();
-            EXPECT_GT(l.h.biHeight, 0) << entry.path();
+            EXPECT_TRUE(l.texts.empty()) << path;
+            EXPECT_GT(l.h.biWidth, 0) << path;
+            EXPECT_GT(l.h.biHeight, 0) << path;
         } else {
-            EXPECT_EQ(1u, l.texts.size()) << entry.path();
+            EXPECT_EQ(1u, l.texts.size()) << path;
         }
     }
     // The folder holds at least the padding case; none found means it wasn't read.

@@ -2,8 +2,13 @@
 // their bytes, and the sets of expected results in tests/data/colour.
 #pragma once
 
+#include "cli/headless.h"
+#include "colour/colour_switches.h"
+#include "core/settings.h"
 #include "platform/win32.h"
 #include "test_support.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
@@ -13,6 +18,19 @@
 namespace colourtest {
 
 using Bytes = std::vector<unsigned char>;
+
+// The fixture of the Flat Cut and dither tests: each starts from the default
+// settings, no progress shown, and no boxes or thermometer calls recorded.
+class ReductionTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SET_Reset();
+        CLR_SetFlatProgress(0);
+        HDL_ClearBoxes();
+        HDL_ClearThermometerCalls();
+    }
+};
 
 // A moveable block holding exactly these bytes.
 inline HGLOBAL BlockFrom(const Bytes& bytes)

@@ -36,15 +36,8 @@ struct KernelRows {
 };
 using V = std::vector<LONG>;
 
-class Diffusion : public ::testing::Test {
+class Diffusion : public ReductionTest {
 protected:
-    void SetUp() override
-    {
-        SET_Reset();
-        CLR_SetFlatProgress(0);
-        HDL_ClearBoxes();
-        HDL_ClearThermometerCalls();
-    }
     void TearDown() override
     {
         SET_Reset();

@@ -12,15 +12,8 @@ using namespace colourtest;
 
 namespace {
 
-class FlatCut : public ::testing::Test {
+class FlatCut : public ReductionTest {
 protected:
-    void SetUp() override
-    {
-        SET_Reset();
-        CLR_SetFlatProgress(0);
-        HDL_ClearBoxes();
-        HDL_ClearThermometerCalls();
-    }
     void TearDown() override { CLR_SetFlatProgress(0); }
 
     // Runs Flat Cut on a copy of source; the result's bytes, or empty on failure.

@@ -1,7 +1,10 @@
 // The GIF reader and writer: exact bytes of small files worked out by hand,
 // round trips, the decoder's limits and failures, hostile and truncated
 // files, and the real files of the corpus against their reference decodes.
-#include "pcx_tga_support.h"
+#include "core/messages.h"
+#include "corpus_support.h"
+#include "formats/codec_runtime.h"
+#include "formats/formats.h"
 
 #include <gtest/gtest.h>
 
@@ -11,15 +14,7 @@
 #include <string>
 #include <vector>
 
-#ifndef _WIN32
-#include <csignal>
-#include <sys/resource.h>
-#endif
-
 namespace {
-
-using pcxtga::Bytes;
-using pcxtga::BoxTexts;
 
 // ---- building DIBs and GIF files ------------------------------------------------------
 
@@ -33,20 +28,11 @@ HGLOBAL MakeDib(LONG width, LONG height, int bits, const std::vector<Rgb>& palet
 {
     DWORD stride = DIB_Stride(width, bits);
     DWORD colors = static_cast<DWORD>(palette.size());
-    SIZE_T size = sizeof(BITMAPINFOHEADER) + 4 * colors + static_cast<SIZE_T>(stride) * height;
-    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, size);
+    HGLOBAL mem = BlankDib(width, height, bits, colors, colors);
     BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
-    BITMAPINFOHEADER* h = reinterpret_cast<BITMAPINFOHEADER*>(p);
-    h->biSize = sizeof(BITMAPINFOHEADER);
-    h->biWidth = width;
-    h->biHeight = height;
-    h->biPlanes = 1;
-    h->biBitCount = static_cast<WORD>(bits);
-    h->biSizeImage = stride * static_cast<DWORD>(height);
-    h->biClrUsed = colors;
-    RGBQUAD* table = reinterpret_cast<RGBQUAD*>(p + sizeof *h);
+    RGBQUAD* table = reinterpret_cast<RGBQUAD*>(p + sizeof(BITMAPINFOHEADER));
     for (DWORD i = 0; i < colors; i++) table[i] = {palette[i].b, palette[i].g, palette[i].r, 0};
-    BYTE* pixels = p + sizeof *h + 4 * colors;
+    BYTE* pixels = p + sizeof(BITMAPINFOHEADER) + 4 * colors;
     for (LONG y = 0; y < height; y++) {
         BYTE* row = pixels + static_cast<SIZE_T>(height - 1 - y) * stride;
         for (LONG x = 0; x < width; x++) {
@@ -431,9 +417,6 @@ TEST_F(Gif, WriterOnAFullDiskReportsTheStepAndRemovesTheFile)
     // A file size limit stands for the full disk: writes past it fail.
     uint32_t seed = 99;
     dib = MakeDib(200, 100, 8, GrayPalette(256), [&](LONG, LONG) { return static_cast<int>(Noise(seed) & 0xFF); });
-    struct rlimit old;
-    getrlimit(RLIMIT_FSIZE, &old);
-    void (*oldHandler)(int) = signal(SIGXFSZ, SIG_IGN);
     struct Case {
         rlim_t limit;
         const char* text;
@@ -442,16 +425,14 @@ TEST_F(Gif, WriterOnAFullDiskReportsTheStepAndRemovesTheFile)
                  {5000, "Cannot write file, check disk space"}};
     for (const Case& c : cases) {
         std::string path = Temp("full.gif");
-        struct rlimit limit = {c.limit, old.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        HDL_ClearBoxes();
-        int ok = GIF_Save(path.c_str(), dib, 1, 0, 8);
-        setrlimit(RLIMIT_FSIZE, &old);
+        int ok = UnderFileSizeLimit(c.limit, [&] {
+            HDL_ClearBoxes();
+            return GIF_Save(path.c_str(), dib, 1, 0, 8);
+        });
         EXPECT_EQ(0, ok) << c.limit;
         EXPECT_EQ(Texts({c.text}), BoxTexts()) << c.limit;
         EXPECT_FALSE(FileExists(path)) << c.limit;
     }
-    signal(SIGXFSZ, oldHandler);
 }
 #endif
 
@@ -810,7 +791,7 @@ TEST_F(Gif, CorpusFilesMatchTheirReferenceDecodes)
     // so alpha is rebuilt from that index and the whole RGBA hash compared.
     // Broken files are refused with one message.
     int good = 0, broken = 0;
-    for (const pcxtga::ManifestRow& row : pcxtga::Manifest("gif")) {
+    for (const ManifestRow& row : Manifest("gif")) {
         const std::string path = CorpusPath(row.path);
         HDL_ClearBoxes();
         if (dib) GlobalFree(dib);
@@ -840,7 +821,7 @@ TEST_F(Gif, CorpusFilesMatchTheirReferenceDecodes)
             Add(samples, {c.r, c.g, c.b});
             if (rgba) samples.push_back(v == transparent ? 0 : 255);
         }
-        EXPECT_EQ(row.reference, pcxtga::Sha256(samples)) << row.path;
+        EXPECT_EQ(row.reference, Sha256(samples)) << row.path;
     }
     EXPECT_GE(good, 8);
     EXPECT_GE(broken, 2);
@@ -850,7 +831,7 @@ TEST_F(Gif, KeptCrashersAreHandled)
 {
     // Every input that once broke the reader: refused with one message or
     // loaded without one.
-    std::vector<std::string> files = pcxtga::FilesIn(DataPath("crashers/gif"));
+    std::vector<std::string> files = FilesIn(DataPath("crashers/gif"));
     if (files.empty()) GTEST_SKIP() << "no kept crashers in tests/data/crashers/gif";
     for (const std::string& file : files) {
         HDL_ClearBoxes();

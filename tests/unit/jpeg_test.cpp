@@ -5,11 +5,11 @@
 #include "colour/flat_cut.h"
 #include "core/messages.h"
 #include "core/settings.h"
+#include "corpus_support.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
 #include "platform/jpeg.h"
-#include "test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -21,11 +21,6 @@
 #include <sstream>
 
 #include <jpeglib.h>
-
-typedef std::vector<unsigned char> Bytes;
-
-// From the TIFF tests of this program.
-std::string KvSha256(const Bytes& data);
 
 namespace {
 
@@ -82,42 +77,7 @@ void WriteJpeg(const std::string& path, const JpegParams& params, const Bytes& s
 
 // ---- DIBs and loads ---------------------------------------------------------------------------
 
-// A bottom-up DIB from rows given top first.
-HGLOBAL MakeDib(LONG width, LONG height, int bits, const std::vector<RGBQUAD>& table, const std::vector<Bytes>& rows)
-{
-    BITMAPINFOHEADER h = {};
-    DWORD stride = DIB_Stride(width, bits);
-    h.biSize = sizeof h;
-    h.biWidth = width;
-    h.biHeight = height;
-    h.biPlanes = 1;
-    h.biBitCount = static_cast<WORD>(bits);
-    h.biSizeImage = stride * height;
-    h.biClrUsed = static_cast<DWORD>(table.size());
-    HGLOBAL dib = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof h + 4 * table.size() + h.biSizeImage);
-    BYTE* p = static_cast<BYTE*>(GlobalLock(dib));
-    memcpy(p, &h, sizeof h);
-    if (!table.empty()) memcpy(p + sizeof h, table.data(), 4 * table.size());
-    BYTE* pixels = p + sizeof h + 4 * table.size();
-    for (LONG y = 0; y < height; y++) {
-        const Bytes& row = rows[static_cast<size_t>(y) % rows.size()];
-        memcpy(pixels + static_cast<size_t>(height - 1 - y) * stride, row.data(), std::min<size_t>(row.size(), stride));
-    }
-    GlobalUnlock(dib);
-    return dib;
-}
-
-struct Loaded {
-    int result = 0;
-    HGLOBAL dib = nullptr;
-    BITMAPINFOHEADER h = {};
-    Bytes table;
-    Bytes pixels;
-    std::vector<std::string> texts;
-    ~Loaded()
-    {
-        if (dib) GlobalFree(dib);
-    }
+struct Loaded : LoadedDib {
     // Pixel x of row y (0 at the top) as blue, green, red; or its gray index.
     const unsigned char* At(LONG x, LONG y) const
     {
@@ -125,38 +85,8 @@ struct Loaded {
         return &pixels[static_cast<size_t>(h.biHeight - 1 - y) * stride + static_cast<size_t>(x) * (h.biBitCount / 8)];
     }
     // R, G, B bytes, top row first.
-    Bytes Rgb() const
-    {
-        Bytes rgb;
-        for (LONG y = 0; y < h.biHeight; y++)
-            for (LONG x = 0; x < h.biWidth; x++) {
-                const unsigned char* p = At(x, y);
-                if (h.biBitCount == 8) rgb.insert(rgb.end(), {table[4 * p[0] + 2], table[4 * p[0] + 1], table[4 * p[0]]});
-                else rgb.insert(rgb.end(), {p[2], p[1], p[0]});
-            }
-        return rgb;
-    }
+    Bytes Rgb() const { return ReferenceSamples(h, table, pixels, false); }
 };
-
-void LoadWith(int (*load)(LPCSTR, HGLOBAL*), const std::string& path, Loaded& l)
-{
-    HDL_ClearBoxes();
-    INF_Begin(path.c_str());
-    l.result = load(path.c_str(), &l.dib);
-    for (const HeadlessBox& box : HDL_Boxes()) l.texts.push_back(box.text);
-    if (!l.result) {
-        EXPECT_EQ(nullptr, l.dib);
-        return;
-    }
-    ASSERT_NE(nullptr, l.dib);
-    const BYTE* p = static_cast<const BYTE*>(GlobalLock(l.dib));
-    memcpy(&l.h, p, sizeof l.h);
-    size_t table = DIB_PaletteSize(&l.h);
-    ASSERT_EQ(l.h.biSize + table + l.h.biSizeImage, GlobalSize(l.dib));
-    l.table.assign(p + l.h.biSize, p + l.h.biSize + table);
-    l.pixels.assign(p + l.h.biSize + table, p + l.h.biSize + table + l.h.biSizeImage);
-    GlobalUnlock(l.dib);
-}
 
 void Load(const std::string& path, Loaded& l) { LoadWith(JPG_Load, path, l); }
 
@@ -194,9 +124,7 @@ protected:
         HDL_ClearBoxes();
         int r = save(path.c_str(), dib, color, 1, depth);
         if (result) *result = r;
-        std::vector<std::string> texts;
-        for (const HeadlessBox& box : HDL_Boxes()) texts.push_back(box.text);
-        return texts;
+        return BoxTexts();
     }
 };
 
@@ -210,7 +138,7 @@ TEST_F(Jpeg, ColourAndGrayImagesRoundTrip)
         if (x < 16) row.insert(row.end(), {40, 60, 200});   // blue, green, red
         else row.insert(row.end(), {220, 180, 30});
     }
-    HGLOBAL colour = MakeDib(32, 16, 24, {}, {row});
+    HGLOBAL colour = DibFromRows(32, 16, 24, {}, {row});
     int result = 0;
     EXPECT_TRUE(Save(JPG_Save, path, colour, 1, 24, &result).empty());
     ASSERT_EQ(1, result);
@@ -237,7 +165,7 @@ TEST_F(Jpeg, ColourAndGrayImagesRoundTrip)
     for (int i = 0; i < 256; i++) grays[i] = {BYTE(i), BYTE(i), BYTE(i), 0};
     Bytes levels;
     for (int x = 0; x < 24; x++) levels.push_back(static_cast<unsigned char>(x < 8 ? 0 : x < 16 ? 77 : 255));
-    HGLOBAL gray = MakeDib(24, 8, 8, grays, {levels});
+    HGLOBAL gray = DibFromRows(24, 8, 8, grays, {levels});
     ZIM_SetQuality(100);
     EXPECT_TRUE(Save(JPG_Save, path, gray, 0, 8, &result).empty());
     ASSERT_EQ(1, result);
@@ -263,7 +191,7 @@ TEST_F(Jpeg, EightBitColourIsExpandedAndGrayIsOneChannel)
     table[2] = {255, 0, 0, 0};  // blue
     Bytes row(16, 1);
     for (int x = 8; x < 16; x++) row[x] = 2;
-    HGLOBAL dib = MakeDib(16, 16, 8, table, {row});
+    HGLOBAL dib = DibFromRows(16, 16, 8, table, {row});
     ZIM_SetQuality(100);
     int result = 0;
     EXPECT_TRUE(Save(JPG_Save, path, dib, 1, 8, &result).empty());
@@ -300,7 +228,7 @@ TEST_F(Jpeg, InfoEstimatesQualityFromTheQuantisationTables)
     std::string path = TempPath("info.jpg");
     Bytes row;
     for (int x = 0; x < 40; x++) row.insert(row.end(), {BYTE(x * 6), BYTE(255 - x * 6), BYTE(x * 3)});
-    HGLOBAL dib = MakeDib(40, 30, 24, {}, {row});
+    HGLOBAL dib = DibFromRows(40, 30, 24, {}, {row});
     // The quality of a save is the one set, 75 when none was.
     EXPECT_EQ(75, ZIM_GetQuality());
     for (int quality : {75, 1, 5, 25, 50, 90, 99, 100}) {
@@ -519,7 +447,7 @@ TEST_F(Jpeg, PicAndKqpReadOnlyPlainJfifAndWriteIt)
     std::string pic = TempPath("image.pic");
     Bytes noise;
     for (int i = 0; i < 64 * 3; i++) noise.push_back(static_cast<unsigned char>(i * 97 % 251));
-    HGLOBAL dib = MakeDib(64, 64, 24, {}, {noise});
+    HGLOBAL dib = DibFromRows(64, 64, 24, {}, {noise});
     int result = 0;
     EXPECT_TRUE(Save(PIC_Save, pic, dib, 1, 24, &result).empty());
     ASSERT_EQ(1, result);
@@ -567,7 +495,7 @@ TEST_F(Jpeg, PicAndKqpReadOnlyPlainJfifAndWriteIt)
 
 TEST_F(Jpeg, FailedSavesReportAndLeaveNoFile)
 {
-    HGLOBAL dib = MakeDib(4, 4, 24, {}, {Bytes(12, 9)});
+    HGLOBAL dib = DibFromRows(4, 4, 24, {}, {Bytes(12, 9)});
     int result = 1;
     std::string path = TempPath("no-such-dir/out.jpg");
     EXPECT_EQ(std::vector<std::string>{kOutput}, Save(JPG_Save, path, dib, 1, 24, &result));
@@ -588,7 +516,7 @@ TEST_F(Jpeg, FailedSavesReportAndLeaveNoFile)
 TEST_F(Jpeg, DisplayCopyIsAFlatCutToTheDisplaysPalette)
 {
     // Red, white, black, a dark gray: for 16 colours, 2 and 256.
-    HGLOBAL dib = MakeDib(4, 1, 24, {}, {{0, 0, 255, 255, 255, 255, 0, 0, 0, 40, 40, 40}});
+    HGLOBAL dib = DibFromRows(4, 1, 24, {}, {{0, 0, 255, 255, 255, 255, 0, 0, 0, 40, 40, 40}});
     struct Case {
         int colours;
         int bits;
@@ -632,25 +560,17 @@ TEST_F(Jpeg, CorpusFilesDecodeExactlyAsTheReferenceOrAreRefused)
     // every code of its last scan: it loads, as ImageMagick decodes it.
     const std::map<std::string, std::string> refusals = {};
     const std::map<std::string, int> otherColumn = {{"files/jpeg/truncated_jpeg.jpg", 8}};
-    std::ifstream manifest(CorpusPath("manifest.tsv"));
-    ASSERT_TRUE(manifest.good());
-    std::string line;
-    std::getline(manifest, line);
+    ASSERT_TRUE(std::ifstream(CorpusPath("manifest.tsv")).good());
     int checked = 0;
     std::ostringstream report;
-    while (std::getline(manifest, line)) {
-        std::vector<std::string> cols;
-        std::stringstream split(line);
-        std::string col;
-        while (std::getline(split, col, '\t')) cols.push_back(col);
-        if (cols.size() < 6 || cols[1] != "jpeg") continue;
-        const std::string& file = cols[0];
+    for (const ManifestRow& row : Manifest("jpeg")) {
+        const std::string& file = row.path;
         auto column = otherColumn.find(file);
-        const std::string& reference = cols[column != otherColumn.end() ? column->second : 4];
+        const std::string& reference = row.columns[column != otherColumn.end() ? column->second : 4];
         Loaded l;
         Load(CorpusPath(file), l);
         checked++;
-        std::string ours = l.result ? KvSha256(l.Rgb()) : (l.texts.empty() ? "no message" : l.texts[0]);
+        std::string ours = l.result ? Sha256(l.Rgb()) : (l.texts.empty() ? "no message" : l.texts[0]);
         auto refused = refusals.find(file);
         std::string expected = refused != refusals.end() ? refused->second : reference;
         report << file << "\t" << expected << "\t" << ours << "\n";
@@ -671,13 +591,11 @@ TEST_F(Jpeg, KeptCrashersAndFuzzSeedsAreRefusedOrLoadedWithoutHarm)
 {
     int replayed = 0;
     for (const char* dir : {"crashers/jpeg", "../fuzz/seeds/jpeg"}) {
-        std::error_code error;
-        for (const auto& entry : std::filesystem::directory_iterator(DataPath(dir), error)) {
-            if (!entry.is_regular_file() || entry.path().extension() == ".md") continue;
+        for (const std::string& path : ReplayFilesIn(DataPath(dir))) {
             Loaded l;
-            Load(entry.path().string(), l);
+            Load(path, l);
             replayed++;
-            EXPECT_EQ(l.result ? 0u : 1u, l.texts.size()) << entry.path();
+            EXPECT_EQ(l.result ? 0u : 1u, l.texts.size()) << path;
         }
     }
     EXPECT_GE(replayed, 9);

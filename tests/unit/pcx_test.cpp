@@ -6,11 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#ifndef _WIN32
-#include <csignal>
-#include <sys/resource.h>
-#endif
-
 using namespace pcxtga;
 
 namespace {
@@ -38,12 +33,6 @@ Bytes Header(int version, int bitsPerPlane, int xMax, int yMax, int planes, int 
     return h;
 }
 
-Bytes Cat(Bytes a, const Bytes& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 // The 256-colour tail: the mark 12 and entry i = (i, 255 - i, i / 2).
 Bytes Tail()
 {
@@ -56,30 +45,8 @@ Bytes Tail()
     return t;
 }
 
-class Pcx : public ::testing::Test {
+class Pcx : public FormatTest {
 protected:
-    void SetUp() override
-    {
-        FMT_RegisterBuiltins();
-        HDL_ClearBoxes();
-        HDL_SetPolicy(IDNO);
-        BAT_SetActive(0, 0);
-        MSG_ClearAbort();
-        HDL_RequestStop(false);
-    }
-    void TearDown() override
-    {
-        HDL_ClearBoxes();
-        HDL_RequestStop(false);
-        BAT_SetActive(0, 0);
-        MSG_ClearAbort();
-        for (const std::string& p : made) remove(p.c_str());
-    }
-    std::string Temp(const std::string& name)
-    {
-        made.push_back(TempPath(name));
-        return made.back();
-    }
     // Loads bytes written to a scratch file; the DIB (or null) in dib.
     int Load(const Bytes& file, HGLOBAL* dib, const char* name = "in.pcx")
     {
@@ -95,7 +62,6 @@ protected:
         if (result) *result = ok;
         return ReadWholeFile(path);
     }
-    std::vector<std::string> made;
 };
 
 // ---- the writer ----------------------------------------------------------------------
@@ -235,14 +201,7 @@ TEST_F(Pcx, FailedSavesLeaveNoFile)
     // A file size limit makes the writes fail part way.
     HDL_ClearBoxes();
     std::string path = Temp("full.pcx");
-    struct rlimit old;
-    getrlimit(RLIMIT_FSIZE, &old);
-    void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
-    struct rlimit small = {4096, old.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    int ok = PCX_Save(path.c_str(), dib, 1, 0, 24);
-    setrlimit(RLIMIT_FSIZE, &old);
-    signal(SIGXFSZ, previous);
+    int ok = UnderFileSizeLimit(4096, [&] { return PCX_Save(path.c_str(), dib, 1, 0, 24); });
     EXPECT_EQ(0, ok);
     EXPECT_FALSE(FileExists(path));
     EXPECT_EQ(std::vector<std::string>{"Cannot write file, check disk space"}, BoxTexts());
@@ -634,17 +593,9 @@ TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)
 TEST_F(Pcx, FilesOfOtherWritersMatchTheirDecodes)
 {
     // Written by Pillow and ImageMagick; the expected decodes are theirs.
-    Bytes list = ReadWholeFile(DataPath("pcx/expected.tsv"));
-    std::istringstream lines(std::string(list.begin(), list.end()));
-    std::string line;
     int seen = 0;
-    while (std::getline(lines, line)) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream cells(line);
-        std::string name, digest, mode;
-        std::getline(cells, name, '\t');
-        std::getline(cells, digest, '\t');
-        std::getline(cells, mode, '\t');
+    for (const ExpectedDecode& row : ExpectedDecodes("pcx")) {
+        const std::string &name = row.name, &digest = row.digest, &mode = row.mode;
         SCOPED_TRACE(name);
         HGLOBAL dib = nullptr;
         ASSERT_EQ(1, PCX_Load(DataPath("pcx/" + name).c_str(), &dib));
@@ -663,8 +614,7 @@ TEST_F(Pcx, KeptCrashersLoadOrFailCleanly)
     // Every input that once broke the reader: loaded without a word, or
     // refused with at most one box (a question answered No, or a message).
     int seen = 0;
-    for (const std::string& path : FilesIn(DataPath("crashers/pcx"))) {
-        if (path.size() >= 3 && path.compare(path.size() - 3, 3, ".md") == 0) continue;
+    for (const std::string& path : ReplayFilesIn(DataPath("crashers/pcx"))) {
         HDL_ClearBoxes();
         HGLOBAL dib = nullptr;
         int ok = PCX_Load(path.c_str(), &dib);

@@ -8,6 +8,8 @@
 #include <vector>
 
 #ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -54,3 +56,21 @@ inline bool FileExists(const std::string& path)
     if (f) fclose(f);
     return f != nullptr;
 }
+
+#ifndef _WIN32
+// Runs save() with the files of this process limited to `bytes` (writes past
+// it fail as on a full disk, without the signal) and returns its result.
+template <class Save>
+int UnderFileSizeLimit(rlim_t bytes, Save save)
+{
+    struct rlimit old;
+    getrlimit(RLIMIT_FSIZE, &old);
+    void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit small = {bytes, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    int result = save();
+    setrlimit(RLIMIT_FSIZE, &old);
+    signal(SIGXFSZ, previous);
+    return result;
+}
+#endif

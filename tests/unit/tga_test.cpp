@@ -6,23 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#ifndef _WIN32
-#include <csignal>
-#include <sys/resource.h>
-#endif
-
 using namespace pcxtga;
 
 namespace {
 
 const char kPossibleErrors[] = "Possible errors encountered while reading\nfile, Continue loading this file?";
 const char kCancelBatch[] = "\n\nCancel Batch?";
-
-Bytes Cat(Bytes a, const Bytes& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
 
 // An 18-byte header.
 Bytes Header(int type, int width, int height, int depth, int descriptor = 0, int mapType = 0, int mapLength = 0,
@@ -45,30 +34,8 @@ Bytes WrittenMap(const Bytes& bgr)
     return map;
 }
 
-class Tga : public ::testing::Test {
+class Tga : public FormatTest {
 protected:
-    void SetUp() override
-    {
-        FMT_RegisterBuiltins();
-        HDL_ClearBoxes();
-        HDL_SetPolicy(IDNO);
-        BAT_SetActive(0, 0);
-        MSG_ClearAbort();
-        HDL_RequestStop(false);
-    }
-    void TearDown() override
-    {
-        HDL_ClearBoxes();
-        HDL_RequestStop(false);
-        BAT_SetActive(0, 0);
-        MSG_ClearAbort();
-        for (const std::string& p : made) remove(p.c_str());
-    }
-    std::string Temp(const std::string& name)
-    {
-        made.push_back(TempPath(name));
-        return made.back();
-    }
     int Load(const Bytes& file, HGLOBAL* dib)
     {
         std::string path = Temp("in.tga");
@@ -83,7 +50,6 @@ protected:
         if (result) *result = ok;
         return ReadWholeFile(path);
     }
-    std::vector<std::string> made;
 };
 
 // ---- the writer ----------------------------------------------------------------------
@@ -218,14 +184,7 @@ TEST_F(Tga, DepthsWithoutATgaFormAndFailedWrites)
     for (WORD compressed : {0, 1}) {
         HDL_ClearBoxes();
         std::string path = Temp("full.tga");
-        struct rlimit old;
-        getrlimit(RLIMIT_FSIZE, &old);
-        void (*previous)(int) = signal(SIGXFSZ, SIG_IGN);
-        struct rlimit small = {100000, old.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-        ok = TGA_Save(path.c_str(), dib, 1, compressed, 24);
-        setrlimit(RLIMIT_FSIZE, &old);
-        signal(SIGXFSZ, previous);
+        ok = UnderFileSizeLimit(100000, [&] { return TGA_Save(path.c_str(), dib, 1, compressed, 24); });
         EXPECT_EQ(0, ok);
         EXPECT_FALSE(FileExists(path));
         EXPECT_EQ(std::vector<std::string>{"Cannot write file to disk, check disk space"}, BoxTexts());
@@ -535,17 +494,9 @@ TEST_F(Tga, StopRequestEndsTheLoadSilently)
 TEST_F(Tga, FilesOfOtherWritersMatchTheirDecodes)
 {
     // Written by Pillow and ImageMagick; the expected decodes are theirs.
-    Bytes list = ReadWholeFile(DataPath("tga/expected.tsv"));
-    std::istringstream lines(std::string(list.begin(), list.end()));
-    std::string line;
     int seen = 0;
-    while (std::getline(lines, line)) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream cells(line);
-        std::string name, digest, mode;
-        std::getline(cells, name, '\t');
-        std::getline(cells, digest, '\t');
-        std::getline(cells, mode, '\t');
+    for (const ExpectedDecode& row : ExpectedDecodes("tga")) {
+        const std::string &name = row.name, &digest = row.digest, &mode = row.mode;
         SCOPED_TRACE(name);
         HGLOBAL dib = nullptr;
         ASSERT_EQ(1, TGA_Load(DataPath("tga/" + name).c_str(), &dib));
@@ -564,8 +515,7 @@ TEST_F(Tga, KeptCrashersLoadOrFailCleanly)
     // Every input that once broke the reader: loaded without a word, or
     // refused with at most one box (a question answered No, or a message).
     int seen = 0;
-    for (const std::string& path : FilesIn(DataPath("crashers/tga"))) {
-        if (path.size() >= 3 && path.compare(path.size() - 3, 3, ".md") == 0) continue;
+    for (const std::string& path : ReplayFilesIn(DataPath("crashers/tga"))) {
         HDL_ClearBoxes();
         HGLOBAL dib = nullptr;
         int ok = TGA_Load(path.c_str(), &dib);
