@@ -7,8 +7,9 @@
 # memory). The peers are timed as whole commands and, for ImageMagick, also
 # as their reduction's share: the command less "convert photo.ppm null:", the
 # cost of reading the picture. ImageMagick writes to null: so no encoder is
-# timed. Figures are CPU seconds, user + sys, the best of RUNS runs (children
-# included, so pnmquant counts its pnmcolormap and pnmremap); the ratios are
+# timed. Figures are CPU seconds, user + sys, the best of RUNS runs (netpbm,
+# which takes minutes, the best of SLOW_RUNS, by default one), children
+# included, so pnmquant counts its pnmcolormap and pnmremap; the ratios are
 # from one run of this script.
 #
 # Usage: bench/peers_colour.sh [build-dir]   (default build/native, built with
@@ -18,6 +19,7 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/native}
 runs=${RUNS:-3}
+slow_runs=${SLOW_RUNS:-1}
 bench=$build/bench/kv_bench
 convert=/usr/bin/convert
 
@@ -47,11 +49,11 @@ for name, t in best.items():
 EOF
 ours() { awk -v n="$1" '$1 == n { print $2 }' "$work/ours.txt"; }
 
-# CPU seconds (user + sys) of a command, the best of $runs.
+# CPU seconds (user + sys) of a command, the best of $runs (or of $2 runs).
 cpu() {
     best=""
     i=0
-    while [ $i -lt "$runs" ]; do
+    while [ $i -lt "${2:-$runs}" ]; do
         /usr/bin/time -o "$work/time" -f '%U %S' sh -c "$1" >/dev/null 2>&1 || true
         t=$(tail -n 1 "$work/time" | awk '{ printf "%.3f", $1 + $2 }')
         if [ -z "$best" ] || awk "BEGIN { exit !($t < $best) }"; then best=$t; fi
@@ -79,12 +81,12 @@ im_256=$(cpu "$convert '$photo' +dither -colors 256 null:")
 im_16fs=$(cpu "$convert '$photo' -dither FloydSteinberg -colors 16 null:")
 im_256fs=$(cpu "$convert '$photo' -dither FloydSteinberg -colors 256 null:")
 im_332=$(cpu "$convert '$photo' +dither -remap '$work/pal332.ppm' null:")
-nq_256=$(cpu "pnmquant 256 '$photo'")
-nq_256fs=$(cpu "pnmquant -floyd 256 '$photo'")
-nq_16=$(cpu "pnmquant 16 '$photo'")
-nr_256=$(cpu "pnmremap -nofloyd -mapfile='$work/map256.ppm' '$photo'")
-nr_256fs=$(cpu "pnmremap -floyd -mapfile='$work/map256.ppm' '$photo'")
-nr_16fs=$(cpu "pnmremap -floyd -mapfile='$work/map16.ppm' '$photo'")
+nq_256=$(cpu "pnmquant 256 '$photo'" "$slow_runs")
+nq_256fs=$(cpu "pnmquant -floyd 256 '$photo'" "$slow_runs")
+nq_16=$(cpu "pnmquant 16 '$photo'" "$slow_runs")
+nr_256=$(cpu "pnmremap -nofloyd -mapfile='$work/map256.ppm' '$photo'" "$slow_runs")
+nr_256fs=$(cpu "pnmremap -floyd -mapfile='$work/map256.ppm' '$photo'" "$slow_runs")
+nr_16fs=$(cpu "pnmremap -floyd -mapfile='$work/map16.ppm' '$photo'" "$slow_runs")
 
 o16=$(ours OptimizedCut/colours:16/dither:0)
 o256=$(ours OptimizedCut/colours:256/dither:0)
@@ -98,7 +100,7 @@ row() {  # label, ours, peer label, peer seconds
         'BEGIN { printf "%-30s %8.3f  %-52s %8.3f %7.1fx\n", a, o, b, p, p / o }'
 }
 
-echo "4000x3000 24-bit photo-like picture, CPU seconds (best of $runs); ratio = peer / ours"
+echo "4000x3000 24-bit photo-like picture, CPU seconds (best of $runs, netpbm $slow_runs); ratio = peer / ours"
 printf '%-30s %8s  %-52s %8s %8s\n' "ours" "s" "peer" "s" "ratio"
 row "Optimized Cut 256" "$o256" "convert +dither -colors 256 (whole)" "$im_256"
 row "Optimized Cut 256" "$o256" "convert +dither -colors 256 (less reading)" "$(net "$im_256")"
