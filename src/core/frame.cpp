@@ -19,6 +19,7 @@
 #include "core/settings.h"
 #include "core/utilities.h"
 
+#include <direct.h>
 #include <shellapi.h>
 
 #include "korvanta_ids.h"
@@ -42,6 +43,7 @@ void SendToChildren(UINT message, WPARAM wParam, LPARAM lParam)
 
 // The help file of the program, closed when the frame goes.
 const char kHelpFile[] = "KORVANTA.HLP";
+const char kHelpOnHelp[] = "WINHELP.HLP";
 // "There is no image to save"
 const UINT kNoImageToSave = 8234;
 
@@ -60,15 +62,6 @@ LRESULT Resize(HWND frame, UINT message, WPARAM wParam, LPARAM lParam)
 }
 }  // namespace
 
-void MAI_CacheMenus(HWND frame)
-{
-    HMENU bar = GetMenu(frame);
-    MAI_FileMenu = GetSubMenu(bar, MENUPOS_FILE);
-    MAI_EditMenu = GetSubMenu(bar, MENUPOS_EDIT);
-    MAI_ColorsMenu = GetSubMenu(bar, MENUPOS_COLORS);
-    MAI_WindowMenu = GetSubMenu(bar, MENUPOS_WINDOW);
-}
-
 LRESULT MAI_CreateClient(HWND frame, const CREATESTRUCTA* create)
 {
     // The Window popup lists the image windows, numbered from the first child id.
@@ -84,18 +77,6 @@ LRESULT MAI_CreateClient(HWND frame, const CREATESTRUCTA* create)
         ShowWindow(MAI_Client, SW_SHOW);
     DragAcceptFiles(frame, TRUE);
     return 0;
-}
-
-int MAI_QueryCloseAll()
-{
-    // Shift held closes without asking.
-    if (GetKeyState(VK_SHIFT) & 0x8000) return 1;
-    for (HWND child = GetWindow(MAI_Client, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
-        if (GetWindow(child, GW_OWNER)) continue;
-        // A child answers in the reversed sense: non-zero refuses.
-        if (SendMessageA(child, WM_QUERYENDSESSION, 0, 0)) return 0;
-    }
-    return 1;
 }
 
 LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
@@ -149,11 +130,13 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
     case IDM_B24_INCREASE:
     case IDM_B32_OPAQUE:
     case IDM_B32_TRANSPARENT:
-        // The Colors popup works on the active image with the wait cursor up.
+        // The Colors popup works on the active image with the wait cursor
+        // up, except "Color", which only sets a flag.
         if (MAI_Active && IMG_GetRecord(MAI_Active)) {
-            UTL_BeginWait();
+            const bool wait = LOWORD(wParam) != IDM_COLOR;
+            if (wait) UTL_BeginWait();
             CLR_WindowCommand(MAI_Active, LOWORD(wParam));
-            UTL_EndWait();
+            if (wait) UTL_EndWait();
         }
         return 0;
     case IDM_SETTINGS:
@@ -175,6 +158,15 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
         return 0;
     case IDM_CLOSEALL:
         MAI_CloseAllCommand();
+        return 0;
+    case IDM_HELPINDEX:
+        // The help file lies in the program's own folder.
+        _chdrive(MAI_HomeDrive);
+        SetCurrentDirectoryA(MAI_HomeDir);
+        WinHelpA(frame, kHelpFile, HELP_INDEX, 0);
+        return 0;
+    case IDM_HELPUSING:
+        WinHelpA(frame, kHelpOnHelp, HELP_INDEX, 0);
         return 0;
     case IDM_ABOUT:
         LOGO_Show();
@@ -244,6 +236,9 @@ LRESULT CALLBACK MPFrameWndProc(HWND frame, UINT message, WPARAM wParam, LPARAM 
     }
     case WM_COMMAND:
         return MAI_Command(frame, wParam, lParam);
+    case WM_DROPFILES:
+        FIL_DropFiles(frame, reinterpret_cast<HDROP>(wParam));
+        return 0;
     case WM_CLOSE:
         return MAI_Close(frame);
     case WM_DESTROY:

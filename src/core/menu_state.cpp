@@ -162,6 +162,28 @@ bool IsListOf(HWND window, HWND combo)
 }
 }  // namespace
 
+void MAI_CacheMenus(HWND frame)
+{
+    HMENU bar = GetMenu(frame);
+    MAI_FileMenu = GetSubMenu(bar, MENUPOS_FILE);
+    MAI_EditMenu = GetSubMenu(bar, MENUPOS_EDIT);
+    MAI_ColorsMenu = GetSubMenu(bar, MENUPOS_COLORS);
+    MAI_WindowMenu = GetSubMenu(bar, MENUPOS_WINDOW);
+}
+
+int MAI_QueryCloseAll()
+{
+    // Shift held closes without asking.
+    if (GetAsyncKeyState(VK_SHIFT) < 0) return 1;
+    for (HWND child = GetWindow(MAI_Client, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+        // Icon titles have an owner and are skipped.
+        if (GetWindow(child, GW_OWNER)) continue;
+        // A child answers in the reversed sense: non-zero refuses.
+        if (SendMessageA(child, WM_QUERYENDSESSION, 0, 0)) return 0;
+    }
+    return 1;
+}
+
 void MAI_UpdateMenu(HMENU popup)
 {
     if (!popup) return;

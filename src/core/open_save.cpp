@@ -1,26 +1,44 @@
-// Opening documents into image windows.
+// Opening documents into image windows: File New, File Open with its dialog
+// (several files at once in the Explorer style), a name from the command
+// line, a second instance or an outside program, and files dropped on the frame.
 #include "core/open_save.h"
 
 #include "core/app.h"
 #include "core/extensions.h"
 #include "core/image_record.h"
+#include "core/last_files.h"
 #include "core/messages.h"
+#include "core/recent_files.h"
+#include "core/save_dialog.h"
+#include "core/settings.h"
 #include "formats/codec_runtime.h"
 #include "formats/format_table.h"
 #include "platform/jpeg.h"
+#include "platform/profile.h"
 
 #include <commdlg.h>
+#include <dlgs.h>
+#include <shellapi.h>
 
+#include <cstring>
 #include <memory>
 #include <new>
 
-namespace {
-const UINT kImageTitle = 1281;   // "Image"
-const UINT kNoNewWindows = 8226;  // "No new windows can be created..."
-const DWORD kNameRoom = 260;
+char FIL_NameBuffer[FIL_NameRoom];
+char FIL_OpenBuffer[FIL_OpenBufferSize];
+char FIL_FolderPrefix[FIL_NameRoom];
+int FIL_Pending;
+int FIL_NewCounter = 1;
 
-char nameBuffer[kNameRoom];
-int newCounter = 1;
+namespace {
+const UINT kImageTitle = 1281;     // "Image"
+const UINT kNoNewWindows = 8226;   // "No new windows can be created..."
+const UINT kOutOfMemory = 8204;
+const UINT kDropUnsupported = 8254;  // "Drag & Drop: Unsupported file format, cannot load"
+const UINT kDropFailed = 8255;       // "Drag & Drop: Cannot load the specified file"
+const WPARAM kOpenedCommand = 4122;  // tells the extension library a file was opened
+const char kSection[] = "Core";
+const char kFolderKey[] = "FILEDIRECTORY";
 
 // A movable block holding a copy of text, or null.
 HGLOBAL TextBlock(LPCSTR text)
@@ -59,7 +77,93 @@ HWND CreateImageWindow(LPCSTR title, HGLOBAL handle)
 }
 
 bool IsJpegFamily(int row) { return row != -1 && (row == FMT_Row_JPG || row == FMT_Row_PIC || row == FMT_Row_KQP); }
+
+// What the open path writes into a window it loaded: the path, the file's
+// size, the format row and a JPEG family comment.
+void DescribeLoadedWindow(HWND frame, HWND window, LPCSTR name)
+{
+    IMG_SetFlag(window, IF_UNTITLED, 0);
+    LIB_MDILoad(window, name);
+    if (HGLOBAL path = TextBlock(name)) {
+        IMG_SetAttr(window, IA_PATH, reinterpret_cast<LONG_PTR>(path));
+        IMG_SetAttr(window, IA_FILE_SIZE, FIL_GetFileSize(name));
+    }
+    const int row = FIL_LoadRow == FMT_Row_Any ? FMT_FoundRow : FIL_LoadRow;
+    IMG_SetFormat(window, row);
+    HGLOBAL comment = nullptr;
+    if (IsJpegFamily(row)) {
+        LPCSTR text = ZIM_GetComment();
+        if (text && *text) comment = TextBlock(text);
+    }
+    IMG_SetAttr(window, IA_COMMENT, reinterpret_cast<LONG_PTR>(comment));
+    if (SET_Value(SET_WANT_THUMBNAIL)) {
+        SendMessageA(frame, WM_COMMAND, kOpenedCommand, reinterpret_cast<LPARAM>(window));
+        IMG_SetFlag(window, IF_MODIFIED, 0);
+    }
+}
+
+// The folder the Open dialog starts in: the one used last, else ".".
+void StartFolder(LPSTR folder, int size)
+{
+    lstrcpynA(folder, ".", size);
+    HPROFILE profile = PRF_OpenSection(kSection);
+    PRF_GetString(profile, kFolderKey, folder, size);
+    PRF_Close(profile);
+}
+
+void KeepFolder()
+{
+    char folder[FIL_NameRoom] = "";
+    GetCurrentDirectoryA(sizeof folder, folder);
+    HPROFILE profile = PRF_OpenSection(kSection);
+    PRF_SetString(profile, kFolderKey, folder, lstrlenA(folder));
+    PRF_Close(profile);
+}
+
+// The text of the filter selected in the dialog (the older style's combo).
+void SelectedFilterText(HWND dialog, LPSTR text, int size)
+{
+    text[0] = 0;
+    HWND combo = GetDlgItem(dialog, cmb1);
+    const LRESULT index = combo ? SendMessageA(combo, CB_GETCURSEL, 0, 0) : CB_ERR;
+    if (index == CB_ERR || SendMessageA(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(index), 0) >= size) return;
+    SendMessageA(combo, CB_GETLBTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text));
+}
+
+// A Photo CD filter shows the disc's overview in place of a list, when the
+// folder holds one.
+void FilterChosen(HWND dialog, LPCSTR filterText)
+{
+    if (strncmp(filterText, "PCD", 3) != 0) return;
+    char folder[FIL_NameRoom] = "";
+    GetCurrentDirectoryA(sizeof folder, folder);
+    if (!FIL_IsPhotoCdFolder(folder)) return;
+    SetDlgItemTextA(dialog, edt1, folder);
+    SendMessageA(dialog, WM_COMMAND, IDOK, 0);
+    SetDlgItemTextA(dialog, edt1, "OVERVIEW.PCD");
+}
 }  // namespace
+
+int FIL_IsPhotoCdFolder(LPCSTR) { return 0; }
+
+UINT_PTR CALLBACK FIL_OpenHook(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    char text[128];
+    if (message == WM_COMMAND && LOWORD(wParam) == cmb1 && HIWORD(wParam) == CBN_SELCHANGE) {
+        SelectedFilterText(dialog, text, sizeof text);
+        FilterChosen(dialog, text);
+    } else if (message == WM_NOTIFY && reinterpret_cast<const NMHDR*>(lParam)->code == CDN_TYPECHANGE) {
+        const auto* notify = reinterpret_cast<const OFNOTIFYA*>(lParam);
+        LPCSTR filter = notify->lpOFN->lpstrFilter;
+        // Every entry is a description and a pattern.
+        for (DWORD i = 1; filter && *filter && i < notify->lpOFN->nFilterIndex; i++) {
+            filter += strlen(filter) + 1;
+            filter += strlen(filter) + 1;
+        }
+        if (filter && *filter) FilterChosen(GetParent(dialog), filter);
+    }
+    return FALSE;
+}
 
 LONG FIL_GetFileSize(LPCSTR path)
 {
@@ -74,7 +178,7 @@ LONG FIL_GetFileSize(LPCSTR path)
 int FIL_LoadFile(LPCSTR name, HGLOBAL* handle)
 {
     // The load handlers take their names in the OEM character set.
-    char oem[kNameRoom];
+    char oem[FIL_NameRoom];
     lstrcpynA(oem, name, sizeof oem);
     CharToOemA(oem, oem);
     char shown[129];
@@ -88,18 +192,24 @@ int FIL_LoadFile(LPCSTR name, HGLOBAL* handle)
 
 int FIL_OpenDialog(LPSTR buffer, int* row)
 {
+    FIL_DetectDialogStyle();
+    char folder[FIL_NameRoom];
+    StartFolder(folder, sizeof folder);
+    memset(FIL_OpenBuffer, 0, sizeof FIL_OpenBuffer);
+    FIL_FolderPrefix[0] = 0;
+
     const UINT filterSize = FMT_FilterSize();
     std::unique_ptr<char[]> filter(new (std::nothrow) char[filterSize]);
     std::unique_ptr<LONG[]> ids(new (std::nothrow) LONG[FMT_LastIndex() + 2]);
     if (!filter || !ids) {
-        MSG_Report(SEV_ERROR, 8204);
+        MSG_Report(SEV_ERROR, kOutOfMemory);
         return 0;
     }
     const WORD count = FMT_LoadFilter(filter.get(), ids.get());
     // A row that can't load has no filter entry: no dialog at all.
     const LONG wanted = FMT_GetId(*row);
     int position = -1;
-    for (WORD i = 0; i < count; i++)
+    for (WORD i = 0; i < count && position < 0; i++)
         if (ids[i] == wanted) position = i;
     if (position < 0) return 0;
 
@@ -108,67 +218,108 @@ int FIL_OpenDialog(LPSTR buffer, int* row)
     char defaultExtension[20];
     wsprintfA(defaultExtension, "*.%s", extension);
     char title[256] = "";
-    buffer[0] = 0;
 
     OPENFILENAMEA dialog{};
-    dialog.lStructSize = sizeof dialog;
+    dialog.lStructSize = OPENFILENAME_SIZE_VERSION_400A;
     dialog.hwndOwner = MAI_Frame;
+    dialog.hInstance = MAI_Instance;
     dialog.lpstrFilter = filter.get();
     dialog.nFilterIndex = static_cast<DWORD>(position + 1);
-    dialog.lpstrFile = buffer;
-    dialog.nMaxFile = kNameRoom;
+    dialog.lpstrFile = FIL_OpenBuffer;
+    dialog.nMaxFile = sizeof FIL_OpenBuffer;
     dialog.lpstrFileTitle = title;
     dialog.nMaxFileTitle = sizeof title;
-    dialog.lpstrInitialDir = ".";
+    dialog.lpstrInitialDir = folder;
     dialog.lpstrDefExt = defaultExtension;
-    dialog.Flags = OFN_FILEMUSTEXIST | OFN_HIDEREADONLY | OFN_OVERWRITEPROMPT;
+    dialog.lpfnHook = FIL_OpenHook;
+    dialog.Flags = OFN_FILEMUSTEXIST | OFN_HIDEREADONLY | OFN_OVERWRITEPROMPT | OFN_ENABLEHOOK;
+    if (FIL_ExplorerStyle) dialog.Flags |= OFN_EXPLORER | OFN_ALLOWMULTISELECT;
     const int chosen = GetOpenFileNameA(&dialog) ? 1 : 0;
     if (chosen && dialog.nFilterIndex >= 1 && dialog.nFilterIndex <= count)
         *row = FMT_FromId(ids[dialog.nFilterIndex - 1]);
+
+    // One name, or a folder followed by the names chosen in it.
+    LPCSTR first = FIL_OpenBuffer;
+    LPCSTR next = first + strlen(first) + 1;
+    if (!*next) {
+        FIL_Pending = 1;
+        lstrcpynA(buffer, first, FIL_NameRoom);
+    } else {
+        lstrcpynA(FIL_FolderPrefix, first, FIL_NameRoom - 1);
+        lstrcatA(FIL_FolderPrefix, "\\");
+        lstrcpynA(buffer, FIL_FolderPrefix, FIL_NameRoom);
+        lstrcpynA(buffer + lstrlenA(buffer), next, FIL_NameRoom - lstrlenA(buffer));
+        FIL_Pending = 0;
+        for (LPCSTR name = next; *name; name += strlen(name) + 1) FIL_Pending++;
+    }
+    KeepFolder();
     return chosen;
 }
 
 HWND FIL_OpenDocument(HWND frame, LPCSTR name, int isNew)
 {
+    FIL_Pending = 0;
+    bool fromDialog = false;
     if (isNew) {
         char image[64] = "";
         LoadStringA(MAI_Instance, kImageTitle, image, sizeof image);
-        wsprintfA(nameBuffer, "%s%d", image, newCounter++);
-        HWND window = CreateImageWindow(nameBuffer, nullptr);
-        if (!window) MSG_Report(SEV_ERROR, kNoNewWindows);
-        return window;
-    }
-    if (name) {
-        lstrcpynA(nameBuffer, name, sizeof nameBuffer);
-        FIL_LoadRow = FMT_FromFileName(nameBuffer);
+        wsprintfA(FIL_NameBuffer, "%s%d", image, FIL_NewCounter++);
+        FIL_Pending = 1;
+    } else if (name) {
+        lstrcpynA(FIL_NameBuffer, name, sizeof FIL_NameBuffer);
+        FIL_Pending = 1;
+        FIL_LoadRow = FMT_FromFileName(FIL_NameBuffer);
     } else {
         int row = FIL_LoadRow;
-        if (!FIL_OpenDialog(nameBuffer, &row)) return nullptr;
+        if (!FIL_OpenDialog(FIL_NameBuffer, &row)) return nullptr;
+        fromDialog = true;
         FIL_LoadRow = row;
     }
 
-    HGLOBAL handle = nullptr;
-    if (!FIL_LoadFile(nameBuffer, &handle)) return nullptr;
-    HWND window = CreateImageWindow(nameBuffer, handle);
-    if (!window) {
-        MSG_Report(SEV_ERROR, kNoNewWindows);
-        return nullptr;
+    // The names after the first of a multiple selection.
+    LPCSTR cursor = FIL_OpenBuffer + strlen(FIL_OpenBuffer) + 1;
+    HWND last = nullptr;
+    while (FIL_Pending) {
+        FIL_Pending--;
+        HGLOBAL handle = nullptr;
+        // A failed load drops the rest of the selection.
+        if (!isNew && !FIL_LoadFile(FIL_NameBuffer, &handle)) return nullptr;
+        HWND window = CreateImageWindow(FIL_NameBuffer, handle);
+        if (!window) {
+            MSG_Report(SEV_ERROR, kNoNewWindows);
+            return nullptr;
+        }
+        last = window;
+        // Only names chosen in the dialog enter the Last Files list.
+        if (fromDialog && !FIL_FindLastFile(FIL_NameBuffer)) {
+            FIL_AddLastFile(FIL_NameBuffer);
+            FIL_BuildLastFilesMenu();
+        }
+        if (isNew) break;
+        if (IMG_GetRecord(window)) DescribeLoadedWindow(frame, window, FIL_NameBuffer);
+        if (FIL_Pending) {
+            cursor += strlen(cursor) + 1;
+            lstrcpynA(FIL_NameBuffer, FIL_FolderPrefix, sizeof FIL_NameBuffer);
+            lstrcpynA(FIL_NameBuffer + lstrlenA(FIL_NameBuffer), cursor,
+                      static_cast<int>(sizeof FIL_NameBuffer) - lstrlenA(FIL_NameBuffer));
+        }
     }
-    if (!IMG_GetRecord(window)) return window;
+    return last;
+}
 
-    IMG_SetFlag(window, IF_UNTITLED, 0);
-    LIB_MDILoad(window, nameBuffer);
-    if (HGLOBAL path = TextBlock(nameBuffer)) {
-        IMG_SetAttr(window, IA_PATH, reinterpret_cast<LONG_PTR>(path));
-        IMG_SetAttr(window, IA_FILE_SIZE, FIL_GetFileSize(nameBuffer));
+void FIL_DropFiles(HWND frame, HDROP drop)
+{
+    const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
+    for (UINT i = 0; i < count; i++) {
+        char name[256] = "";
+        DragQueryFileA(drop, i, name, sizeof name);
+        const int row = FMT_FromFileName(name);
+        if (row == -1) {
+            MSG_Report(SEV_ERROR, kDropUnsupported);
+            continue;
+        }
+        FIL_LoadRow = row;
+        if (!IsWindow(FIL_OpenDocument(frame, name, 0))) MSG_Report(SEV_ERROR, kDropFailed);
     }
-    const int row = FIL_LoadRow == FMT_Row_Any ? FMT_FoundRow : FIL_LoadRow;
-    IMG_SetFormat(window, row);
-    HGLOBAL comment = nullptr;
-    if (IsJpegFamily(row)) {
-        LPCSTR text = ZIM_GetComment();
-        if (text && *text) comment = TextBlock(text);
-    }
-    IMG_SetAttr(window, IA_COMMENT, reinterpret_cast<LONG_PTR>(comment));
-    return window;
+    DragFinish(drop);
 }

@@ -59,6 +59,9 @@ std::unique_ptr<LONG[]> filterIds;
 WORD filterCount;
 // The row of the filter selected now.
 int currentRow = -1;
+// The older style's name after a filter change, written by kRenameMessage.
+char pendingName[MAX_PATH];
+const UINT kRenameMessage = WM_APP + 0x4B;
 
 // The row of a filter position (0 first), -1 outside the list.
 int RowAt(int index)
@@ -123,6 +126,33 @@ void ToggleColumn(HWND dialog)
         SetWindowPos(dialog, nullptr, GetSystemMetrics(SM_CXSCREEN) - width, after.top, 0, 0,
                      SWP_NOSIZE | SWP_NOZORDER);
     }
+}
+
+// The Explorer style's "Formats>>" button belongs to the dialog around the
+// hook's: its click is taken there, before the dialog turns it into a help
+// request, so that the column toggles whatever the dialog does with help.
+WNDPROC explorerDialogProc;
+
+LRESULT CALLBACK ExplorerDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    WNDPROC next = explorerDialogProc;
+    if (message == WM_COMMAND && LOWORD(wParam) == pshHelp && HIWORD(wParam) == BN_CLICKED) {
+        ToggleColumn(dialog);
+        return 0;
+    }
+    if (message == WM_NCDESTROY) {
+        SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(next));
+        explorerDialogProc = nullptr;
+    }
+    return CallWindowProcA(next, dialog, message, wParam, lParam);
+}
+
+void TakeHelpButton(HWND hook)
+{
+    HWND dialog = GetParent(hook);
+    if (!dialog || explorerDialogProc) return;
+    explorerDialogProc = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrA(dialog, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(ExplorerDialogProc)));
 }
 
 // The older style has no template: the column is made by hand beyond the
@@ -193,6 +223,7 @@ void Initialise(HWND hook)
         // The template shows the column; one toggle hides it.
         FIL_Expanded = 1;
         ToggleColumn(dialog);
+        TakeHelpButton(hook);
     } else {
         FIL_Expanded = 0;
     }
@@ -212,16 +243,18 @@ void FilterChanged(HWND hook, int index)
     HWND dialog = CommonDialog(hook);
     char extension[16];
     RowExtension(extension);
-    char name[MAX_PATH] = "";
     if (FIL_ExplorerStyle) {
+        char name[MAX_PATH] = "";
         SendMessageA(dialog, CDM_GETSPEC, sizeof name, reinterpret_cast<LPARAM>(name));
         FIL_NameForFilter(name, sizeof name, extension);
         SendMessageA(dialog, CDM_SETCONTROLTEXT, GetDlgItem(dialog, cmb13) ? cmb13 : edt1,
                      reinterpret_cast<LPARAM>(name));
     } else {
-        GetDlgItemTextA(dialog, edt1, name, sizeof name);
-        FIL_NameForFilter(name, sizeof name, extension);
-        SetDlgItemTextA(dialog, edt1, name);
+        // The older dialog puts the filter's pattern in the name field after
+        // the hook has seen the change: the new name is written once it has.
+        GetDlgItemTextA(dialog, edt1, pendingName, sizeof pendingName);
+        FIL_NameForFilter(pendingName, sizeof pendingName, extension);
+        PostMessageA(hook, kRenameMessage, 0, 0);
     }
     FIL_UpdateOptions(hook, FIL_MODE_FORMAT);
 }
@@ -250,16 +283,22 @@ void Accept(HWND hook)
     ReadOptions(hook);
 }
 
-// The Explorer style's OK: the name is already in the dialog's buffer.
+// The Explorer style's OK: the full name is already in the dialog's buffer,
+// with whatever extension the dialog gave it; a name typed without "." ends
+// with the selected row's extension instead.
 void AcceptExplorer(HWND hook, OPENFILENAMEA* dialog)
 {
     char extension[16];
     RowExtension(extension);
-    if (dialog && dialog->lpstrFile) {
+    char typed[MAX_PATH] = "";
+    SendMessageA(GetParent(hook), CDM_GETSPEC, sizeof typed, reinterpret_cast<LPARAM>(typed));
+    if (dialog && dialog->lpstrFile && typed[0] && !strchr(typed, '.')) {
         LPSTR part = dialog->lpstrFile;
         if (LPSTR slash = strrchr(part, '\\')) part = slash + 1;
         const int room = static_cast<int>(dialog->nMaxFile) - static_cast<int>(part - dialog->lpstrFile);
-        FIL_NameAtAccept(part, room, extension);
+        if (LPSTR typedPart = strrchr(typed, '\\')) memmove(typed, typedPart + 1, strlen(typedPart + 1) + 1);
+        FIL_NameAtAccept(typed, sizeof typed, extension);
+        lstrcpynA(part, typed, room);
     }
     ReadOptions(hook);
 }
@@ -351,6 +390,9 @@ UINT_PTR CALLBACK FIL_GetSaveHook(HWND dialog, UINT message, WPARAM wParam, LPAR
         return FALSE;
     case WM_COMMAND:
         return Command(dialog, wParam);
+    case kRenameMessage:
+        SetDlgItemTextA(dialog, edt1, pendingName);
+        return TRUE;
     }
     return FALSE;
 }

@@ -286,24 +286,32 @@ bool PressButton(HWND dialog, int id)
 
 std::vector<std::string> ComboItems(HWND dialog, int id)
 {
+    // Sent to another process, Wine answers the ANSI CB_GETLBTEXT in UTF-16,
+    // in twice the room the ANSI length promises; so the entries are read in
+    // UTF-16 and converted here.
     std::vector<std::string> items;
     HWND combo = GetDlgItem(dialog, id);
     DWORD_PTR count = 0;
-    if (!combo || !SendMessageTimeoutA(combo, CB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
+    if (!combo || !SendMessageTimeoutW(combo, CB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
         static_cast<LRESULT>(count) == CB_ERR)
         return items;
     for (DWORD_PTR i = 0; i < count; ++i) {
         DWORD_PTR length = 0;
-        if (!SendMessageTimeoutA(combo, CB_GETLBTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
+        if (!SendMessageTimeoutW(combo, CB_GETLBTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
             static_cast<LRESULT>(length) == CB_ERR)
             return {};
-        std::vector<char> text(length + 1, '\0');
+        std::vector<WCHAR> wide(length + 1, L'\0');
         DWORD_PTR copied = 0;
-        if (!SendMessageTimeoutA(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(text.data()), SMTO_ABORTIFHUNG,
+        if (!SendMessageTimeoutW(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG,
                                  5000, &copied) ||
             static_cast<LRESULT>(copied) == CB_ERR)
             return {};
-        items.emplace_back(text.data(), std::min<size_t>(copied, length));
+        const int chars = static_cast<int>(std::min<size_t>(copied, length));
+        const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, nullptr, 0, nullptr, nullptr);
+        std::string text(static_cast<size_t>(std::max(bytes, 0)), '\0');
+        if (bytes > 0)
+            WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, text.data(), bytes, nullptr, nullptr);
+        items.push_back(text);
     }
     return items;
 }
