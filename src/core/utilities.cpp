@@ -51,3 +51,21 @@ void MSG_LoadWaitCursor() { MSG_WaitCursor = LoadCursorA(nullptr, IDC_WAIT); }
 void UTL_BeginWait() { MSG_SavedCursor = SetCursor(MSG_WaitCursor); }
 
 void UTL_EndWait() { SetCursor(MSG_SavedCursor); }
+
+void UTL_FixDirList(HWND dialog, int listId)
+{
+    HWND list = GetDlgItem(dialog, listId);
+    if (!list) return;
+    LRESULT self = SendMessageA(list, LB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>("[.]"));
+    if (self != LB_ERR) SendMessageA(list, LB_DELETESTRING, static_cast<WPARAM>(self), 0);
+}
+
+// The well's frame: two pixels of sunken edge on each side.
+void UTL_WellRect(RECT* rect) { InflateRect(rect, -2, -2); }
+
+void UTL_DrawWell(HDC dc, RECT* rect, HBRUSH brush)
+{
+    DrawEdge(dc, rect, EDGE_SUNKEN, BF_RECT);
+    UTL_WellRect(rect);
+    FillRect(dc, rect, brush);
+}

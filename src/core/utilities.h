@@ -16,3 +16,12 @@ void MSG_LoadWaitCursor();
 void UTL_BeginWait();
 // Puts the kept cursor back.
 void UTL_EndWait();
+
+// Tidies a list box just filled with a directory listing (DlgDirListA,
+// LB_DIR): the "[.]" entry, which names the folder itself, goes.
+void UTL_FixDirList(HWND dialog, int listId);
+// Paints a sunken, framed well filled with the brush, and leaves rect as the
+// well's inner rectangle (for a progress bar).
+void UTL_DrawWell(HDC dc, RECT* rect, HBRUSH brush);
+// Leaves rect as the inner rectangle of a well, painting nothing.
+void UTL_WellRect(RECT* rect);
