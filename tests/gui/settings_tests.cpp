@@ -188,9 +188,9 @@ std::string OpenDialogFilter(const Session& run)
     return filter;
 }
 
-// Each scenario starts from an empty Core section and leaves one behind, so
-// that no setting it made (no undo, other status bars) reaches the scenarios
-// that run after it.
+// Each scenario starts from an empty Core section and empties it again at
+// the end, so that no setting it made (no undo, other status bars) reaches
+// the scenarios that run after it.
 class SettingsDialog : public ::testing::Test {
 protected:
     void SetUp() override { ClearCore(); }

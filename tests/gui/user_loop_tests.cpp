@@ -1074,3 +1074,45 @@ TEST_F(ExplorerStyle, SaveDialogHidesTheColumnUntilFormatsAndFollowsTheFilter)
     EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.RLE"));
     EXPECT_EQ(run.Attr(window, kCompressed), 1);
 }
+
+TEST(UserLoop, EachColorsCommandOnATrueColourImageGivesItsDepthAndColourFlag)
+{
+    // Every entry the Colors menu offers a 24-bit colour image, each on a
+    // fresh copy: the depth the document then claims and whether it is colour.
+    const std::string path = WriteBmp("commands.bmp", ColourfulDib());
+    const struct {
+        UINT id;
+        LONG bits;
+        bool colour;
+    } cases[] = {
+        {1281, 8, false},  // Gray: 24 bits become 8, the flag clears
+        {1809, 1, false}, {1810, 1, false},  // Monochrome is gray
+        {1825, 4, true},  {1826, 4, true},  {1827, 4, true},  {1828, 4, true},
+        {1841, 8, true},  {1842, 8, true},  {1843, 8, true},  {1844, 8, true},
+        {1857, 16, true}, {1858, 16, true},
+        {1878, 32, true}, {1879, 32, true},
+    };
+    for (const auto& c : cases) {
+        Session run(path);
+        ASSERT_NE(run.frame, nullptr);
+        HWND window = run.WaitForWindows(1);
+        ASSERT_NE(window, nullptr);
+        ASSERT_EQ(run.Attr(window, kBits), 24);
+        run.Command(c.id);
+        EXPECT_TRUE(Within(10000, [&] { return run.Attr(window, kBits) == c.bits; }))
+            << "command " << c.id << " left bits " << run.Attr(window, kBits);
+        EXPECT_EQ((run.Attr(window, kFlags) & kColor) != 0, c.colour) << "command " << c.id;
+        EXPECT_NE(run.Attr(window, kFlags) & kModified, 0) << "command " << c.id;
+    }
+    // "Color" after "Gray" only sets the flag: the depth stays, nothing is modified anew.
+    Session run(path);
+    ASSERT_NE(run.frame, nullptr);
+    HWND window = run.WaitForWindows(1);
+    ASSERT_NE(window, nullptr);
+    run.Command(1281);
+    ASSERT_TRUE(Within(10000, [&] { return run.Attr(window, kBits) == 8; }));
+    EXPECT_EQ(run.Attr(window, kFlags) & kColor, 0);
+    run.Command(1280);
+    EXPECT_TRUE(Within(5000, [&] { return (run.Attr(window, kFlags) & kColor) != 0; }));
+    EXPECT_EQ(run.Attr(window, kBits), 8);
+}
