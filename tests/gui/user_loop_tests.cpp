@@ -619,7 +619,9 @@ TEST(UserLoop, LastFilesHoldsTheFilesOpenedThroughTheDialogNewestFirst)
         Accept(dialog, files[i]);
         ASSERT_NE(run.WaitForWindows(i + 2), nullptr) << files[i];
     }
-    // The five newest, newest first, in the store and in the menu.
+    // The five newest, newest first, in the store and in the menu. The list
+    // is stored just after the window appears: wait for the newest name.
+    ASSERT_TRUE(Within(5000, [&] { return Upper(ReadCore("FIL_FILENAME1")) == Upper(files[5]); }));
     auto expectList = [&] {
         for (int slot = 1; slot <= 5; ++slot)
             EXPECT_EQ(Upper(ReadCore("FIL_FILENAME" + std::to_string(slot))), Upper(files[6 - slot])) << slot;
