@@ -65,6 +65,20 @@ int CLR_DibReadable(HGLOBAL dib, const BITMAPINFOHEADER* h)
     return needed <= GlobalSize(dib) ? 1 : 0;
 }
 
+int CLR_LockReadable(HGLOBAL dib, BITMAPINFOHEADER** header, RGBQUAD** colors, BYTE** pixels)
+{
+    if (!DIB_Lock(dib, header, colors, pixels)) {
+        MSG_Report(SEV_ERROR, kNoMemory);
+        return 0;
+    }
+    if (!CLR_DibReadable(dib, *header)) {
+        GlobalUnlock(dib);
+        MSG_Report(SEV_ERROR, kNoMemory);
+        return 0;
+    }
+    return 1;
+}
+
 int CLR_IncreaseDib(HGLOBAL source, HGLOBAL* result, int target, BYTE alpha)
 {
     *result = nullptr;
@@ -74,15 +88,7 @@ int CLR_IncreaseDib(HGLOBAL source, HGLOBAL* result, int target, BYTE alpha)
     BITMAPINFOHEADER* sh;
     RGBQUAD* sourceColors;
     BYTE* sourcePixels;
-    if (!DIB_Lock(source, &sh, &sourceColors, &sourcePixels)) {
-        MSG_Report(SEV_ERROR, kNoMemory);
-        return 0;
-    }
-    if (!CLR_DibReadable(source, sh)) {
-        GlobalUnlock(source);
-        MSG_Report(SEV_ERROR, kNoMemory);
-        return 0;
-    }
+    if (!CLR_LockReadable(source, &sh, &sourceColors, &sourcePixels)) return 0;
     const int bits = sh->biBitCount;
     const bool paletted = bits <= 8;
     // Nothing to increase: a shallower layout, or indices from direct colour.

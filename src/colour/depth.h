@@ -30,6 +30,9 @@ inline int CLR_GrayBits(int bits) { return bits >= 16 ? 8 : bits; }
 // uncompressed, positive width and height (rows bottom-up), 1, 4, 8, 16, 24
 // or 32 bits, and a block that holds the colour table and every row.
 int CLR_DibReadable(HGLOBAL dib, const BITMAPINFOHEADER* header);
+// Locks a readable DIB and points at its parts; 0 after reporting 8204 (the
+// block is then unlocked).
+int CLR_LockReadable(HGLOBAL dib, BITMAPINFOHEADER** header, RGBQUAD** colors, BYTE** pixels);
 
 // Blocks the increase asks for, as told to the memory gate.
 enum DepthMemoryKind {

@@ -27,15 +27,7 @@ int CLR_MedianCut(HGLOBAL source, HGLOBAL* result, int count)
     BITMAPINFOHEADER* sh;
     RGBQUAD* sourceColors;
     BYTE* sourcePixels;
-    if (!DIB_Lock(source, &sh, &sourceColors, &sourcePixels)) {
-        MSG_Report(SEV_ERROR, kNoMemory);
-        return 0;
-    }
-    if (!CLR_DibReadable(source, sh)) {
-        GlobalUnlock(source);
-        MSG_Report(SEV_ERROR, kNoMemory);
-        return 0;
-    }
+    if (!CLR_LockReadable(source, &sh, &sourceColors, &sourcePixels)) return 0;
     const LONG width = sh->biWidth;
     const LONG height = sh->biHeight;
     const int sourceBits = sh->biBitCount;
