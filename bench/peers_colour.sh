@@ -16,19 +16,9 @@
 # KV_BENCH on: cmake --build build/native --target kv_bench)
 set -eu
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$root/build/native}
-runs=${RUNS:-3}
 slow_runs=${SLOW_RUNS:-1}
-bench=$build/bench/kv_bench
-convert=/usr/bin/convert
-
-[ -x "$bench" ] || { echo "kv_bench not found in $build" >&2; exit 1; }
-[ -x "$convert" ] || { echo "ImageMagick's convert not found" >&2; exit 1; }
+. "$(dirname "$0")/peers_common.sh"
 command -v pnmcolormap >/dev/null || { echo "netpbm not found" >&2; exit 1; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 # The picture as photo.ppm, and our times.
 KV_BENCH_PHOTO_DUMP=$work "$bench" --benchmark_filter='^(OptimizedCut|FlatCut256)/' \
@@ -49,18 +39,6 @@ for name, t in best.items():
 EOF
 ours() { awk -v n="$1" '$1 == n { print $2 }' "$work/ours.txt"; }
 
-# CPU seconds (user + sys) of a command, the best of $runs (or of $2 runs).
-cpu() {
-    best=""
-    i=0
-    while [ $i -lt "${2:-$runs}" ]; do
-        /usr/bin/time -o "$work/time" -f '%U %S' sh -c "$1" >/dev/null 2>&1 || true
-        t=$(tail -n 1 "$work/time" | awk '{ printf "%.3f", $1 + $2 }')
-        if [ -z "$best" ] || awk "BEGIN { exit !($t < $best) }"; then best=$t; fi
-        i=$((i + 1))
-    done
-    echo "$best"
-}
 
 photo=$work/photo.ppm
 # The fixed 3-3-2 palette of Flat Cut to 256, as a 256x1 picture for -remap.
@@ -75,18 +53,18 @@ EOF
 pnmcolormap 256 "$photo" >"$work/map256.ppm" 2>/dev/null
 pnmcolormap 16 "$photo" >"$work/map16.ppm" 2>/dev/null
 
-im_read=$(cpu "$convert '$photo' null:")
-im_16=$(cpu "$convert '$photo' +dither -colors 16 null:")
-im_256=$(cpu "$convert '$photo' +dither -colors 256 null:")
-im_16fs=$(cpu "$convert '$photo' -dither FloydSteinberg -colors 16 null:")
-im_256fs=$(cpu "$convert '$photo' -dither FloydSteinberg -colors 256 null:")
-im_332=$(cpu "$convert '$photo' +dither -remap '$work/pal332.ppm' null:")
-nq_256=$(cpu "pnmquant 256 '$photo'" "$slow_runs")
-nq_256fs=$(cpu "pnmquant -floyd 256 '$photo'" "$slow_runs")
-nq_16=$(cpu "pnmquant 16 '$photo'" "$slow_runs")
-nr_256=$(cpu "pnmremap -nofloyd -mapfile='$work/map256.ppm' '$photo'" "$slow_runs")
-nr_256fs=$(cpu "pnmremap -floyd -mapfile='$work/map256.ppm' '$photo'" "$slow_runs")
-nr_16fs=$(cpu "pnmremap -floyd -mapfile='$work/map16.ppm' '$photo'" "$slow_runs")
+im_read=$(cpu sh -c "$convert '$photo' null:")
+im_16=$(cpu sh -c "$convert '$photo' +dither -colors 16 null:")
+im_256=$(cpu sh -c "$convert '$photo' +dither -colors 256 null:")
+im_16fs=$(cpu sh -c "$convert '$photo' -dither FloydSteinberg -colors 16 null:")
+im_256fs=$(cpu sh -c "$convert '$photo' -dither FloydSteinberg -colors 256 null:")
+im_332=$(cpu sh -c "$convert '$photo' +dither -remap '$work/pal332.ppm' null:")
+nq_256=$(runs=$slow_runs; cpu sh -c "pnmquant 256 '$photo'")
+nq_256fs=$(runs=$slow_runs; cpu sh -c "pnmquant -floyd 256 '$photo'")
+nq_16=$(runs=$slow_runs; cpu sh -c "pnmquant 16 '$photo'")
+nr_256=$(runs=$slow_runs; cpu sh -c "pnmremap -nofloyd -mapfile='$work/map256.ppm' '$photo'")
+nr_256fs=$(runs=$slow_runs; cpu sh -c "pnmremap -floyd -mapfile='$work/map256.ppm' '$photo'")
+nr_16fs=$(runs=$slow_runs; cpu sh -c "pnmremap -floyd -mapfile='$work/map16.ppm' '$photo'")
 
 o16=$(ours OptimizedCut/colours:16/dither:0)
 o256=$(ours OptimizedCut/colours:256/dither:0)
