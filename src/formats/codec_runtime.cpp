@@ -127,12 +127,19 @@ SIZE_T DIB_PackedSize(LONG width, LONG height, int bits, DWORD colors)
     return static_cast<SIZE_T>(total);
 }
 
+namespace {
+uint64_t memoryLimit = 0x80000000ULL;
+}  // namespace
+
+void DIB_SetMemoryLimit(uint64_t bytes) { memoryLimit = bytes; }
+uint64_t DIB_GetMemoryLimit() { return memoryLimit; }
+
 HGLOBAL DIB_AllocatePacked(const BITMAPINFOHEADER* h, BYTE** block)
 {
     *block = nullptr;
     DWORD colors = h->biClrUsed ? h->biClrUsed : (h->biBitCount <= 8 ? 1U << h->biBitCount : 0);
     SIZE_T size = DIB_PackedSize(h->biWidth, h->biHeight, h->biBitCount, colors);
-    if (!size) return nullptr;
+    if (!size || size > memoryLimit) return nullptr;
     HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, size);
     if (!mem) return nullptr;
     *block = static_cast<BYTE*>(GlobalLock(mem));

@@ -5,6 +5,7 @@
 
 #include "platform/win32.h"
 
+#include <cstdint>
 #include <cstdio>
 
 // ---- load information --------------------------------------------------------
@@ -86,6 +87,11 @@ void DIB_InitHeader(BITMAPINFOHEADER* header, LONG width, LONG height, int bits,
 HGLOBAL DIB_AllocatePacked(const BITMAPINFOHEADER* header, BYTE** block);
 // Overflow-safe size of a packed DIB of these dimensions, or 0 if it can't exist.
 SIZE_T DIB_PackedSize(LONG width, LONG height, int bits, DWORD colors);
+// The one process-wide limit on a single image block (2 GB unless lowered):
+// DIB_AllocatePacked refuses any block above it, so a hostile size costs
+// nothing while a legal sparse or short file still loads.
+void DIB_SetMemoryLimit(uint64_t bytes);
+uint64_t DIB_GetMemoryLimit();
 
 // ---- plain file wrappers ---------------------------------------------------------
 BYTE FIL_ReadByte(HFILE file);
