@@ -188,7 +188,7 @@ TEST(ServiceBlock, MessagesAndSharedNameLayout)
     EXPECT_EQ(CMO_TextAt, 56u);
     EXPECT_EQ(CMO_TextAt + CMO_TextRoom, 1024u);
     EXPECT_STREQ(CMO_Name, "CoreMemObject");
-    // The block's fields lie in their documented order.
+    // The block's fields lie in the order outside programs rely on.
     const size_t offsets[] = {offsetof(ServiceBlock, window),   offsetof(ServiceBlock, hDIB),
                               offsetof(ServiceBlock, text),     offsetof(ServiceBlock, attribute),
                               offsetof(ServiceBlock, object),   offsetof(ServiceBlock, record),

@@ -1,6 +1,6 @@
 // The profile store: values by section and key that outlive their handle,
 // integer reads that leave a default alone, and the store's physical form
-// (the registry on Windows, the documented text file elsewhere).
+// (the registry on Windows, a plain text file of sections elsewhere).
 #include "platform/profile.h"
 #include "scratch_store.h"
 #include "test_support.h"
@@ -225,7 +225,7 @@ TEST(Profile, RegistryHoldsTheProgramsSectionsAsStrings)
     RegCloseKey(core);
 }
 #else
-TEST(Profile, TextFileHasTheDocumentedForm)
+TEST(Profile, TextFileHoldsSectionsAndKeysAsPlainLines)
 {
     ScratchStore store("form");
     PutText("Core", "dither_type", "5");

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Writes the expected results of the colour engine's reductions for a set of
-small generated images, computed here from the written rules of Flat Cut,
+small generated images, computed here from the rules of Flat Cut,
 error diffusion and palette matching, independently of the C++ code.
 
 The model is deliberately plain: whole-image planes of integers, errors kept

@@ -47,8 +47,8 @@ inline constexpr unsigned kDropMappingSize = 1u << 16;
 inline constexpr char kServiceMapping[] = "KorvantaGuiProbeService";
 inline constexpr unsigned kServiceMappingSize = 1u << 20;
 
-// The service block as the program's services take it, restated here from
-// its documented wire layout: 14 32-bit fields, of which the handles and
+// The service block as the program's services take it, restated here as an
+// outside program lays it out: 14 32-bit fields, of which the handles and
 // pointers widen to pointer size on 64-bit systems.
 struct WireBlock {
     void* window;
