@@ -2,6 +2,7 @@
 // filter lists, identification by file name and the format messages.
 #include "cli/headless.h"
 #include "core/messages.h"
+#include "corpus_support.h"
 #include "formats/format_table.h"
 #include "formats/formats.h"
 #include "test_support.h"
@@ -339,6 +340,27 @@ TEST_F(FormatTable, FormatErrorPutsTheUpperCaseExtensionIntoTheText)
     EXPECT_EQ("Incomplete KVT file, cannot load", HDL_Boxes()[1].text);
     // The row itself keeps its extension as registered.
     EXPECT_STREQ("kvt", FMT_GetRow(row)->extension);
+}
+
+TEST_F(FormatTable, SaveRefusesADibAtADepthItsRowDoesNotList)
+{
+    // 2 bits are no depth of any row, 24 no depth of GIF: an error and no file.
+    // 8 bits into BMP pass the test and are written.
+    const struct {
+        int bits, row;
+        bool written;
+    } cases[] = {{2, FMT_Row_BMP, false}, {24, FMT_Row_GIF, false}, {8, FMT_Row_BMP, true}};
+    for (const auto& c : cases) {
+        const std::string path = TempPath("depth_refused");
+        HGLOBAL dib = BlankDib(4, 2, c.bits, 0, c.bits <= 8 ? 1u << c.bits : 0);
+        HDL_ClearBoxes();
+        EXPECT_EQ(c.written ? 1 : 0, FMT_Save(path.c_str(), dib, 1, 0, static_cast<WORD>(c.bits), c.row)) << c.bits;
+        EXPECT_EQ(c.written, FileExists(path)) << c.bits;
+        ASSERT_EQ(c.written ? 0u : 1u, HDL_Boxes().size()) << c.bits;
+        if (!c.written) EXPECT_EQ("Internal error, cannot write file", HDL_Boxes()[0].text);
+        remove(path.c_str());
+        GlobalFree(dib);
+    }
 }
 
 TEST_F(FormatTable, RegisterKeepsTheModulesFullPathAndFreeEmptiesTheTable)
