@@ -27,29 +27,30 @@ std::string CLI_OutputName(const std::string& input, int row)
     return name.substr(0, dot + 1) + ext;
 }
 
-void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed)
+int CLI_DefaultDepth(int row, int bits)
 {
     static const int kBits[6] = {1, 4, 8, 16, 24, 32};
     int d = FMT_DepthIndex(bits);
     if (d < 0) d = DEPTH_24;
-    // Compressed as the format changes it: forced where inherent, off where it can't be.
+    if (FMT_GetCapability(row, d)) return kBits[d];
+    // As little as possible is lost: the largest depth below, and only when
+    // there is none, the smallest above.
+    for (int i = d - 1; i >= 0; i--)
+        if (FMT_GetCapability(row, i)) return kBits[i];
+    for (int i = d + 1; i < 6; i++)
+        if (FMT_GetCapability(row, i)) return kBits[i];
+    return kBits[d];
+}
+
+void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed)
+{
+    const int target = CLI_DefaultDepth(row, bits);
+    const int d = FMT_DepthIndex(target);
+    // Compressed as the format has it at that depth: forced where inherent, off where it can't be.
     if (FMT_TestCapability(row, d, CAP_COMPRESS_INHERENT)) compressed = 1;
     if (!FMT_TestCapability(row, d, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT)) compressed = 0;
-    if (!FMT_GetCapability(row, d)) {
-        // The nearest depth the row holds: upward first, then down from 32.
-        int found = -1;
-        for (int i = d + 1; i < 6 && found < 0; i++)
-            if (FMT_GetCapability(row, i)) found = i;
-        static const int kDown[] = {DEPTH_16, DEPTH_8, DEPTH_4, DEPTH_1};
-        for (int i = 0; i < 4 && found < 0; i++)
-            if (FMT_GetCapability(row, kDown[i])) found = kDown[i];
-        if (found >= 0) {
-            d = found;
-            if (FMT_TestCapability(row, d, CAP_COMPRESS_INHERENT)) compressed = 1;
-        }
-    }
     if (!FMT_TestCapability(row, d, CAP_COLOR)) color = 0;
-    *outBits = kBits[d];
+    *outBits = target;
     *outColor = color;
     *outCompressed = compressed;
 }

@@ -21,10 +21,13 @@ struct CliDocument {
 // letter); a name without a dot stays as it is.
 std::string CLI_OutputName(const std::string& input, int row);
 
-// What Save As would preselect for a document going to row: the depth (the
-// document's own if the row can hold it, else the nearest it can, upward
-// first, then down from 32), colour (gray where the row can't hold colour)
-// and compression (forced where inherent, off where impossible).
+// kvconvert's default depth for an image of bits going to row: its own if the
+// row holds it, else the largest the row holds below it, else the smallest
+// above it. (Not the Save dialog's search, which looks upward first.)
+int CLI_DefaultDepth(int row, int bits);
+// The settings for a document going to row: the default depth above, colour
+// (gray where the row can't hold colour at that depth) and compression
+// (forced where inherent, off where impossible).
 void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed);
 
 // Loads path through the row of its last extension; 0 after a report.

@@ -7,7 +7,7 @@
 struct ConvertOptions {
     std::string output;           // -o: a file (one input) or a directory; empty = current directory
     std::string to;               // -t: output format by extension
-    int depth = 0;                // -d: 1, 4, 8, 16, 24 or 32; 0 = as Save As would preselect
+    int depth = 0;                // -d: 1, 4, 8, 16, 24 or 32; 0 = CLI_DefaultDepth
     bool gray = false;            // --gray
     bool flat = false;            // --flat (else Optimized Cut)
     bool dither = true;           // --dither / --no-dither

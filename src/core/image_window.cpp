@@ -227,10 +227,10 @@ void WIN_FitToImage(HWND hwnd, HGLOBAL hDIB)
     LONG borderWidth = (window.right - window.left) - client.right;
     LONG borderHeight = (window.bottom - window.top) - client.bottom;
     const LONG style = GetWindowLongA(hwnd, GWL_STYLE);
-    // A shown bar is not border: on this system it takes exactly its metric
-    // from the client area (the bars of old overlapped the frame by a pixel).
-    if (style & WS_VSCROLL) borderWidth -= GetSystemMetrics(SM_CXVSCROLL);
-    if (style & WS_HSCROLL) borderHeight -= GetSystemMetrics(SM_CYHSCROLL);
+    // A shown bar leaves the border less one pixel: a window that had bars
+    // comes out a pixel wider or taller than its image.
+    if (style & WS_VSCROLL) borderWidth -= GetSystemMetrics(SM_CXVSCROLL) - 1;
+    if (style & WS_HSCROLL) borderHeight -= GetSystemMetrics(SM_CYHSCROLL) - 1;
 
     BITMAPINFOHEADER header{};
     if (hDIB) DIB_GetInfo(hDIB, &header);
@@ -249,9 +249,9 @@ void WIN_FitToImage(HWND hwnd, HGLOBAL hDIB)
         if (corner.y + height > areaHeight) height = areaHeight - corner.y;
     };
     cap();
-    // A bar that is coming takes its room first.
-    if (width - borderWidth < imageWidth) height += GetSystemMetrics(SM_CYHSCROLL);
-    if (height - borderHeight < imageHeight) width += GetSystemMetrics(SM_CXVSCROLL);
+    // A bar that is coming takes its room first, less one pixel.
+    if (width - borderWidth < imageWidth) height += GetSystemMetrics(SM_CYHSCROLL) - 1;
+    if (height - borderHeight < imageHeight) width += GetSystemMetrics(SM_CXVSCROLL) - 1;
     cap();
 
     SetWindowPos(hwnd, nullptr, 0, 0, width, height, SWP_NOMOVE);

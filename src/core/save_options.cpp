@@ -114,14 +114,14 @@ void FIL_UpdateColumn(SaveColumn* column, const BYTE capability[6], int mode)
         return;
     }
 
-    // A checked depth that became impossible moves to the nearest possible
-    // one: upward first, then downward from the top.
+    // A checked depth that became impossible moves to another one: upward
+    // first, then down from 32 through 16, 8, 4 and 1; 24 is not among those.
     if (d >= 0 && !enabled[d]) {
         checked[d] = 0;
         int found = -1;
         for (int i = d + 1; i < 6 && found < 0; i++)
             if (enabled[i]) found = i;
-        for (int i = 4; i >= 0 && found < 0; i--)
+        for (int i = 3; i >= 0 && found < 0; i--)
             if (i != d && enabled[i]) found = i;
         if (found >= 0) {
             checked[found] = 1;

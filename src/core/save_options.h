@@ -49,7 +49,7 @@ void FIL_ColumnFromOptions(SaveColumn* column, WORD options);
 WORD FIL_OptionsFromColumn(const SaveColumn* column);
 // Brings the column in line with the capability bytes of the selected format
 // after a change of the given mode: enables what the format can hold, moves
-// a depth that became impossible to the nearest possible one (upward first),
+// a depth that became impossible to another (upward first, then 16, 8, 4, 1),
 // and falls back to Gray when Colour is impossible.
 void FIL_UpdateColumn(SaveColumn* column, const BYTE capability[6], int mode);
 // A click on control position: a depth checks only itself (mode 2), Colour

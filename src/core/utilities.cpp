@@ -60,6 +60,14 @@ void UTL_FixDirList(HWND dialog, int listId)
     if (self != LB_ERR) SendMessageA(list, LB_DELETESTRING, static_cast<WPARAM>(self), 0);
 }
 
+int UTL_ChildRect(HWND window, RECT* rect)
+{
+    if (!GetWindowRect(window, rect)) return 0;
+    // Both corners from the screen into the parent's client area.
+    MapWindowPoints(nullptr, GetParent(window), reinterpret_cast<POINT*>(rect), 2);
+    return 1;
+}
+
 // The well's frame: two pixels of sunken edge on each side.
 void UTL_WellRect(RECT* rect) { InflateRect(rect, -2, -2); }
 

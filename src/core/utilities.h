@@ -20,6 +20,9 @@ void UTL_EndWait();
 // Tidies a list box just filled with a directory listing (DlgDirListA,
 // LB_DIR): the "[.]" entry, which names the folder itself, goes.
 void UTL_FixDirList(HWND dialog, int listId);
+// The window's rectangle in the coordinates of its parent's client area; 0
+// when the window has none.
+int UTL_ChildRect(HWND window, RECT* rect);
 // Paints a sunken, framed well filled with the brush, and leaves rect as the
 // well's inner rectangle (for a progress bar).
 void UTL_DrawWell(HDC dc, RECT* rect, HBRUSH brush);

@@ -4,6 +4,7 @@
 
 #include "core/messages.h"
 #include "formats/formats.h"
+#include "platform/dib.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -232,10 +233,35 @@ int FMT_Load(LPCSTR path, HGLOBAL* dib, int row)
     return r->load ? r->load(path, dib) : 0;
 }
 
+namespace {
+const UINT kInternalWriteError = 2063;  // "Internal error, cannot write file"
+
+// Whether the row's capability bytes list the depth of the DIB to be written.
+// A 24-bit DIB also stands for a 16-bit document, and the icon writer takes
+// a 32-bit image unreduced and makes its own depth.
+bool HoldsDib(const FormatRow* r, HGLOBAL dib, WORD depth)
+{
+    BITMAPINFOHEADER header;
+    DIB_GetInfo(dib, &header);
+    const int bits = header.biBitCount;
+    const int d = FMT_DepthIndex(bits);
+    if (d >= 0 && r->capability[d]) return true;
+    if (bits == 24 && depth == 16 && r->capability[DEPTH_16]) return true;
+    return bits == 32 && static_cast<int>(r->index) == FMT_Row_ICO;
+}
+}  // namespace
+
 int FMT_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depth, int row)
 {
     const FormatRow* r = Row(row);
     if (!r) return 0;
+    // No writer ever gets a depth its row does not list: that would be a
+    // fault of the caller's conversion, and it writes no file.
+    const bool writes = r->save && r->save != FMT_NoSave && r->save != FMT_StubSave;
+    if (writes && !HoldsDib(r, dib, depth)) {
+        MSG_Report(SEV_ERROR, kInternalWriteError);
+        return 0;
+    }
 #ifdef _WIN32
     if (r->module) return CallModule<ModuleSaveProc>(r, "ZT_Fmt_Save", path, dib, color, compressed, depth);
 #else

@@ -66,6 +66,8 @@ int FMT_LastIndex();
 const FormatRow* FMT_GetRow(int row);
 
 int FMT_Load(LPCSTR path, HGLOBAL* dib, int row);
+// Writes through the row's writer; a DIB whose depth the row's capability
+// bytes don't list is refused with "Internal error, cannot write file".
 int FMT_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depth, int row);
 int FMT_Validate(LPCSTR path, int row);
 

@@ -2,6 +2,7 @@
 // filter lists, identification by file name and the format messages.
 #include "cli/headless.h"
 #include "core/messages.h"
+#include "corpus_support.h"
 #include "formats/format_table.h"
 #include "formats/formats.h"
 #include "test_support.h"
@@ -339,6 +340,22 @@ TEST_F(FormatTable, FormatErrorPutsTheUpperCaseExtensionIntoTheText)
     EXPECT_EQ("Incomplete KVT file, cannot load", HDL_Boxes()[1].text);
     // The row itself keeps its extension as registered.
     EXPECT_STREQ("kvt", FMT_GetRow(row)->extension);
+}
+
+TEST_F(FormatTable, SaveRefusesADibAtADepthItsRowDoesNotList)
+{
+    // 2 bits are no row's depth, 24 not GIF's: an error and no file. 8 bits go into BMP.
+    const std::string path = TempPath("depth_refused");
+    for (int bits : {2, 24, 8}) {
+        HGLOBAL dib = BlankDib(4, 2, bits, 0, bits <= 8 ? 1u << bits : 0);
+        HDL_ClearBoxes();
+        const bool listed = bits == 8;
+        EXPECT_EQ(listed, FMT_Save(path.c_str(), dib, 1, 0, bits, bits == 24 ? FMT_Row_GIF : FMT_Row_BMP) != 0);
+        EXPECT_EQ(listed, FileExists(path)) << bits;
+        EXPECT_EQ(listed ? "" : "Internal error, cannot write file", HDL_Boxes().empty() ? "" : HDL_Boxes()[0].text);
+        remove(path.c_str());
+        GlobalFree(dib);
+    }
 }
 
 TEST_F(FormatTable, RegisterKeepsTheModulesFullPathAndFreeEmptiesTheTable)

@@ -1,4 +1,4 @@
-// kvconvert's own rules: options, output names and what Save As would preselect.
+// kvconvert's own rules: options, output names and the default depth, colour and compression.
 #include "cli/cli_job.h"
 #include "cli/cli_options.h"
 #include "formats/format_table.h"
@@ -86,21 +86,22 @@ TEST(KvconvertNames, CutAtTheFirstDotWithTheOutputExtension)
     EXPECT_EQ("NODOT", CLI_OutputName("dir.v1/NODOT", FMT_Row_GIF));
 }
 
-TEST(KvconvertPreset, DepthColourAndCompressionAsSaveAsPreselects)
+TEST(KvconvertPreset, DefaultDepthIsTheOwnElseTheLargestBelowElseTheSmallestAbove)
 {
     // The image's own depth where the format holds it.
     Preset p = PresetFor("BMP", 8, 1, 1);
     EXPECT_EQ(8, p.bits);
     EXPECT_EQ(1, p.color);
     EXPECT_EQ(0, p.compressed);  // BMP can't be compressed
-    // 24 bits to GIF: nothing above, then down from 32: 16 no, 8 yes.
+    // 24 bits to GIF: the largest below, 8.
     p = PresetFor("GIF", 24, 1, 0);
     EXPECT_EQ(8, p.bits);
     EXPECT_EQ(1, p.compressed);  // inherent
-    // 1 bit to TGA looks upward first: 4 no, 8 yes.
-    p = PresetFor("TGA", 1, 0, 0);
-    EXPECT_EQ(8, p.bits);
-    // RLE always compresses; 24 bits go to the nearest it holds.
+    // Downward first, where the Save dialog looks upward; from 1 bit, up to the smallest.
+    EXPECT_EQ(24, PresetFor("PCX", 32, 1, 0).bits);
+    EXPECT_EQ(8, PresetFor("BMP", 16, 1, 0).bits);
+    EXPECT_EQ(8, PresetFor("JPG", 1, 0, 0).bits);
+    // RLE always compresses; 24 bits go to 8.
     p = PresetFor("RLE", 24, 1, 0);
     EXPECT_EQ(8, p.bits);
     EXPECT_EQ(1, p.compressed);

@@ -20,6 +20,7 @@ const BYTE kBmp[6] = {3, 1, 1, 0, 1, 1};
 const BYTE kDib[6] = {7, 5, 5, 0, 1, 1};
 const BYTE kTga[6] = {0, 0, 7, 5, 5, 5};
 const BYTE kHex[6] = {2, 3, 3, 0, 3, 0};
+const BYTE kJpg[6] = {0, 0, 11, 0, 9, 0};
 
 SaveColumn Column(WORD options)
 {
@@ -93,9 +94,9 @@ TEST(SaveOptions, NearestDepthLooksUpwardFirst)
     FIL_UpdateColumn(&column, kTga, FIL_MODE_FORMAT);
     EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR);
     EXPECT_TRUE(column.enabled[FIL_CTL_COMPRESSED]);
-    // 32 bits in GIF: nothing above, so down from 24 to 8.
+    // 32 bits in JPG: nothing above, so down through 16 to 8; 24 is passed over.
     column = Column(FIL_OPT_32BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kGif, FIL_MODE_FORMAT);
+    FIL_UpdateColumn(&column, kJpg, FIL_MODE_FORMAT);
     EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_COMPRESSED);
 }
 
