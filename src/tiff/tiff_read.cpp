@@ -232,8 +232,9 @@ bool ShowPaletteAsGray(TiffSource* source, const OwnTags& tags)
 {
     const Entry& e = tags.photometric;
     const int size = IntegerBytes(e.type);
-    WORD photometric = 0;
-    if (e.count != 1 || !EntryValues(source, tags, e, 1, &photometric) || photometric != PHOTOMETRIC_PALETTE)
+    // Only a value held inside the entry is replaced.
+    if (!e.present || !size || e.count != 1 || size > tags.valueBytes ||
+        Unsigned(e.value, size, tags.bigEndian) != PHOTOMETRIC_PALETTE)
         return false;
     source->patchAt = e.valueAt;
     source->patchBytes = size;
