@@ -18,6 +18,7 @@
 #include "tiff/tiff_errors.h"
 
 #include "core/messages.h"
+#include "formats/codec_runtime.h"
 
 #include <cstdio>
 #include <cstring>
@@ -282,19 +283,20 @@ void TIF_ReportPending(TiffErrors* errors)
     if (errors->id && !errors->reported) TIF_Report(errors, errors->id);
 }
 
-tmsize_t TIF_MemoryCap(DWORD bytes)
+tmsize_t TIF_MemoryCap()
 {
-    // A strip read is never larger than the file, a strip written never
-    // larger than the image, and no scanline of an image of at most 65535
-    // pixels a row needs more than a few megabytes.
-    const uint64_t floor = 64ULL << 20;
-    const uint64_t byData = static_cast<uint64_t>(bytes) * 2 + (1ULL << 20);
-    uint64_t cap = byData > floor ? byData : floor;
+    // A strip holds at most the image's rows; coded, PackBits adds a byte in
+    // 128 and Group 3/4 can exceed the rows of a small image, hence the margin.
+    const uint64_t limit = DIB_GetMemoryLimit();
+    const uint64_t cap = limit + limit / 64 + (1ULL << 20);
     const uint64_t largest = sizeof(tmsize_t) < 8 ? 0x7FFFFFFFULL : 0x7FFFFFFFFFFFFFFFULL;
-    return static_cast<tmsize_t>(cap < largest ? cap : largest);
+    return static_cast<tmsize_t>(cap < largest && cap >= limit ? cap : largest);
 }
 
-TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors, tmsize_t memoryCap)
+namespace {
+
+// Options with the handlers bound to errors and the memory cap; null when they can't be had.
+TIFFOpenOptions* Options(TiffErrors* errors)
 {
     RegisterLzwRefusal();
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
@@ -304,8 +306,28 @@ TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors, tmsize_t m
     }
     TIFFOpenOptionsSetErrorHandlerExtR(options, OnError, errors);
     TIFFOpenOptionsSetWarningHandlerExtR(options, OnWarning, errors);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, memoryCap);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, TIF_MemoryCap());
+    return options;
+}
+
+}  // namespace
+
+TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors)
+{
+    TIFFOpenOptions* options = Options(errors);
+    if (!options) return nullptr;
     TIFF* tif = TIFFOpenExt(path, mode, options);
+    TIFFOpenOptionsFree(options);
+    return tif;
+}
+
+TIFF* TIF_OpenReader(LPCSTR name, thandle_t handle, TIFFReadWriteProc read, TIFFReadWriteProc write, TIFFSeekProc seek,
+                     TIFFCloseProc close, TIFFSizeProc size, TIFFMapFileProc map, TIFFUnmapFileProc unmap,
+                     TiffErrors* errors)
+{
+    TIFFOpenOptions* options = Options(errors);
+    if (!options) return nullptr;
+    TIFF* tif = TIFFClientOpenExt(name, "r", handle, read, write, seek, close, size, map, unmap, options);
     TIFFOpenOptionsFree(options);
     return tif;
 }

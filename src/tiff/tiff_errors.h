@@ -48,9 +48,12 @@ UINT TIF_ErrorId(const char* module, const char* format, const char* text, int p
 // Opens path with libtiff (mode "r" or "w") with the handlers bound to
 // errors. Null on failure; the condition is then in errors (and shown when
 // the state reports immediately and isn't quiet).
-TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors, tmsize_t memoryCap);
+TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors);
+// The same for reading through the caller's procedures; the handle stays the caller's.
+TIFF* TIF_OpenReader(LPCSTR name, thandle_t handle, TIFFReadWriteProc read, TIFFReadWriteProc write, TIFFSeekProc seek,
+                     TIFFCloseProc close, TIFFSizeProc size, TIFFMapFileProc map, TIFFUnmapFileProc unmap,
+                     TiffErrors* errors);
 
-// The largest single allocation libtiff may make for a file of this size
-// (reading) or an image of this many bytes (writing): generous for any real
-// strip, far below what a lying count asks for.
-tmsize_t TIF_MemoryCap(DWORD bytes);
+// The largest single allocation libtiff may make: what the largest image the
+// program may hold (DIB_GetMemoryLimit) needs for a strip, coded or decoded.
+tmsize_t TIF_MemoryCap();

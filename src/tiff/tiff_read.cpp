@@ -10,6 +10,8 @@
 #include "tiff/tiff_errors.h"
 
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -32,24 +34,107 @@ enum Unpack {
     UNPACK_ALPHA,     // 8-bit R, G, B, A to B, G, R, A
     UNPACK_CMYK,      // 8-bit C, M, Y, K to B, G, R
     UNPACK_RGB,       // 8-bit R, G, B to B, G, R
-    UNPACK_COPY,      // 1, 2, 4, 8 bits as they stand
+    UNPACK_TWO,       // 2-bit indices widened to 4 bits
+    UNPACK_COPY,      // 1, 4, 8 bits as they stand
 };
 
-// ---- the gray response tags ------------------------------------------------------
-// libtiff skips GrayResponseUnit (290) and GrayResponseCurve (291), so they
-// are read from the directory's entries with libtiff's own file procedures.
+// ---- the file as libtiff sees it ------------------------------------------------------
+// libtiff reads through the procedures below, from a C stream. One value of
+// the first directory can be shown to libtiff other than it stands: a palette
+// file appears as min-is-black, since libtiff refuses a palette file without
+// a ColorMap and this program gives such a file a ramp. The ColorMap itself is
+// read by libtiff whatever the photometric says.
 
-struct GrayResponse {
-    WORD unit = kDefaultGrayUnit;
-    std::unique_ptr<WORD[]> curve;  // exactly the entries the image needs, or null
+struct TiffSource {
+    FILE* file = nullptr;
+    uint64_t size = 0;
+    uint64_t position = 0;
+    uint64_t patchAt = 0;  // where the shown bytes stand in the file
+    int patchBytes = 0;    // 0: the file as it is
+    BYTE patch[8] = {};
 };
 
-bool ReadAt(TIFF* tif, uint64_t offset, void* buffer, tmsize_t n)
+bool SeekTo(FILE* file, uint64_t at)
 {
-    thandle_t handle = TIFFClientdata(tif);
-    if (TIFFGetSeekProc(tif)(handle, offset, SEEK_SET) != offset) return false;
-    return TIFFGetReadProc(tif)(handle, buffer, n) == n;
+    if (at > 0x7FFFFFFFFFFFFFFFULL) return false;
+#ifdef _WIN32
+    return _fseeki64(file, static_cast<__int64>(at), SEEK_SET) == 0;
+#else
+    return fseeko(file, static_cast<off_t>(at), SEEK_SET) == 0;
+#endif
 }
+
+uint64_t SizeOf(FILE* file)
+{
+#ifdef _WIN32
+    if (_fseeki64(file, 0, SEEK_END) != 0) return 0;
+    __int64 size = _ftelli64(file);
+#else
+    if (fseeko(file, 0, SEEK_END) != 0) return 0;
+    off_t size = ftello(file);
+#endif
+    return size > 0 ? static_cast<uint64_t>(size) : 0;
+}
+
+// Reads n bytes at offset; false unless all of them are there.
+bool ReadAt(TiffSource* source, uint64_t offset, void* buffer, uint64_t n)
+{
+    if (offset > source->size || n > source->size - offset) return false;
+    return SeekTo(source->file, offset) && fread(buffer, 1, static_cast<size_t>(n), source->file) == n;
+}
+
+tmsize_t SourceRead(thandle_t handle, void* buffer, tmsize_t n)
+{
+    TiffSource* source = static_cast<TiffSource*>(handle);
+    if (n <= 0 || source->position >= source->size) return 0;
+    uint64_t want = static_cast<uint64_t>(n);
+    if (want > source->size - source->position) want = source->size - source->position;
+    if (!SeekTo(source->file, source->position)) return -1;
+    const size_t got = fread(buffer, 1, static_cast<size_t>(want), source->file);
+    const uint64_t from = source->position, to = from + got;
+    for (int i = 0; i < source->patchBytes; i++) {
+        const uint64_t at = source->patchAt + static_cast<uint64_t>(i);
+        if (at >= from && at < to) static_cast<BYTE*>(buffer)[at - from] = source->patch[i];
+    }
+    source->position = to;
+    return static_cast<tmsize_t>(got);
+}
+
+tmsize_t SourceWrite(thandle_t, void*, tmsize_t) { return 0; }
+
+toff_t SourceSeek(thandle_t handle, toff_t offset, int whence)
+{
+    TiffSource* source = static_cast<TiffSource*>(handle);
+    uint64_t base = whence == SEEK_CUR ? source->position : (whence == SEEK_END ? source->size : 0);
+    if (offset > 0x7FFFFFFFFFFFFFFFULL - base) return static_cast<toff_t>(-1);
+    source->position = base + offset;
+    return source->position;
+}
+
+int SourceClose(thandle_t) { return 0; }  // the stream is closed by TIF_Load
+toff_t SourceSize(thandle_t handle) { return static_cast<TiffSource*>(handle)->size; }
+int SourceMap(thandle_t, void**, toff_t*) { return 0; }
+void SourceUnmap(thandle_t, void*, toff_t) {}
+
+// ---- tags read from the directory itself --------------------------------------------------
+// libtiff skips GrayResponseUnit (290) and GrayResponseCurve (291), and the
+// photometric value is needed before libtiff reads the directory, so these
+// entries of the first directory are read here. A count is checked against
+// the real size of its values before anything is multiplied by it.
+
+struct Entry {
+    bool present = false;
+    uint16_t type = 0;
+    uint64_t count = 0;
+    uint64_t valueAt = 0;  // where the value field stands in the file
+    BYTE value[8] = {};    // the value field (inline values or an offset)
+};
+
+struct OwnTags {
+    bool bigEndian = false;
+    int valueBytes = 4;  // 8 in a BigTIFF file
+    Entry photometric, grayUnit, grayCurve;
+};
 
 uint64_t Unsigned(const BYTE* p, int bytes, bool bigEndian)
 {
@@ -58,44 +143,120 @@ uint64_t Unsigned(const BYTE* p, int bytes, bool bigEndian)
     return v;
 }
 
-// Reads the unit and, when it has exactly `entries` values or more, the curve.
-void ReadGrayResponse(TIFF* tif, DWORD entries, GrayResponse* out)
+// Bytes of one value of an integer type the tags here may have, 0 for any other type.
+int IntegerBytes(uint16_t type)
 {
-    const bool big = TIFFIsBigEndian(tif) != 0;
-    const bool bigTiff = TIFFIsBigTIFF(tif) != 0;
-    const int countBytes = bigTiff ? 8 : 2;
-    const int entryBytes = bigTiff ? 20 : 12;
-    const int valueBytes = bigTiff ? 8 : 4;
-    const uint64_t directory = TIFFCurrentDirOffset(tif);
-    BYTE head[8];
-    if (!ReadAt(tif, directory, head, countBytes)) return;
-    uint64_t count = Unsigned(head, countBytes, big);
+    switch (type) {
+    case TIFF_BYTE:
+    case TIFF_SBYTE: return 1;
+    case TIFF_SHORT:
+    case TIFF_SSHORT: return 2;
+    case TIFF_LONG:
+    case TIFF_SLONG: return 4;
+    case TIFF_LONG8:
+    case TIFF_SLONG8: return 8;
+    default: return 0;
+    }
+}
+
+// The first `n` values of an entry of integer type as 16-bit values; false
+// when the entry holds fewer or its values lie outside the file.
+bool EntryValues(TiffSource* source, const OwnTags& tags, const Entry& e, uint64_t n, WORD* out)
+{
+    const int size = IntegerBytes(e.type);
+    if (!e.present || !size || n == 0 || e.count < n) return false;
+    // The whole tag's size, refused where it can't be counted in 64 bits.
+    if (e.count > UINT64_MAX / static_cast<uint64_t>(size)) return false;
+    const uint64_t total = e.count * static_cast<uint64_t>(size);
+    const uint64_t bytes = n * static_cast<uint64_t>(size);  // n <= count: no overflow
+    std::unique_ptr<BYTE[]> raw;
+    const BYTE* values = e.value;
+    if (total > static_cast<uint64_t>(tags.valueBytes)) {
+        if (bytes > source->size) return false;
+        raw.reset(new (std::nothrow) BYTE[static_cast<size_t>(bytes)]);
+        if (!raw || !ReadAt(source, Unsigned(e.value, tags.valueBytes, tags.bigEndian), raw.get(), bytes)) return false;
+        values = raw.get();
+    }
+    for (uint64_t i = 0; i < n; i++) out[i] = static_cast<WORD>(Unsigned(values + i * size, size, tags.bigEndian));
+    return true;
+}
+
+// Reads the header and the entries wanted from the first directory. A file
+// this can't follow is left to libtiff, which reports why.
+void ReadOwnTags(TiffSource* source, OwnTags* tags)
+{
+    BYTE head[16];
+    if (!ReadAt(source, 0, head, 8)) return;
+    if (head[0] != head[1] || (head[0] != 'I' && head[0] != 'M')) return;
+    tags->bigEndian = head[0] == 'M';
+    const uint64_t version = Unsigned(head + 2, 2, tags->bigEndian);
+    uint64_t directory;
+    if (version == 42) {
+        directory = Unsigned(head + 4, 4, tags->bigEndian);
+    } else if (version == 43) {
+        if (!ReadAt(source, 8, head + 8, 8)) return;
+        tags->valueBytes = 8;
+        directory = Unsigned(head + 8, 8, tags->bigEndian);
+    } else {
+        return;
+    }
+    const int countBytes = tags->valueBytes == 8 ? 8 : 2;
+    const int entryBytes = 4 + 2 * tags->valueBytes;
+    BYTE countField[8];
+    if (!ReadAt(source, directory, countField, static_cast<uint64_t>(countBytes))) return;
+    const uint64_t count = Unsigned(countField, countBytes, tags->bigEndian);
     if (count == 0 || count > 4096) return;  // libtiff opens no directory larger than this
-    std::unique_ptr<BYTE[]> table(new (std::nothrow) BYTE[count * entryBytes]);
-    if (!table || !ReadAt(tif, directory + countBytes, table.get(), static_cast<tmsize_t>(count * entryBytes))) return;
+    const uint64_t tableBytes = count * static_cast<uint64_t>(entryBytes);
+    std::unique_ptr<BYTE[]> table(new (std::nothrow) BYTE[static_cast<size_t>(tableBytes)]);
+    if (!table || !ReadAt(source, directory + countBytes, table.get(), tableBytes)) return;
     for (uint64_t i = 0; i < count; i++) {
         const BYTE* e = table.get() + i * entryBytes;
-        WORD tag = static_cast<WORD>(Unsigned(e, 2, big));
-        WORD type = static_cast<WORD>(Unsigned(e + 2, 2, big));
-        uint64_t n = Unsigned(e + 4, valueBytes, big);
-        const BYTE* value = e + 4 + valueBytes;
-        if (type != TIFF_SHORT || n == 0) continue;
-        if (tag == TIFFTAG_GRAYRESPONSEUNIT) {
-            WORD unit = static_cast<WORD>(Unsigned(value, 2, big));
-            out->unit = unit <= 5 ? unit : kDefaultGrayUnit;
-        } else if (tag == TIFFTAG_GRAYRESPONSECURVE && entries > 0 && n >= entries) {
-            std::unique_ptr<BYTE[]> raw(new (std::nothrow) BYTE[2 * static_cast<size_t>(entries)]);
-            if (!raw) continue;
-            if (n * 2 <= static_cast<uint64_t>(valueBytes)) {
-                memcpy(raw.get(), value, 2 * static_cast<size_t>(entries));
-            } else if (!ReadAt(tif, Unsigned(value, valueBytes, big), raw.get(), 2 * static_cast<tmsize_t>(entries))) {
-                continue;
-            }
-            out->curve.reset(new (std::nothrow) WORD[entries]);
-            if (!out->curve) continue;
-            for (DWORD k = 0; k < entries; k++) out->curve[k] = static_cast<WORD>(Unsigned(raw.get() + 2 * k, 2, big));
+        Entry* wanted = nullptr;
+        switch (Unsigned(e, 2, tags->bigEndian)) {
+        case TIFFTAG_PHOTOMETRIC: wanted = &tags->photometric; break;
+        case TIFFTAG_GRAYRESPONSEUNIT: wanted = &tags->grayUnit; break;
+        case TIFFTAG_GRAYRESPONSECURVE: wanted = &tags->grayCurve; break;
+        default: continue;
         }
+        if (wanted->present) continue;  // libtiff too keeps the first of a repeated tag
+        wanted->present = true;
+        wanted->type = static_cast<uint16_t>(Unsigned(e + 2, 2, tags->bigEndian));
+        wanted->count = Unsigned(e + 4, tags->valueBytes, tags->bigEndian);
+        wanted->valueAt = directory + countBytes + i * entryBytes + 4 + tags->valueBytes;
+        memcpy(wanted->value, e + 4 + tags->valueBytes, static_cast<size_t>(tags->valueBytes));
     }
+}
+
+// A palette file is shown to libtiff as min-is-black; true when it is one.
+bool ShowPaletteAsGray(TiffSource* source, const OwnTags& tags)
+{
+    const Entry& e = tags.photometric;
+    const int size = IntegerBytes(e.type);
+    // Only a value held inside the entry is replaced.
+    if (!e.present || !size || e.count != 1 || size > tags.valueBytes ||
+        Unsigned(e.value, size, tags.bigEndian) != PHOTOMETRIC_PALETTE)
+        return false;
+    source->patchAt = e.valueAt;
+    source->patchBytes = size;
+    for (int i = 0; i < size; i++) source->patch[i] = 0;
+    source->patch[tags.bigEndian ? size - 1 : 0] = PHOTOMETRIC_MINISBLACK;
+    return true;
+}
+
+struct GrayResponse {
+    WORD unit = kDefaultGrayUnit;
+    std::unique_ptr<WORD[]> curve;  // exactly the entries the image needs, or null
+};
+
+// The unit and, when it has `entries` values or more, the curve (SHORT values).
+void ReadGrayResponse(TiffSource* source, const OwnTags& tags, DWORD entries, GrayResponse* out)
+{
+    WORD unit = 0;
+    if (tags.grayUnit.type == TIFF_SHORT && EntryValues(source, tags, tags.grayUnit, 1, &unit))
+        out->unit = unit <= 5 ? unit : kDefaultGrayUnit;
+    if (tags.grayCurve.type != TIFF_SHORT || entries == 0) return;
+    std::unique_ptr<WORD[]> curve(new (std::nothrow) WORD[entries]);
+    if (curve && EntryValues(source, tags, tags.grayCurve, entries, curve.get())) out->curve = std::move(curve);
 }
 
 // ---- rows ---------------------------------------------------------------------------
@@ -136,6 +297,13 @@ void UnpackRow(Unpack kind, const BYTE* s, BYTE* d, uint32_t width, size_t copyB
             d[0] = s[2];
             d[1] = s[1];
             d[2] = s[0];
+        }
+        break;
+    case UNPACK_TWO:
+        for (uint32_t i = 0; i < width; i += 2) {
+            BYTE pair = static_cast<BYTE>(((s[i >> 2] >> (6 - 2 * (i & 3))) & 3) << 4);
+            if (i + 1 < width) pair |= (s[(i + 1) >> 2] >> (6 - 2 * ((i + 1) & 3))) & 3;
+            d[i >> 1] = pair;
         }
         break;
     case UNPACK_COPY:
@@ -202,8 +370,8 @@ struct ColourArrays {
 };
 
 // Fills the arrays by the photometric interpretation; false after a report.
-bool BuildColours(TIFF* tif, TiffErrors* errors, uint16_t photometric, DWORD pixelBits, uint16_t planar,
-                  ColourArrays* arrays, LONG* gray, bool* cmyk)
+bool BuildColours(TIFF* tif, TiffSource* source, const OwnTags& tags, TiffErrors* errors, uint16_t photometric,
+                  DWORD pixelBits, uint16_t planar, ColourArrays* arrays, LONG* gray, bool* cmyk)
 {
     *cmyk = false;
     switch (photometric) {
@@ -217,7 +385,7 @@ bool BuildColours(TIFF* tif, TiffErrors* errors, uint16_t photometric, DWORD pix
             return false;
         }
         GrayResponse response;
-        ReadGrayResponse(tif, arrays->count, &response);
+        ReadGrayResponse(source, tags, arrays->count, &response);
         const double divisor = kGrayDivisor[response.unit];
         const DWORD last = arrays->count - 1;
         if (!response.curve) {
@@ -270,8 +438,9 @@ bool BuildColours(TIFF* tif, TiffErrors* errors, uint16_t photometric, DWORD pix
 }
 
 // Reads the image of the current directory; null after a report (or with the
-// condition left in errors for the caller to report).
-HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
+// condition left in errors for the caller to report). paletteShownAsGray: the
+// file is a palette file that libtiff was shown as min-is-black.
+HGLOBAL ReadImage(TIFF* tif, TiffSource* source, const OwnTags& tags, bool paletteShownAsGray, TiffErrors* errors)
 {
     uint16_t compression = COMPRESSION_NONE;
     TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
@@ -310,7 +479,9 @@ HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
 
     // Photometric interpretation, worked out when the file has none.
     uint16_t photometric = 0;
-    if (!TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric)) {
+    if (paletteShownAsGray) {
+        photometric = PHOTOMETRIC_PALETTE;
+    } else if (!TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric)) {
         uint16_t *r, *g, *b;
         if (samples == 1) {
             if (bitsPerSample == 1) photometric = PHOTOMETRIC_MINISBLACK;
@@ -334,7 +505,7 @@ HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
     }
     LONG gray = 0;
     bool cmyk = false;
-    if (!BuildColours(tif, errors, photometric, pixelBits, planar, &arrays, &gray, &cmyk)) return nullptr;
+    if (!BuildColours(tif, source, tags, errors, photometric, pixelBits, planar, &arrays, &gray, &cmyk)) return nullptr;
     INF_SetValue(INF_GRAY, gray);
 
     // Layouts the rows below can't turn into a DIB: other pixel sizes, and
@@ -345,9 +516,11 @@ HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
         return nullptr;
     }
 
-    // The DIB: 16 bits become 24 (or 8 for the gray case refused above), CMYK 24.
+    // The DIB: 2 bits become 4, 16 bits 24 (or 8 for the gray case refused
+    // above), CMYK 24.
     int depth = static_cast<int>(pixelBits);
-    if (pixelBits == 16) depth = photometric == PHOTOMETRIC_MINISBLACK ? 8 : 24;
+    if (pixelBits == 2) depth = 4;
+    else if (pixelBits == 16) depth = photometric == PHOTOMETRIC_MINISBLACK ? 8 : 24;
     else if (pixelBits == 32 && cmyk) depth = 24;
     const DWORD stride = DIB_Stride(static_cast<LONG>(width), depth);
     BITMAPINFOHEADER header;
@@ -364,19 +537,6 @@ HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
     std::unique_ptr<BYTE[]> row(new (std::nothrow) BYTE[static_cast<size_t>(scanline) + 16]());
     if (!row) {
         TIF_Report(errors, 8202);
-        return nullptr;
-    }
-
-    // The file must hold enough data for the image before memory is taken for
-    // it: all of it uncompressed, a 64th with PackBits (128 bytes from 2), and
-    // with Group 3/4 coding at least one bit a row.
-    const uint64_t data = static_cast<uint64_t>(rowBytes) * length * (planes ? 3 : 1);
-    uint64_t justified;
-    if (compression == COMPRESSION_NONE) justified = fileSize;
-    else if (compression == COMPRESSION_PACKBITS) justified = static_cast<uint64_t>(fileSize) * 64;
-    else justified = static_cast<uint64_t>(fileSize) * 8 * rowBytes;
-    if (data > justified) {
-        TIF_Report(errors, 2560);
         return nullptr;
     }
 
@@ -419,30 +579,28 @@ HGLOBAL ReadImage(TIFF* tif, TiffErrors* errors, DWORD fileSize)
 
     Unpack kind = UNPACK_COPY;
     if (planes) kind = UNPACK_PLANE;
+    else if (pixelBits == 2) kind = UNPACK_TWO;
     else if (pixelBits == 16) kind = UNPACK_FIVEBIT;
     else if (pixelBits == 32) kind = cmyk ? UNPACK_CMYK : UNPACK_ALPHA;
     else if (depth == 24) kind = UNPACK_RGB;
 
     const int passes = planes ? 3 : 1;
     INF_SetProgress(0, static_cast<WORD>(length * passes));
-    bool complete = true;
-    for (int pass = 0; pass < passes && complete; pass++) {
+    // Each pass goes as far as libtiff gives rows; the rows of the last pass decide.
+    uint32_t rows = 0;
+    for (int pass = 0; pass < passes; pass++) {
         BYTE* d = pixels + static_cast<size_t>(length - 1) * stride;
-        for (uint32_t r = 0; r < length; r++, d -= stride) {
+        for (rows = 0; rows < length; rows++, d -= stride) {
             UTL_Yield();
-            if (r % 16 == 1 || r == length - 1) INF_Step(static_cast<WORD>(length * pass + 1 + r));
-            // A short or damaged strip fails the load: no partial image is
-            // kept. libtiff's Group 3/4 decoders report bad codes and go on,
-            // and fail without a word when the codes end before the rows (an
-            // incomplete file): both end the read here.
-            if (TIFFReadScanline(tif, row.get(), r, static_cast<uint16_t>(pass)) < 0 || errors->id) {
-                if (!errors->id) errors->id = 3584;
-                complete = false;
-                break;
-            }
+            if (rows % 16 == 1 || rows == length - 1) INF_Step(static_cast<WORD>(length * pass + 1 + rows));
+            // A row that libtiff can't give ends the pass. What libtiff
+            // reports on the way is shown by TIF_Load; a condition it
+            // recovers from (a bad Group 3/4 code) doesn't stop the rows.
+            if (TIFFReadScanline(tif, row.get(), rows, static_cast<uint16_t>(pass)) < 0) break;
             UnpackRow(kind, row.get(), d, width, rowBytes, pass);
         }
     }
+    const bool complete = rows == length;
     GlobalUnlock(dib);
     if (!complete) {
         GlobalFree(dib);
@@ -458,9 +616,20 @@ int TIF_Load(LPCSTR path, HGLOBAL* dib)
     *dib = nullptr;
     TiffErrors errors;
     TIF_InitErrors(&errors, 0);
-    const DWORD fileSize = FIL_SizeByName(path);
-    TIFF* tif = TIF_OpenFile(path, "r", &errors, TIF_MemoryCap(fileSize));
+    TiffSource source;
+    source.file = fopen(path, "rb");
+    if (!source.file) {
+        TIF_Report(&errors, 6145);
+        return 0;
+    }
+    source.size = SizeOf(source.file);
+    OwnTags tags;
+    ReadOwnTags(&source, &tags);
+    const bool paletteShownAsGray = ShowPaletteAsGray(&source, tags);
+    TIFF* tif = TIF_OpenReader(path, &source, SourceRead, SourceWrite, SourceSeek, SourceClose, SourceSize, SourceMap,
+                               SourceUnmap, &errors);
     if (!tif) {
+        fclose(source.file);
         if (!errors.id) errors.id = 6145;
         TIF_ReportPending(&errors);
         return 0;
@@ -468,13 +637,13 @@ int TIF_Load(LPCSTR path, HGLOBAL* dib)
     // Conditions that didn't stop the directory from being read don't count.
     TIF_Rearm(&errors);
     errors.phase = TIF_PHASE_READ;
-    HGLOBAL image = ReadImage(tif, &errors, fileSize);
-    errors.quiet = errors.reported;
+    HGLOBAL image = ReadImage(tif, &source, tags, paletteShownAsGray, &errors);
+    // What libtiff reported while reading is shown once, whether or not the rows came through.
+    TIF_ReportPending(&errors);
+    errors.quiet = 1;
     TIFFClose(tif);
-    if (!image) {
-        TIF_ReportPending(&errors);
-        return 0;
-    }
+    fclose(source.file);
+    if (!image) return 0;
     *dib = image;
     return 1;
 }

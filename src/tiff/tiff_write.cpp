@@ -139,7 +139,7 @@ int TIF_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depthAr
     TiffErrors errors;
     TIF_InitErrors(&errors, 1);
     errors.quiet = 1;
-    TIFF* tif = TIF_OpenFile(path, "w", &errors, TIF_MemoryCap(static_cast<DWORD>(stride) * height));
+    TIFF* tif = TIF_OpenFile(path, "w", &errors);
     if (!tif) {
         GlobalUnlock(dib);
         MSG_Report(SEV_ERROR, 8215);

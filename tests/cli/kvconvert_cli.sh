@@ -91,6 +91,28 @@ check "the format list has 36 rows" test "$(($(wc -l <formats.txt) - 1))" -eq 36
 check "the GIF row" grep -Eq '^10 +GIF +GIF- Compuserve +yes +yes +9 9 9 0 0 0 +47$' formats.txt
 check "a stub row is neither read nor written" grep -Eq '^5 +CUT +CUT- Dr. Halo Format +no +no +0 0 0 0 0 0 +26$' formats.txt
 
+# A 2-bit gray TIFF (8 x 2, min-is-black) is held as a 4-bit image of four grays.
+python3 - <<'PY'
+import struct
+data = bytes([0x1B, 0xE4, 0xF0, 0x5A])  # rows 0 1 2 3 3 2 1 0 and 3 3 0 0 1 1 2 2
+tags = [(256, 8), (257, 2), (258, 2), (259, 1), (262, 1), (273, 122), (277, 1), (278, 2), (279, 4)]
+out = b'II*\0' + struct.pack('<IH', 8, len(tags))
+for tag, v in tags:
+    out += struct.pack('<HHII', tag, 4, 1, v)
+open('gray2.tif', 'wb').write(out + struct.pack('<I', 0) + data)
+PY
+# The BMP's rows bottom-up, as hex: the grays 0, 85, 170, 255 of the file.
+bmp_rows() { python3 -c "import sys; b = open(sys.argv[1], 'rb').read(); print(b[28], b[54:102].hex())" "$1"; }
+gray2_rows="24 ffffffffffff000000000000555555555555aaaaaaaaaaaa000000555555aaaaaaffffffffffffaaaaaa555555000000"
+"$kv" -q -t bmp -d 24 -o gray2.bmp gray2.tif 2>err.txt
+check "a 2-bit gray TIFF gives a 24-bit BMP of its four grays" test "$(bmp_rows gray2.bmp)" = "$gray2_rows"
+"$kv" -q -t gif gray2.tif 2>err.txt && "$kv" -q -t pcx gray2.tif 2>>err.txt && "$kv" -q -t tif -o gray2-4.tif gray2.tif 2>>err.txt
+check "a 2-bit gray TIFF converts to GIF, PCX and TIFF" test $? -eq 0 -a -s gray2.gif -a -s gray2.pcx -a ! -s err.txt
+"$kv" -q -t bmp -d 24 -o gray2-4.bmp gray2-4.tif 2>/dev/null
+check "the TIFF written from it keeps the four grays" test "$(bmp_rows gray2-4.bmp)" = "$gray2_rows"
+"$kv" --info gray2.tif >info.txt 2>&1
+check "--info on a 2-bit TIFF reports no error" test $? -eq 0 -a "$(tail -n 1 info.txt)" = "creator: Unknown"
+
 # Interruption: a run over many large files stopped by SIGINT leaves no
 # partial file and says how far it came.
 make_bmp big.bmp 1500 1000
