@@ -18,6 +18,7 @@
 #include "tiff/tiff_errors.h"
 
 #include "core/messages.h"
+#include "formats/codec_runtime.h"
 
 #include <cstdio>
 #include <cstring>
@@ -296,6 +297,8 @@ tmsize_t TIF_MemoryCap(DWORD bytes)
 
 TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors, tmsize_t memoryCap)
 {
+    // A name that doesn't fit fails as a file that can't be opened.
+    if (!FIL_NameFits(path)) return nullptr;
     RegisterLzwRefusal();
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options) {

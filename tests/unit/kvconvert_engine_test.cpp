@@ -134,3 +134,29 @@ TEST(KvconvertEngine, EveryTargetMethodAndDitherGivesTheEnginesBytes)
     EXPECT_EQ(3 * 6 * 4, compared);
     EXPECT_TRUE(HDL_Boxes().empty()) << HDL_Boxes().front().text;
 }
+
+TEST(KvconvertEngine, PrivateNameAtTheLimitConvertsOneLongerIsRefused)
+{
+    FMT_RegisterBuiltins();
+    SET_Reset();
+    const std::string input = TempPath("limit_in.bmp");
+    ASSERT_TRUE(WriteWholeFile(input, MakeBmp(3, 2, [](int x, int, unsigned char* p) { memset(p, x * 80, 3); })));
+    // The output whose private name (7 more characters) is the longest that
+    // fits, and one character more, whose private name cut is a user's file.
+    LongName limit(FIL_NameRoom - 1);
+    ASSERT_FALSE(limit.name.empty());
+    const std::string fits = limit.name.substr(0, limit.name.size() - 7);
+    const std::string over = fits + "Z";
+    const std::string cut = (over + ".kvpart").substr(0, FIL_NameRoom - 1);
+    ConvertOptions o;
+    char unfinished[FIL_NameRoom];
+    ASSERT_EQ(1, CLI_ConvertFile(o, input, fits, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_TRUE(FileExists(fits));
+    ASSERT_TRUE(WriteWholeFile(cut, {'u', 's', 'e', 'r'}));
+    EXPECT_EQ(0, CLI_ConvertFile(o, input, over, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_EQ((std::vector<unsigned char>{'u', 's', 'e', 'r'}), ReadWholeFile(cut));
+    EXPECT_FALSE(FileExists(over));
+    remove(cut.c_str());
+    remove(fits.c_str());
+    remove(input.c_str());
+}

@@ -10,6 +10,7 @@
 #ifndef _WIN32
 #include <csignal>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -74,3 +75,48 @@ int UnderFileSizeLimit(rlim_t bytes, Save save)
     return result;
 }
 #endif
+
+// A file name of exactly length characters in a fresh tree of folders under
+// the temporary folder (each component well below 255), folders made and
+// removed again with the object. Nothing exists at the name itself.
+struct LongName {
+    std::string name;
+    std::vector<std::string> folders;
+    explicit LongName(size_t length)
+    {
+#ifdef _WIN32
+        const char mark = '\\';
+#else
+        const char mark = '/';
+#endif
+        std::string at = TempPath("long");
+        for (;;) {
+            if (!MakeFolder(at)) return;
+            folders.push_back(at);
+            at += mark;
+            if (at.size() + 200 >= length) break;
+            at += std::string(150, 'd');
+        }
+        name = at + std::string(length - at.size(), 'n');
+    }
+    ~LongName()
+    {
+        for (size_t i = folders.size(); i-- > 0;) RemoveFolder(folders[i]);
+    }
+    static bool MakeFolder(const std::string& path)
+    {
+#ifdef _WIN32
+        return CreateDirectoryA(path.c_str(), nullptr) != 0;
+#else
+        return mkdir(path.c_str(), 0700) == 0;
+#endif
+    }
+    static void RemoveFolder(const std::string& path)
+    {
+#ifdef _WIN32
+        RemoveDirectoryA(path.c_str());
+#else
+        rmdir(path.c_str());
+#endif
+    }
+};
