@@ -138,25 +138,18 @@ TEST(KvconvertEngine, EveryTargetMethodAndDitherGivesTheEnginesBytes)
 TEST(KvconvertEngine, PrivateNameAtTheLimitConvertsOneLongerIsRefused)
 {
     FMT_RegisterBuiltins();
-    SET_Reset();
     const std::string input = TempPath("limit_in.bmp");
-    ASSERT_TRUE(WriteWholeFile(input, MakeBmp(3, 2, [](int x, int, unsigned char* p) { memset(p, x * 80, 3); })));
-    // The output whose private name (7 more characters) is the longest that
-    // fits, and one character more, whose private name cut is a user's file.
+    ASSERT_TRUE(WriteWholeFile(input, MakeBmp(3, 2, [](int, int, unsigned char* p) { memset(p, 9, 3); })));
+    // Outputs whose private name (7 more) fits exactly, and is one too long:
+    // cut, that would be a user's file.
     LongName limit(FIL_NameRoom - 1);
-    ASSERT_FALSE(limit.name.empty());
-    const std::string fits = limit.name.substr(0, limit.name.size() - 7);
-    const std::string over = fits + "Z";
-    const std::string cut = (over + ".kvpart").substr(0, FIL_NameRoom - 1);
-    ConvertOptions o;
+    const std::string fits = limit.name.substr(0, limit.name.size() - 7), over = fits + "Z";
+    const std::string cut = over + ".kvpar";
+    ASSERT_TRUE(WriteWholeFile(cut, {'u'}));
     char unfinished[FIL_NameRoom];
-    ASSERT_EQ(1, CLI_ConvertFile(o, input, fits, FMT_Row_GIF, unfinished, sizeof unfinished));
-    EXPECT_TRUE(FileExists(fits));
-    ASSERT_TRUE(WriteWholeFile(cut, {'u', 's', 'e', 'r'}));
-    EXPECT_EQ(0, CLI_ConvertFile(o, input, over, FMT_Row_GIF, unfinished, sizeof unfinished));
-    EXPECT_EQ((std::vector<unsigned char>{'u', 's', 'e', 'r'}), ReadWholeFile(cut));
-    EXPECT_FALSE(FileExists(over));
-    remove(cut.c_str());
-    remove(fits.c_str());
-    remove(input.c_str());
+    EXPECT_EQ(1, CLI_ConvertFile(ConvertOptions(), input, fits, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_EQ(0, CLI_ConvertFile(ConvertOptions(), input, over, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_EQ(std::vector<unsigned char>{'u'}, ReadWholeFile(cut));
+    EXPECT_TRUE(FileExists(fits) && !FileExists(over));
+    for (const std::string& name : {cut, fits, input}) remove(name.c_str());
 }

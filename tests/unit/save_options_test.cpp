@@ -164,9 +164,7 @@ TEST(SaveNames, ProposedNameIsTheTitleCutAtItsFirstDotWithTheRowsExtension)
     FIL_ProposedName("Image1", "TIF", name, sizeof name);
     EXPECT_STREQ(name, "Image1.TIF");
     char small[8];
-    FIL_ProposedName("ABC.DEFGHIJ", "TIF", small, sizeof small);
-    EXPECT_STREQ(small, "ABC.TIF");
-    FIL_ProposedName("ABCD.EFGHIJ", "TIF", small, sizeof small);
+    FIL_ProposedName("ABCD.EFG", "TIF", small, sizeof small);  // never cut
     EXPECT_STREQ(small, "");
 }
 
@@ -185,11 +183,8 @@ TEST(SaveNames, FilterChangeRewritesTheExtensionAndAcceptAddsAMissingOne)
     EXPECT_STREQ(bare, "photo.GIF");
     FIL_NameAtAccept(name, sizeof name, "GIF");
     EXPECT_STREQ(name, "photo.RLE");
-    // One character short of room: the name stays as it was, never cut.
-    FIL_NameForFilter(name, 9, "GIF");
-    EXPECT_STREQ(name, "photo.RLE");
-    char typed[10] = "photo";
-    FIL_NameAtAccept(typed, 9, "GIF");
+    char typed[9] = "photo";  // "photo.GIF" needs 10: stays, never cut
+    FIL_NameAtAccept(typed, sizeof typed, "GIF");
     EXPECT_STREQ(typed, "photo");
 }
 
@@ -287,12 +282,10 @@ TEST(LastFiles, NewestFirstFiveAtMostAndExactMatches)
     EXPECT_EQ(FIL_FindLastFile("C:\\4.bmp"), 3);
     EXPECT_EQ(FIL_FindLastFile("c:\\4.bmp"), 0);
     EXPECT_EQ(FIL_FindLastFile("C:\\1.bmp"), 0);
-    // A name one character longer than the buffer is not given, never cut.
-    char eight[9];
-    FIL_GetLastFile(1, eight, sizeof eight);
-    EXPECT_STREQ(eight, "C:\\6.bmp");
-    FIL_GetLastFile(1, eight, sizeof eight - 1);
-    EXPECT_STREQ(eight, "");
+    FIL_GetLastFile(1, name, 9);  // "C:\\6.bmp" fits 9, is never cut to 8
+    EXPECT_STREQ(name, "C:\\6.bmp");
+    FIL_GetLastFile(1, name, 8);
+    EXPECT_STREQ(name, "");
     FIL_GetLastFile(6, name, sizeof name);
     EXPECT_STREQ(name, "");
 }

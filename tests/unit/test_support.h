@@ -76,47 +76,31 @@ int UnderFileSizeLimit(rlim_t bytes, Save save)
 }
 #endif
 
-// A file name of exactly length characters in a fresh tree of folders under
-// the temporary folder (each component well below 255), folders made and
-// removed again with the object. Nothing exists at the name itself.
+#ifdef _WIN32
+const char kFolderMark = '\\';
+inline bool MakeFolder(const std::string& path) { return CreateDirectoryA(path.c_str(), nullptr) != 0; }
+inline void DropFolder(const std::string& path) { RemoveDirectoryA(path.c_str()); }
+#else
+const char kFolderMark = '/';
+inline bool MakeFolder(const std::string& path) { return mkdir(path.c_str(), 0700) == 0; }
+inline void DropFolder(const std::string& path) { rmdir(path.c_str()); }
+#endif
+
+// A name of exactly length characters in a fresh tree of folders (parts of
+// 150) under the temporary folder; nothing exists at it. The folders go with
+// the object.
 struct LongName {
     std::string name;
     std::vector<std::string> folders;
     explicit LongName(size_t length)
     {
-#ifdef _WIN32
-        const char mark = '\\';
-#else
-        const char mark = '/';
-#endif
-        std::string at = TempPath("long");
-        for (;;) {
-            if (!MakeFolder(at)) return;
-            folders.push_back(at);
-            at += mark;
-            if (at.size() + 200 >= length) break;
-            at += std::string(150, 'd');
+        for (std::string at = TempPath("long"); MakeFolder(at); at += std::string(150, 'd')) {
+            folders.push_back(at += kFolderMark);
+            if (at.size() + 200 >= length) {
+                name = at + std::string(length - at.size(), 'n');
+                break;
+            }
         }
-        name = at + std::string(length - at.size(), 'n');
     }
-    ~LongName()
-    {
-        for (size_t i = folders.size(); i-- > 0;) RemoveFolder(folders[i]);
-    }
-    static bool MakeFolder(const std::string& path)
-    {
-#ifdef _WIN32
-        return CreateDirectoryA(path.c_str(), nullptr) != 0;
-#else
-        return mkdir(path.c_str(), 0700) == 0;
-#endif
-    }
-    static void RemoveFolder(const std::string& path)
-    {
-#ifdef _WIN32
-        RemoveDirectoryA(path.c_str());
-#else
-        rmdir(path.c_str());
-#endif
-    }
+    ~LongName() { for (size_t i = folders.size(); i-- > 0;) DropFolder(folders[i]); }
 };
