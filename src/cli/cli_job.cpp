@@ -93,9 +93,32 @@ int CLI_LoadDocument(const std::string& path, CliDocument* doc)
     return ok;
 }
 
+namespace {
+const char kPartSuffix[] = ".kvpart";
+}  // namespace
+
+std::string CLI_PartName(const std::string& output) { return output + kPartSuffix; }
+
+int CLI_CheckNames(const std::string& input, const std::string& output)
+{
+    const unsigned most = static_cast<unsigned>(FIL_NameRoom) - 1;
+    if (!FIL_NameFits(input.c_str())) {
+        fprintf(stderr, "%s: the path is too long (at most %u characters)\n", input.c_str(), most);
+        return 0;
+    }
+    if (!FIL_NameFits(CLI_PartName(output).c_str())) {
+        fprintf(stderr, "%s: the output path %s is too long (at most %u characters)\n", input.c_str(),
+                output.c_str(), most - static_cast<unsigned>(sizeof kPartSuffix - 1));
+        return 0;
+    }
+    return 1;
+}
+
 int CLI_ConvertFile(const ConvertOptions& o, const std::string& input, const std::string& output, int outRow,
                     char* unfinished, size_t unfinishedSize)
 {
+    // The private name must also fit the record of the unfinished file.
+    if (!CLI_CheckNames(input, output) || CLI_PartName(output).size() >= unfinishedSize) return 0;
     CliDocument doc;
     if (!CLI_LoadDocument(input, &doc)) return UTL_Yield() ? 0 : -1;
     int bits, color, compressed;
@@ -113,7 +136,7 @@ int CLI_ConvertFile(const ConvertOptions& o, const std::string& input, const std
 
     // Written beside the output under a private name, then put in place: a
     // failed or interrupted save leaves nothing behind.
-    std::string temp = output + ".kvpart";
+    std::string temp = CLI_PartName(output);
     snprintf(unfinished, unfinishedSize, "%s", temp.c_str());
     HDL_SetActiveBits(doc.bits);
     int saved = FMT_Save(temp.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(doc.compressed),

@@ -39,5 +39,10 @@ void CLI_ConvertDocument(CliDocument* doc, int targetBits, int gray, const Conve
 // -1 stopped by the user. unfinished names the private file while it exists.
 int CLI_ConvertFile(const ConvertOptions& options, const std::string& input, const std::string& output, int outRow,
                     char* unfinished, size_t unfinishedSize);
+// The private name output is written under before it is put in place.
+std::string CLI_PartName(const std::string& output);
+// 1 when input, output and the output's private name all fit whole; else
+// says which path is too long and returns 0. Nothing is ever cut.
+int CLI_CheckNames(const std::string& input, const std::string& output);
 // Frees the document's DIB.
 void CLI_FreeDocument(CliDocument* doc);

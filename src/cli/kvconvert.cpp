@@ -67,15 +67,29 @@ void OnInterrupt(int)
     }
 }
 
+#ifdef _WIN32
+bool FileIdentity(const std::string& path, BY_HANDLE_FILE_INFORMATION* info)
+{
+    HANDLE file = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const BOOL ok = GetFileInformationByHandle(file, info);
+    CloseHandle(file);
+    return ok != 0;
+}
+#endif
+
 bool SameFile(const std::string& a, const std::string& b)
 {
     struct stat sa, sb;
     if (stat(a.c_str(), &sa) != 0 || stat(b.c_str(), &sb) != 0) return false;
 #ifdef _WIN32
-    // No inode numbers: compare the full paths without regard to case.
-    char fa[MAX_PATH], fb[MAX_PATH];
-    if (!_fullpath(fa, a.c_str(), MAX_PATH) || !_fullpath(fb, b.c_str(), MAX_PATH)) return false;
-    return lstrcmpiA(fa, fb) == 0;
+    // No inode numbers: the volume and file index say the same, whatever the
+    // length of the full paths.
+    BY_HANDLE_FILE_INFORMATION ia, ib;
+    if (!FileIdentity(a, &ia) || !FileIdentity(b, &ib)) return false;
+    return ia.dwVolumeSerialNumber == ib.dwVolumeSerialNumber && ia.nFileIndexHigh == ib.nFileIndexHigh &&
+           ia.nFileIndexLow == ib.nFileIndexLow;
 #else
     return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 #endif
@@ -122,6 +136,11 @@ int PrintFormats()
 int PrintInfo(const std::string& path)
 {
     HDL_SetContext(path);
+    if (!FIL_NameFits(path.c_str())) {
+        fprintf(stderr, "%s: the path is too long (at most %u characters)\n", path.c_str(),
+                static_cast<unsigned>(FIL_NameRoom) - 1);
+        return 1;
+    }
     INF_Begin(path.c_str());
     HGLOBAL dib = nullptr;
     int ok = FMT_Load(path.c_str(), &dib, FMT_Row_Any);
@@ -228,6 +247,10 @@ int main(int argc, char** argv)
         HDL_SetContext(input);
         std::string output = outputIsDir ? JoinPath(o.output, CLI_OutputName(input, outRow)) : o.output;
         if (UTL_Yield() == 0) break;
+        if (!CLI_CheckNames(input, output)) {
+            failed++;
+            continue;
+        }
         if (!Exists(input)) {
             // Readers open quietly; say here why nothing came of it.
             fprintf(stderr, "%s: cannot open the file\n", input.c_str());

@@ -7,6 +7,7 @@
 #include "core/menu_state.h"
 #include "core/open_save.h"
 #include "core/settings.h"
+#include "core/utilities.h"
 
 namespace {
 const int kLine = 10;
@@ -103,10 +104,9 @@ LRESULT WIN_LeftDoubleClick(HWND hwnd)
 {
     if (!SET_Value(SET_WANT_THUMBNAIL)) return WIN_LeftButtonDown(hwnd);
     // The window shows a thumbnail: its title names the full image.
-    char title[256] = "";
-    GetWindowTextA(hwnd, title, sizeof title);
+    const std::string title = UTL_WindowText(hwnd);
     SET_Put(SET_WANT_THUMBNAIL, 0);
-    FIL_OpenDocument(MAI_Frame, title, 0);
+    FIL_OpenDocument(MAI_Frame, title.c_str(), 0);
     SET_Put(SET_WANT_THUMBNAIL, 1);
     PostMessageA(hwnd, WM_CLOSE, 0, 0);
     return 0;

@@ -23,6 +23,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 
 char FIL_NameBuffer[FIL_NameRoom];
 char FIL_OpenBuffer[FIL_OpenBufferSize];
@@ -51,6 +52,23 @@ HGLOBAL TextBlock(LPCSTR text)
         GlobalUnlock(block);
     }
     return block;
+}
+
+// Copies text into a FIL_NameRoom buffer when it fits whole, else leaves it
+// empty: a cut name would be some other file.
+void CopyWhole(LPSTR to, const std::string& text)
+{
+    to[0] = 0;
+    if (FIL_NameFits(text.c_str())) lstrcpyA(to, text.c_str());
+}
+
+// The whole name of an entry of the Open dialog's result: the entry itself,
+// or the folder and the entry when several names came back.
+std::string DialogName(LPCSTR entry)
+{
+    LPCSTR first = FIL_OpenBuffer;
+    if (!*(first + strlen(first) + 1)) return first;
+    return std::string(first) + "\\" + entry;
 }
 
 // WM_MDICREATE of an image window with a kind-1 creation block.
@@ -106,9 +124,12 @@ void DescribeLoadedWindow(HWND frame, HWND window, LPCSTR name)
 void StartFolder(LPSTR folder, int size)
 {
     lstrcpynA(folder, ".", size);
+    // A stored folder longer than the buffer is not used cut.
+    std::string whole(static_cast<size_t>(size) + 1, '\0');
     HPROFILE profile = PRF_OpenSection(kSection);
-    PRF_GetString(profile, kFolderKey, folder, size);
+    const int stored = PRF_GetString(profile, kFolderKey, &whole[0], size + 1);
     PRF_Close(profile);
+    if (stored && strlen(whole.c_str()) < static_cast<size_t>(size)) lstrcpyA(folder, whole.c_str());
 }
 
 void KeepFolder()
@@ -177,15 +198,15 @@ LONG FIL_GetFileSize(LPCSTR path)
 
 int FIL_LoadFile(LPCSTR name, HGLOBAL* handle)
 {
-    // The load handlers take their names in the OEM character set.
-    char oem[FIL_NameRoom];
-    lstrcpynA(oem, name, sizeof oem);
-    CharToOemA(oem, oem);
-    char shown[129];
-    lstrcpynA(shown, oem, sizeof shown);
+    // The load handlers take their names in the OEM character set, whole: a
+    // handler refuses a name that doesn't fit with its own open failure.
+    std::string oem(name);
+    CharToOemA(&oem[0], &oem[0]);
+    char shown[129];  // the load panel shows at most 128 characters
+    lstrcpynA(shown, oem.c_str(), sizeof shown);
     *handle = nullptr;
     INF_Begin(shown);
-    const int loaded = FMT_Load(oem, handle, FIL_LoadRow);
+    const int loaded = FMT_Load(oem.c_str(), handle, FIL_LoadRow);
     INF_End();
     return loaded && *handle;
 }
@@ -241,14 +262,13 @@ int FIL_OpenDialog(LPSTR buffer, int* row)
     // One name, or a folder followed by the names chosen in it.
     LPCSTR first = FIL_OpenBuffer;
     LPCSTR next = first + strlen(first) + 1;
+    // Names are kept only whole; FIL_OpenDocument takes them from the list.
     if (!*next) {
         FIL_Pending = 1;
-        lstrcpynA(buffer, first, FIL_NameRoom);
+        CopyWhole(buffer, first);
     } else {
-        lstrcpynA(FIL_FolderPrefix, first, FIL_NameRoom - 1);
-        lstrcatA(FIL_FolderPrefix, "\\");
-        lstrcpynA(buffer, FIL_FolderPrefix, FIL_NameRoom);
-        lstrcpynA(buffer + lstrlenA(buffer), next, FIL_NameRoom - lstrlenA(buffer));
+        CopyWhole(FIL_FolderPrefix, std::string(first) + "\\");
+        CopyWhole(buffer, DialogName(next));
         FIL_Pending = 0;
         for (LPCSTR name = next; *name; name += strlen(name) + 1) FIL_Pending++;
     }
@@ -260,20 +280,23 @@ HWND FIL_OpenDocument(HWND frame, LPCSTR name, int isNew)
 {
     FIL_Pending = 0;
     bool fromDialog = false;
+    std::string current;  // the whole name; FIL_NameBuffer holds it once it is loaded
     if (isNew) {
         char image[64] = "";
         LoadStringA(MAI_Instance, kImageTitle, image, sizeof image);
         wsprintfA(FIL_NameBuffer, "%s%d", image, FIL_NewCounter++);
+        current = FIL_NameBuffer;
         FIL_Pending = 1;
     } else if (name) {
-        lstrcpynA(FIL_NameBuffer, name, sizeof FIL_NameBuffer);
+        current = name;
         FIL_Pending = 1;
-        FIL_LoadRow = FMT_FromFileName(FIL_NameBuffer);
+        FIL_LoadRow = FMT_FromFileName(name);
     } else {
         int row = FIL_LoadRow;
         if (!FIL_OpenDialog(FIL_NameBuffer, &row)) return nullptr;
         fromDialog = true;
         FIL_LoadRow = row;
+        current = DialogName(FIL_OpenBuffer + strlen(FIL_OpenBuffer) + 1);
     }
 
     // The names after the first of a multiple selection.
@@ -283,7 +306,14 @@ HWND FIL_OpenDocument(HWND frame, LPCSTR name, int isNew)
         FIL_Pending--;
         HGLOBAL handle = nullptr;
         // A failed load drops the rest of the selection.
-        if (!isNew && !FIL_LoadFile(FIL_NameBuffer, &handle)) return nullptr;
+        if (!isNew && !FIL_LoadFile(current.c_str(), &handle)) return nullptr;
+        // The handlers refuse a name that doesn't fit; should one have taken
+        // it (an extension module), it still gets no window under a cut name.
+        if (!FIL_NameFits(current.c_str())) {
+            if (handle) GlobalFree(handle);
+            return nullptr;
+        }
+        lstrcpyA(FIL_NameBuffer, current.c_str());
         HWND window = CreateImageWindow(FIL_NameBuffer, handle);
         if (!window) {
             MSG_Report(SEV_ERROR, kNoNewWindows);
@@ -299,9 +329,7 @@ HWND FIL_OpenDocument(HWND frame, LPCSTR name, int isNew)
         if (IMG_GetRecord(window)) DescribeLoadedWindow(frame, window, FIL_NameBuffer);
         if (FIL_Pending) {
             cursor += strlen(cursor) + 1;
-            lstrcpynA(FIL_NameBuffer, FIL_FolderPrefix, sizeof FIL_NameBuffer);
-            lstrcpynA(FIL_NameBuffer + lstrlenA(FIL_NameBuffer), cursor,
-                      static_cast<int>(sizeof FIL_NameBuffer) - lstrlenA(FIL_NameBuffer));
+            current = DialogName(cursor);
         }
     }
     return last;
@@ -311,8 +339,11 @@ void FIL_DropFiles(HWND frame, HDROP drop)
 {
     const UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
     for (UINT i = 0; i < count; i++) {
-        char name[256] = "";
-        DragQueryFileA(drop, i, name, sizeof name);
+        // The whole name, however long: the load refuses one that doesn't fit.
+        const UINT length = DragQueryFileA(drop, i, nullptr, 0);
+        std::string whole(length + 1, '\0');
+        DragQueryFileA(drop, i, &whole[0], length + 1);
+        LPCSTR name = whole.c_str();
         const int row = FMT_FromFileName(name);
         if (row == -1) {
             MSG_Report(SEV_ERROR, kDropUnsupported);

@@ -2,11 +2,13 @@
 // second instance or an outside program, and files dropped on the frame.
 #pragma once
 
+#include "formats/codec_runtime.h"
 #include "platform/win32.h"
 
 #include <shellapi.h>
 
-const int FIL_NameRoom = 260;
+// FIL_NameRoom (the codec runtime's) sizes every name buffer here: a name
+// that fits the file calls fits the buffers.
 const int FIL_OpenBufferSize = 133120;
 
 // The file being opened, also the New window's title.

@@ -3,13 +3,15 @@
 // each other's changes.
 #include "core/recent_files.h"
 
+#include "formats/codec_runtime.h"
 #include "platform/profile.h"
 
 #include <cstring>
+#include <string>
 
 namespace {
 const char kSection[] = "Core";
-const int kNameRoom = 260;
+const int kNameRoom = FIL_NameRoom;
 
 void SlotKey(int slot, LPSTR key) { wsprintfA(key, "FIL_FILENAME%d", slot); }
 
@@ -30,9 +32,13 @@ void FIL_GetLastFile(int slot, LPSTR buffer, int size)
     if (slot < 1 || slot > FIL_LastFileCount) return;
     char key[32];
     SlotKey(slot, key);
+    // A stored name longer than the buffer is not given at all: cut, it
+    // would name some other file.
+    std::string whole(static_cast<size_t>(size) + 1, '\0');
     HPROFILE profile = PRF_OpenSection(kSection);
-    PRF_GetString(profile, key, buffer, size);
+    PRF_GetString(profile, key, &whole[0], size + 1);
     PRF_Close(profile);
+    if (strlen(whole.c_str()) < static_cast<size_t>(size)) lstrcpyA(buffer, whole.c_str());
 }
 
 void FIL_AddLastFile(LPCSTR name)

@@ -10,7 +10,8 @@ const int FIL_LastFileCount = 5;
 void FIL_AddLastFile(LPCSTR name);
 // The slot (1-5) whose name equals name exactly, 0 when none.
 int FIL_FindLastFile(LPCSTR name);
-// The name in a slot (1-5), "" when empty; the buffer's size in size.
+// The name in a slot (1-5), "" when empty or longer than the buffer (never
+// cut); the buffer's size in size.
 void FIL_GetLastFile(int slot, LPSTR buffer, int size);
 // The menu label of a list entry: "&<number>. <name><extension>" without the folder.
 void FIL_LastFileLabel(int number, LPCSTR path, LPSTR label, int size);

@@ -245,16 +245,21 @@ void FilterChanged(HWND hook, int index)
     RowExtension(extension);
     if (FIL_ExplorerStyle) {
         char name[MAX_PATH] = "";
-        SendMessageA(dialog, CDM_GETSPEC, sizeof name, reinterpret_cast<LPARAM>(name));
-        FIL_NameForFilter(name, sizeof name, extension);
-        SendMessageA(dialog, CDM_SETCONTROLTEXT, GetDlgItem(dialog, cmb13) ? cmb13 : edt1,
-                     reinterpret_cast<LPARAM>(name));
+        // A name the buffer can't hold whole is left as the user has it.
+        if (SendMessageA(dialog, CDM_GETSPEC, sizeof name, reinterpret_cast<LPARAM>(name)) <=
+            static_cast<LRESULT>(sizeof name)) {
+            FIL_NameForFilter(name, sizeof name, extension);
+            SendMessageA(dialog, CDM_SETCONTROLTEXT, GetDlgItem(dialog, cmb13) ? cmb13 : edt1,
+                         reinterpret_cast<LPARAM>(name));
+        }
     } else {
         // The older dialog puts the filter's pattern in the name field after
         // the hook has seen the change: the new name is written once it has.
-        GetDlgItemTextA(dialog, edt1, pendingName, sizeof pendingName);
-        FIL_NameForFilter(pendingName, sizeof pendingName, extension);
-        PostMessageA(hook, kRenameMessage, 0, 0);
+        if (GetWindowTextLengthA(GetDlgItem(dialog, edt1)) < static_cast<int>(sizeof pendingName)) {
+            GetDlgItemTextA(dialog, edt1, pendingName, sizeof pendingName);
+            FIL_NameForFilter(pendingName, sizeof pendingName, extension);
+            PostMessageA(hook, kRenameMessage, 0, 0);
+        }
     }
     FIL_UpdateOptions(hook, FIL_MODE_FORMAT);
 }
@@ -275,8 +280,10 @@ void Accept(HWND hook)
     char extension[16];
     RowExtension(extension);
     char name[MAX_PATH] = "";
-    GetDlgItemTextA(dialog, edt1, name, sizeof name);
-    if (!strchr(name, '.')) {
+    // A name the buffer can't hold whole is left to the dialog, never cut.
+    const bool whole = GetWindowTextLengthA(GetDlgItem(dialog, edt1)) < static_cast<int>(sizeof name);
+    if (whole) GetDlgItemTextA(dialog, edt1, name, sizeof name);
+    if (whole && !strchr(name, '.')) {
         FIL_NameAtAccept(name, sizeof name, extension);
         SetDlgItemTextA(dialog, edt1, name);
     }
@@ -291,14 +298,17 @@ void AcceptExplorer(HWND hook, OPENFILENAMEA* dialog)
     char extension[16];
     RowExtension(extension);
     char typed[MAX_PATH] = "";
-    SendMessageA(GetParent(hook), CDM_GETSPEC, sizeof typed, reinterpret_cast<LPARAM>(typed));
-    if (dialog && dialog->lpstrFile && typed[0] && !strchr(typed, '.')) {
+    const bool whole =
+        SendMessageA(GetParent(hook), CDM_GETSPEC, sizeof typed, reinterpret_cast<LPARAM>(typed)) <=
+        static_cast<LRESULT>(sizeof typed);
+    if (whole && dialog && dialog->lpstrFile && typed[0] && !strchr(typed, '.')) {
         LPSTR part = dialog->lpstrFile;
         if (LPSTR slash = strrchr(part, '\\')) part = slash + 1;
         const int room = static_cast<int>(dialog->nMaxFile) - static_cast<int>(part - dialog->lpstrFile);
         if (LPSTR typedPart = strrchr(typed, '\\')) memmove(typed, typedPart + 1, strlen(typedPart + 1) + 1);
         FIL_NameAtAccept(typed, sizeof typed, extension);
-        lstrcpynA(part, typed, room);
+        // Only a whole name replaces the dialog's own; a cut one would be another file.
+        if (strchr(typed, '.') && static_cast<int>(strlen(typed)) < room) lstrcpyA(part, typed);
     }
     ReadOptions(hook);
 }

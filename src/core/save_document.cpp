@@ -20,6 +20,7 @@
 #include <commdlg.h>
 
 #include <cstring>
+#include <string>
 
 namespace {
 const UINT kColourLoss = 19716;      // "About to destroy color information, continue?"
@@ -27,8 +28,7 @@ const UINT kChanged = 17920;         // " has been changed.  Save file before cl
 const UINT kInputError = 21000;      // "Error opening input file, cannot save"
 const UINT kOutputError = 21001;     // "Error opening output file, cannot save"
 const UINT kWriteError = 21002;      // "Error writing output file, check disk space"
-const int kTitleRoom = 129;          // a title read as a file name: 128 characters
-const int kNameRoom = 260;
+const int kNameRoom = FIL_NameRoom;
 const UINT kCopyBlock = 2048;
 
 // A movable block holding a copy of text, or null.
@@ -94,8 +94,8 @@ int FIL_SaveFile(LPCSTR name, HGLOBAL dib, WORD color, WORD compressed, WORD dep
 int FIL_SaveDocument(HWND hwnd)
 {
     // The title is the file's path for as long as the window lives.
-    char title[kTitleRoom] = "";
-    GetWindowTextA(hwnd, title, sizeof title);
+    const std::string whole = UTL_WindowText(hwnd);
+    LPCSTR title = whole.c_str();
     const int format = IMG_GetFormat(hwnd);
     if (format == -1) return FIL_SaveAs(hwnd);
     FIL_SetSaveRow(hwnd, format);
@@ -125,12 +125,10 @@ int FIL_SaveAs(HWND hwnd)
     const int oldColor = IMG_TestFlag(hwnd, IF_COLOR);
     if (!preset) options = FIL_PresetOptions(IMG_GetAttr(hwnd, IA_COMPRESSED) != 0, oldColor, oldBits);
 
-    char title[kNameRoom] = "";
-    GetWindowTextA(hwnd, title, sizeof title);
     char extension[16] = "";
     FMT_GetExtension(IMG_GetFormat(hwnd), extension);
-    char name[kNameRoom];
-    FIL_ProposedName(title, extension, name, sizeof name);
+    char name[kNameRoom] = "";
+    FIL_ProposedName(UTL_WindowText(hwnd).c_str(), extension, name, sizeof name);
 
     int row = FIL_SaveRow;
     if (!FIL_SaveDialog(name, &row, &options)) {
@@ -168,8 +166,7 @@ int FIL_SaveAs(HWND hwnd)
     UTL_EndWait();
     if (!converted) return 0;
 
-    char oldTitle[kNameRoom] = "";
-    GetWindowTextA(hwnd, oldTitle, sizeof oldTitle);
+    const std::string oldTitle = UTL_WindowText(hwnd);
     SetWindowTextA(hwnd, name);
     UTL_BeginWait();
     const int saved = FIL_SaveDocument(hwnd);
@@ -185,22 +182,21 @@ int FIL_SaveAs(HWND hwnd)
         if (HGLOBAL old = reinterpret_cast<HGLOBAL>(IMG_GetAttr(hwnd, IA_PATH))) GlobalFree(old);
         IMG_SetAttr(hwnd, IA_PATH, reinterpret_cast<LONG_PTR>(TextBlock(name)));
     }
-    if (!saved || eps) SetWindowTextA(hwnd, oldTitle);
+    if (!saved || eps) SetWindowTextA(hwnd, oldTitle.c_str());
     return saved;
 }
 
 int FIL_SaveMediaCopy(HWND hwnd, int kind)
 {
-    char source[kNameRoom] = "";
-    GetWindowTextA(hwnd, source, sizeof source);
-    char folder[kNameRoom] = ".";
+    // The source whole; folder and name only propose the target, and a
+    // part that doesn't fit proposes nothing rather than a cut name.
+    const std::string source = UTL_WindowText(hwnd);
+    std::string folder = ".";
     char name[kNameRoom] = "";
-    if (LPCSTR cut = strrchr(source, '\\')) {
-        lstrcpynA(folder, source, static_cast<int>(cut - source) + 1);
-        lstrcpynA(name, cut + 1, sizeof name);
-    } else {
-        lstrcpynA(name, source, sizeof name);
-    }
+    std::string::size_type mark = source.rfind('\\');
+    if (mark != std::string::npos) folder = source.substr(0, mark);
+    const std::string base = mark == std::string::npos ? source : source.substr(mark + 1);
+    if (FIL_NameFits(base.c_str())) lstrcpyA(name, base.c_str());
 
     // All three kinds offer the AVI pattern.
     const UINT description = kind == 4 ? 20999 : kind == 8 ? 20885 : 20886;
@@ -219,18 +215,18 @@ int FIL_SaveMediaCopy(HWND hwnd, int kind)
     dialog.nMaxFile = sizeof name;
     dialog.lpstrFileTitle = title;
     dialog.nMaxFileTitle = sizeof title;
-    dialog.lpstrInitialDir = folder;
+    dialog.lpstrInitialDir = folder.c_str();
     dialog.lpstrDefExt = "AVI";
     dialog.Flags = OFN_SHAREAWARE | OFN_OVERWRITEPROMPT | OFN_HIDEREADONLY;
     if (!GetSaveFileNameA(&dialog)) return 0;
 
-    OFSTRUCT in{}, out{};
-    HFILE from = OpenFile(source, &in, OF_READ);
+    // Calls that take the full name (OpenFile stops at 128 characters).
+    HFILE from = FIL_Open(source.c_str(), OF_READ);
     if (from == HFILE_ERROR) {
         MSG_Report(SEV_ERROR, kInputError);
         return 0;
     }
-    HFILE to = OpenFile(name, &out, OF_CREATE | OF_WRITE);
+    HFILE to = FIL_Create(name);
     if (to == HFILE_ERROR) {
         _lclose(from);
         MSG_Report(SEV_ERROR, kOutputError);

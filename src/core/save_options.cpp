@@ -2,6 +2,7 @@
 #include "core/save_options.h"
 
 #include <cstring>
+#include <string>
 
 namespace {
 const int kDepths[6] = {1, 4, 8, 16, 24, 32};
@@ -19,23 +20,11 @@ int CheckedDepth(const SaveColumn* column)
 // The capability test of a depth position; a missing depth has no capability.
 bool Test(const BYTE capability[6], int depth, int mask) { return depth >= 0 && depth < 6 && (capability[depth] & mask) != 0; }
 
-// Copies text into out of size bytes, cut to fit.
-void CopyCut(LPSTR out, int size, LPCSTR text)
+// Puts text into out of size bytes only when it fits whole; otherwise out
+// stays as it was: a cut name would be some other file.
+void CopyWhole(LPSTR out, int size, const std::string& text)
 {
-    if (size <= 0) return;
-    size_t n = strlen(text);
-    if (n > static_cast<size_t>(size - 1)) n = static_cast<size_t>(size - 1);
-    memmove(out, text, n);
-    out[n] = 0;
-}
-
-// Appends "." and the extension to name of size bytes, cut to fit.
-void AddExtension(LPSTR name, int size, LPCSTR extension)
-{
-    const size_t used = strlen(name);
-    if (used + 1 >= static_cast<size_t>(size)) return;
-    name[used] = '.';
-    CopyCut(name + used + 1, size - static_cast<int>(used) - 1, extension);
+    if (size > 0 && text.size() < static_cast<size_t>(size)) memcpy(out, text.c_str(), text.size() + 1);
 }
 }  // namespace
 
@@ -162,21 +151,23 @@ WORD FIL_PresetOptions(int compressed, int color, int bits)
 
 void FIL_ProposedName(LPCSTR title, LPCSTR extension, LPSTR out, int size)
 {
-    CopyCut(out, size, title);
-    if (char* dot = strchr(out, '.')) *dot = 0;
-    AddExtension(out, size, extension);
+    if (size <= 0) return;
+    out[0] = 0;
+    std::string name(title);
+    name = name.substr(0, name.find('.'));
+    CopyWhole(out, size, name + "." + extension);
 }
 
 void FIL_NameForFilter(LPSTR name, int size, LPCSTR extension)
 {
     char* dot = strchr(name, '.');
     if (!dot) return;
-    CopyCut(dot + 1, size - static_cast<int>(dot + 1 - name), extension);
+    CopyWhole(name, size, std::string(name, static_cast<size_t>(dot + 1 - name)) + extension);
 }
 
 void FIL_NameAtAccept(LPSTR name, int size, LPCSTR extension)
 {
-    if (!strchr(name, '.')) AddExtension(name, size, extension);
+    if (!strchr(name, '.')) CopyWhole(name, size, std::string(name) + "." + extension);
 }
 
 UINT FIL_CheckSaveName(LPCSTR path)

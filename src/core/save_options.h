@@ -59,6 +59,8 @@ void FIL_ClickColumn(SaveColumn* column, const BYTE capability[6], int position)
 // Save As presets the options from the document: compressed, colour or gray, depth.
 WORD FIL_PresetOptions(int compressed, int color, int bits);
 
+// Names are never cut: a result that doesn't fit size leaves the name as it
+// was (the proposal empty).
 // The name Save As proposes: the title cut at its first "." with "." and the extension added.
 void FIL_ProposedName(LPCSTR title, LPCSTR extension, LPSTR out, int size);
 // The name after a change of filter: what follows the first "." becomes the

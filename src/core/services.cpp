@@ -61,9 +61,7 @@ LRESULT OpenNamedFile(HWND frame, ServiceBlock* given)
         block = &fromMapping;
     }
     if (!block->text) return 0;
-    OFSTRUCT found{};
-    found.cBytes = sizeof found;
-    if (OpenFile(block->text, &found, OF_EXIST) < 0) return 0;
+    if (!FIL_Exists(block->text)) return 0;
     block->row = block->formatId == -1 ? FMT_FromFileName(block->text) : FMT_FromId(block->formatId);
     if (shared.view) memcpy(shared.view + CMO_RowAt, &block->row, sizeof block->row);
     if (block->row == -1) return 0;

@@ -2,6 +2,7 @@
 // profile store, and the rules of the Settings dialog.
 #include "core/settings.h"
 
+#include "formats/codec_runtime.h"
 #include "formats/format_table.h"
 #include "platform/profile.h"
 #include "platform/shell_registration.h"
@@ -118,21 +119,24 @@ const char kFolderMark = '/';
 #endif
 
 const SettingsHooks* hooks = nullptr;
-char programFile[260];
-char programFolder[260];
+// The program's path is split from one name that fits, so both parts fit.
+char programFile[FIL_NameRoom];
+char programFolder[FIL_NameRoom];
 
 // Finds the program's own path and splits it into folder and file name.
 void KeepProgramName()
 {
-    char path[260];
+    char path[FIL_NameRoom];
     path[0] = 0;
 #ifdef _WIN32
     DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
     if (n >= sizeof path) n = 0;
     path[n] = 0;
 #else
-    ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-    path[n > 0 ? n : 0] = 0;
+    // readlink cuts without a word: a result that fills the buffer may be cut
+    // and counts as none.
+    ssize_t n = readlink("/proc/self/exe", path, sizeof path);
+    path[n > 0 && n < static_cast<ssize_t>(sizeof path) ? n : 0] = 0;
 #endif
     programFolder[0] = 0;
     if (!path[0]) {
@@ -226,7 +230,7 @@ void SET_SaveFormats()
 
 void SET_RegisterExtensions()
 {
-    char path[2 * 260];
+    char path[FIL_NameRoom + 1];
     path[0] = 0;
     if (programFolder[0]) {
         lstrcpyA(path, programFolder);

@@ -17,9 +17,12 @@
 #include "core/service_block.h"
 #include "core/utilities.h"
 #include "core/settings.h"
+#include "formats/codec_runtime.h"
 #include "formats/format_table.h"
 
 #include <direct.h>
+
+#include <cstring>
 
 #include "korvanta_ids.h"
 #include "menu_ids.h"
@@ -75,8 +78,9 @@ void ReadScreenFacts()
 // The current drive (1 for A) and folder.
 void KeepCurrentFolder(int* drive, char* folder)
 {
-    folder[0] = 0;
-    GetCurrentDirectoryA(MAI_FolderSize, folder);
+    // A folder too long for the buffer is kept as none, never cut.
+    const DWORD length = GetCurrentDirectoryA(MAI_FolderSize, folder);
+    if (length == 0 || length >= static_cast<DWORD>(MAI_FolderSize)) folder[0] = 0;
     *drive = _getdrive();
 }
 
@@ -109,10 +113,13 @@ int HandOverToFirstInstance(HWND first, LPSTR commandLine)
         MSG_Report(SEV_ERROR, kOnlyOneCopy);
         return 0;
     }
-    // OpenFile keeps the full path of the name in its OFSTRUCT.
-    OFSTRUCT found{};
-    found.cBytes = sizeof found;
-    OpenFile(fileName, &found, OF_EXIST);
+    // The full path goes over whole (OpenFile's record stops at 128
+    // characters); a name that can't go whole goes not at all.
+    char full[CMO_TextRoom] = "";
+    LPCSTR name = fileName ? fileName : "";
+    const DWORD length = *name ? GetFullPathNameA(name, sizeof full, full, nullptr) : 0;
+    if (length > 0 && length < sizeof full) name = full;
+    if (strlen(name) >= CMO_TextRoom) return 0;
 
     HANDLE mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, CMO_Size, CMO_Name);
@@ -130,7 +137,7 @@ int HandOverToFirstInstance(HWND first, LPSTR commandLine)
     memcpy(view + CMO_FormatIdAt, &noFormat, sizeof noFormat);
     const DWORD textPointer = static_cast<DWORD>(reinterpret_cast<UINT_PTR>(view + CMO_TextAt));
     memcpy(view + CMO_TextPointerAt, &textPointer, sizeof textPointer);
-    lstrcpynA(reinterpret_cast<LPSTR>(view + CMO_TextAt), found.szPathName, CMO_TextRoom);
+    lstrcpyA(reinterpret_cast<LPSTR>(view + CMO_TextAt), name);
     FlushViewOfFile(view, CMO_Size);
     // The send returns once the first instance has opened the file.
     SendMessageA(first, SVC_Message(SVC_OPEN_FILE), 0, 0);
@@ -144,7 +151,9 @@ int HandOverToFirstInstance(HWND first, LPSTR commandLine)
 void GoToProgramFolder()
 {
     char path[MAI_FolderSize] = "";
-    GetModuleFileNameA(nullptr, path, sizeof path);
+    // A cut path would name some other folder, and modules would be found there.
+    const DWORD length = GetModuleFileNameA(nullptr, path, sizeof path);
+    if (length == 0 || length >= sizeof path) return;
     char* cut = strrchr(path, '\\');
     if (!cut) return;
     *cut = 0;
@@ -299,9 +308,7 @@ int MAI_CreateFrame(LPCSTR fileName, int showState)
 int MAI_LoadCommandFile(LPCSTR fileName)
 {
     if (!fileName || !*fileName) return 1;
-    OFSTRUCT found{};
-    found.cBytes = sizeof found;
-    if (OpenFile(fileName, &found, OF_EXIST) < 0) {
+    if (!FIL_Exists(fileName)) {
         MSG_Report(SEV_ERROR, kNoSuchFile);
         return 1;
     }

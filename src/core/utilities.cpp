@@ -6,6 +6,8 @@
 #include "core/image_record.h"
 #include "platform/ui_hooks.h"
 
+#include <cstring>
+
 HCURSOR MSG_WaitCursor;
 HCURSOR MSG_SavedCursor;
 
@@ -76,4 +78,13 @@ void UTL_DrawWell(HDC dc, RECT* rect, HBRUSH brush)
     DrawEdge(dc, rect, EDGE_SUNKEN, BF_RECT);
     UTL_WellRect(rect);
     FillRect(dc, rect, brush);
+}
+
+std::string UTL_WindowText(HWND hwnd)
+{
+    const int length = GetWindowTextLengthA(hwnd);
+    std::string text(static_cast<size_t>(length > 0 ? length : 0) + 1, '\0');
+    GetWindowTextA(hwnd, &text[0], static_cast<int>(text.size()));
+    text.resize(strlen(text.c_str()));
+    return text;
 }

@@ -5,6 +5,8 @@
 
 #include "platform/win32.h"
 
+#include <string>
+
 // IDC_WAIT, loaded at start-up, and the cursor UTL_BeginWait replaced.
 extern HCURSOR MSG_WaitCursor;
 extern HCURSOR MSG_SavedCursor;
@@ -16,6 +18,10 @@ void MSG_LoadWaitCursor();
 void UTL_BeginWait();
 // Puts the kept cursor back.
 void UTL_EndWait();
+
+// A window's whole text, however long. An image window's title is its
+// file's path, which is never cut: it would name some other file.
+std::string UTL_WindowText(HWND hwnd);
 
 // Tidies a list box just filled with a directory listing (DlgDirListA,
 // LB_DIR): the "[.]" entry, which names the folder itself, goes.

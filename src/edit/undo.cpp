@@ -3,7 +3,10 @@
 #include "core/image_record.h"
 
 #include "controls/status.h"
+#include "core/utilities.h"
 #include "formats/format_table.h"
+
+#include <string>
 
 void IMG_SwapUndo(HWND hwnd, int repaint, int retitle)
 {
@@ -19,16 +22,14 @@ void IMG_SwapUndo(HWND hwnd, int repaint, int retitle)
     }
     // The title's extension follows the file type of the returning state.
     if (old && current && retitle && old->format != current->format && current->format != -1) {
-        char title[300];
-        int length = GetWindowTextA(hwnd, title, sizeof title - 8);
-        if (length > 0) {
-            char* point = strchr(title, '.');
-            if (point) {
-                char extension[16] = "";
-                FMT_GetExtension(current->format, extension);
-                lstrcpynA(point + 1, extension, static_cast<int>(sizeof title - (point + 1 - title)));
-                SetWindowTextA(hwnd, title);
-            }
+        // The title is the file's path: read whole, never cut.
+        std::string title = UTL_WindowText(hwnd);
+        const std::string::size_type point = title.find('.');
+        if (point != std::string::npos) {
+            char extension[16] = "";
+            FMT_GetExtension(current->format, extension);
+            title = title.substr(0, point + 1) + extension;
+            SetWindowTextA(hwnd, title.c_str());
         }
     }
     if (repaint) InvalidateRect(hwnd, nullptr, TRUE);

@@ -310,9 +310,8 @@ int BMP_Load(LPCSTR path, HGLOBAL* dib)
 
 HGLOBAL DIB_ReadFile(LPCSTR path)
 {
-    OFSTRUCT of;
     BmpFile f;
-    f.file = OpenFile(path, &of, OF_READ);
+    f.file = FIL_Open(path, OF_READ);
     if (f.file == HFILE_ERROR) return nullptr;
     BmpHeader bh;
     if (!ReadHeader(f, &bh)) {
@@ -352,8 +351,7 @@ int BMP_Save(LPCSTR path, HGLOBAL dib, WORD, WORD compressed, WORD depth)
     }
     HGLOBAL source = packed ? packed : dib;
     bool ok = false;
-    OFSTRUCT of;
-    HFILE file = OpenFile(path, &of, OF_CREATE | OF_WRITE);
+    HFILE file = FIL_Create(path);
     if (file != HFILE_ERROR) {
         SIZE_T size = GlobalSize(source);
         const BYTE* p = static_cast<const BYTE*>(GlobalLock(source));

@@ -155,8 +155,14 @@ HGLOBAL DIB_AllocatePacked(const BITMAPINFOHEADER* h, BYTE** block)
 
 namespace {
 int readError = 0;
-char scratchPath[260];
+char scratchPath[FIL_NameRoom];
 }  // namespace
+
+int FIL_NameFits(LPCSTR name) { return name && strlen(name) < static_cast<size_t>(FIL_NameRoom); }
+
+HFILE FIL_Open(LPCSTR path, int mode) { return FIL_NameFits(path) ? _lopen(path, mode) : HFILE_ERROR; }
+
+HFILE FIL_Create(LPCSTR path) { return FIL_NameFits(path) ? _lcreat(path, 0) : HFILE_ERROR; }
 
 int FIL_GetReadError() { return readError; }
 void FIL_SetReadError(int value) { readError = value; }
@@ -225,7 +231,8 @@ int FIL_WriteString(HFILE file, LPCSTR text)
 
 FILE* FIL_OpenStream(LPCSTR path, LPCSTR mode)
 {
-    lstrcpynA(scratchPath, path, sizeof scratchPath);
+    if (!FIL_NameFits(path)) return nullptr;
+    lstrcpyA(scratchPath, path);
     return fopen(scratchPath, mode);
 }
 
@@ -239,19 +246,27 @@ DWORD FIL_Size(HFILE file)
 
 DWORD FIL_SizeByName(LPCSTR path)
 {
-    HFILE file = _lopen(path, OF_READ);
+    HFILE file = FIL_Open(path, OF_READ);
     if (file == HFILE_ERROR) return 0;
     DWORD size = FIL_Size(file);
     _lclose(file);
     return size;
 }
 
+int FIL_Exists(LPCSTR path)
+{
+    HFILE file = FIL_Open(path, OF_READ);
+    if (file == HFILE_ERROR) return 0;
+    _lclose(file);
+    return 1;
+}
+
 void FIL_Remove(LPCSTR path)
 {
-    // A private copy of the name, long enough for any path: a failed write
-    // must not leave its file behind because the name was cut.
-    char name[1024];
-    lstrcpynA(name, path, sizeof name);
+    // A cut name would delete some other file.
+    if (!FIL_NameFits(path)) return;
+    char name[FIL_NameRoom];
+    lstrcpyA(name, path);
     DeleteFileA(name);
 }
 
@@ -292,7 +307,7 @@ int Flush()
 
 HFILE FIL_OpenBuffered(LPCSTR path, int mode, UINT size)
 {
-    HFILE file = mode == FIL_BUFFER_READ ? _lopen(path, OF_READ) : _lcreat(path, 0);
+    HFILE file = mode == FIL_BUFFER_READ ? FIL_Open(path, OF_READ) : FIL_Create(path);
     if (file == HFILE_ERROR) return HFILE_ERROR;
     if (size == 0) {
         size = 0x8000;

@@ -5,6 +5,7 @@
 
 #include "platform/win32.h"
 
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 
@@ -93,6 +94,18 @@ SIZE_T DIB_PackedSize(LONG width, LONG height, int bits, DWORD colors);
 void DIB_SetMemoryLimit(uint64_t bytes);
 uint64_t DIB_GetMemoryLimit();
 
+// ---- file names ----------------------------------------------------------------
+// Room for a file name, NUL included, in every call that takes one: the ANSI
+// calls' MAX_PATH on Windows, PATH_MAX on native builds.
+#ifdef _WIN32
+const int FIL_NameRoom = MAX_PATH;
+#else
+const int FIL_NameRoom = PATH_MAX;
+#endif
+// Non-zero when the whole name fits FIL_NameRoom. A name is never cut: one
+// that doesn't fit is refused before anything is opened, created or removed.
+int FIL_NameFits(LPCSTR name);
+
 // ---- plain file wrappers ---------------------------------------------------------
 BYTE FIL_ReadByte(HFILE file);
 WORD FIL_ReadWord(HFILE file);
@@ -107,17 +120,26 @@ int FIL_WriteLong(HFILE file, DWORD value);
 int FIL_WriteString(HFILE file, LPCSTR text);
 int FIL_GetReadError();
 void FIL_SetReadError(int value);
-// Opens a C stream ("rb" or "wb") through a copy of the path.
+// _lopen and _lcreat for a name that fits; HFILE_ERROR for one that doesn't.
+HFILE FIL_Open(LPCSTR path, int mode);
+HFILE FIL_Create(LPCSTR path);
+// Opens a C stream ("rb" or "wb") through a copy of the path; null when the
+// name doesn't fit.
 FILE* FIL_OpenStream(LPCSTR path, LPCSTR mode);
 DWORD FIL_Size(HFILE file);
 DWORD FIL_SizeByName(LPCSTR path);
+// Non-zero when the named file opens for reading (and is closed again), as
+// OpenFile's OF_EXIST probe, but for any name that fits.
+int FIL_Exists(LPCSTR path);
+// Deletes the named file; a name that doesn't fit deletes nothing.
 void FIL_Remove(LPCSTR path);
 
 // ---- the buffered file (one at a time in the whole program) -------------------------
 enum { FIL_BUFFER_READ = 0, FIL_BUFFER_WRITE = 1 };
 // Opens path for reading (mode 0, the buffer filled at once; size 0 = whole
 // file) or creates it for writing (mode 1, size 0 = 0x8000). Returns the
-// handle, HFILE_ERROR when the file can't be opened, 0 when memory is short.
+// handle, HFILE_ERROR when the file can't be opened (or its name doesn't
+// fit), 0 when memory is short.
 HFILE FIL_OpenBuffered(LPCSTR path, int mode, UINT size);
 // Reads n bytes into target: n, or 0 when the file ended first.
 UINT FIL_ReadBuffered(void* target, UINT n);

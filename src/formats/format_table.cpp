@@ -115,9 +115,10 @@ int FMT_Register(DWORD kind, LPCSTR extension, LPCSTR description, FMT_LoadProc 
     r.validate = validate;
     if (capability) memcpy(r.capability, capability, sizeof r.capability);
     if (module) {
+        // OpenFile gives the full path only when it fits its 128 characters;
+        // a module it can't take whole keeps its name as given, never cut.
         OFSTRUCT of;
-        OpenFile(module, &of, OF_EXIST);
-        r.module = strdup(of.szPathName);
+        r.module = strdup(OpenFile(module, &of, OF_EXIST) != HFILE_ERROR ? of.szPathName : module);
     }
     r.id = id;
     return rowCount++;

@@ -17,7 +17,7 @@ namespace {
 // SOI, APP0, two length bytes, "JFIF" and its NUL.
 bool IsPlainJfif(LPCSTR path)
 {
-    HFILE file = _lopen(path, OF_READ);
+    HFILE file = FIL_Open(path, OF_READ);
     if (file == HFILE_ERROR) return false;
     BYTE head[11] = {0};
     UINT got = _lread(file, head, sizeof head);
@@ -38,7 +38,7 @@ int LoadOtherKind(LPCSTR path, HGLOBAL* dib, int row)
     *dib = nullptr;
     if (!IsPlainJfif(path)) {
         // A file that can't be opened fails silently, as with every reader.
-        HFILE file = _lopen(path, OF_READ);
+        HFILE file = FIL_Open(path, OF_READ);
         if (file == HFILE_ERROR) return 0;
         _lclose(file);
         FMT_FormatError(9490, row);  // "Illegal or Unsupported %s file format"

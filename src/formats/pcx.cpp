@@ -307,7 +307,7 @@ int FailLoad(UINT message, HFILE file, HGLOBAL image)
 int PCX_Load(LPCSTR path, HGLOBAL* dib)
 {
     *dib = nullptr;
-    HFILE file = _lopen(path, OF_READ);
+    HFILE file = FIL_Open(path, OF_READ);
     if (file == HFILE_ERROR) return 0;
     LoadState state = {false};
 
@@ -510,7 +510,7 @@ int PCX_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depth)
     DWORD stride = DIB_Stride(width, bits);
     DWORD tableEntries = DIB_NumColors(h);
 
-    HFILE file = _lcreat(path, 0);
+    HFILE file = FIL_Create(path);
     if (file == HFILE_ERROR) {
         MSG_Report(SEV_ERROR, MSG_CANNOT_CREATE);
         return 0;

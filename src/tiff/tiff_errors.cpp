@@ -298,6 +298,8 @@ namespace {
 // Options with the handlers bound to errors and the memory cap; null when they can't be had.
 TIFFOpenOptions* Options(TiffErrors* errors)
 {
+    // A name that doesn't fit fails as a file that can't be opened.
+    if (!FIL_NameFits(path)) return nullptr;
     RegisterLzwRefusal();
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options) {

@@ -113,6 +113,14 @@ check "the TIFF written from it keeps the four grays" test "$(bmp_rows gray2-4.b
 "$kv" --info gray2.tif >info.txt 2>&1
 check "--info on a 2-bit TIFF reports no error" test $? -eq 0 -a "$(tail -n 1 info.txt)" = "creator: Unknown"
 
+# A name is never cut: an output whose private name is one over 4095 characters
+# is refused, and the file at the cut name stays.
+out=$(python3 -c 'import os; d = "/".join(["deep"] + ["d" * 150] * 27); os.makedirs(d); print((d + "/" + "n" * 9)[:4089])')
+echo user >"$out.kvpar"
+"$kv" -q -t gif -o "$out" photo.one.bmp 2>err.txt
+check "a path too long is refused, the cut name untouched" test $? -eq 1 -a "$(cat "$out.kvpar")" = user -a \
+  ! -e "$out" -a "$(grep -c 'is too long (at most 4088 characters)' err.txt)" -eq 1
+
 # Interruption: a run over many large files stopped by SIGINT leaves no
 # partial file and says how far it came.
 make_bmp big.bmp 1500 1000

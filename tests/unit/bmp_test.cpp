@@ -556,6 +556,26 @@ TEST(BmpSave, FailedWritesReportAndLeaveNoFile)
     GlobalFree(dib);
 }
 
+TEST(BmpSave, NameAtTheLimitWorksOneLongerIsRefusedAndTouchesNothing)
+{
+    LongName limit(FIL_NameRoom - 1);
+    const std::string over = limit.name + "Z";  // cut, it would be the first name
+    HGLOBAL dib = MakeDib(2, 2, 8, Table({{0, 0, 0, 0}}), Bytes(8, 0));
+    ASSERT_EQ(1, BMP_Save(limit.name.c_str(), dib, 1, 0, 8));
+    HGLOBAL read = DIB_ReadFile(limit.name.c_str());
+    EXPECT_NE(nullptr, read);
+    GlobalFree(read);
+    const Bytes kept = ReadWholeFile(limit.name);
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, BMP_Save(over.c_str(), dib, 1, 0, 8));
+    EXPECT_EQ(std::vector<std::string>{kCannotWrite}, BoxTexts());
+    EXPECT_EQ(nullptr, DIB_ReadFile(over.c_str()));
+    EXPECT_EQ(kept, ReadWholeFile(limit.name));
+    EXPECT_FALSE(FileExists(over));
+    remove(limit.name.c_str());
+    GlobalFree(dib);
+}
+
 TEST(DibReadFile, ReadsTheBlockAsStoredWithoutMessages)
 {
     Bytes table = Table({{0, 0, 0, 0}, {1, 1, 1, 0}});

@@ -295,3 +295,26 @@ TEST(CodecRuntime, BufferedWriteFlushesWhenFullAndAtClose)
     EXPECT_FALSE(FileExists(path));
 #endif
 }
+
+TEST(CodecRuntime, NamesAreTakenWholeOrRefusedBeforeAnyFileIsTouched)
+{
+    // The longest name that fits, and one character more whose cut it is.
+    LongName limit(FIL_NameRoom - 1);
+    const char* at = limit.name.c_str();
+    const std::string over = limit.name + "Z";
+    FILE* s = FIL_OpenStream(at, "wb");
+    ASSERT_NE(nullptr, s);
+    fputs("kept", s);
+    fclose(s);
+    EXPECT_EQ(4u, FIL_SizeByName(at));
+
+    EXPECT_EQ(nullptr, FIL_OpenStream(over.c_str(), "wb"));
+    EXPECT_EQ(HFILE_ERROR, FIL_OpenBuffered(over.c_str(), FIL_BUFFER_WRITE, 0));
+    EXPECT_EQ(HFILE_ERROR, FIL_Create(over.c_str()));
+    EXPECT_EQ(HFILE_ERROR, FIL_OpenBuffered(over.c_str(), FIL_BUFFER_READ, 0));
+    FIL_Remove(over.c_str());
+    EXPECT_EQ((std::vector<unsigned char>{'k', 'e', 'p', 't'}), ReadWholeFile(at));
+    EXPECT_FALSE(FileExists(over));
+    FIL_Remove(at);
+    EXPECT_FALSE(FileExists(at));
+}

@@ -134,3 +134,22 @@ TEST(KvconvertEngine, EveryTargetMethodAndDitherGivesTheEnginesBytes)
     EXPECT_EQ(3 * 6 * 4, compared);
     EXPECT_TRUE(HDL_Boxes().empty()) << HDL_Boxes().front().text;
 }
+
+TEST(KvconvertEngine, PrivateNameAtTheLimitConvertsOneLongerIsRefused)
+{
+    FMT_RegisterBuiltins();
+    const std::string input = TempPath("limit_in.bmp");
+    ASSERT_TRUE(WriteWholeFile(input, MakeBmp(3, 2, [](int, int, unsigned char* p) { memset(p, 9, 3); })));
+    // Outputs whose private name (7 more) fits exactly, and is one too long:
+    // cut, that would be a user's file.
+    LongName limit(FIL_NameRoom - 1);
+    const std::string fits = limit.name.substr(0, limit.name.size() - 7), over = fits + "Z";
+    const std::string cut = over + ".kvpar";
+    ASSERT_TRUE(WriteWholeFile(cut, {'u'}));
+    char unfinished[FIL_NameRoom];
+    EXPECT_EQ(1, CLI_ConvertFile(ConvertOptions(), input, fits, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_EQ(0, CLI_ConvertFile(ConvertOptions(), input, over, FMT_Row_GIF, unfinished, sizeof unfinished));
+    EXPECT_EQ(std::vector<unsigned char>{'u'}, ReadWholeFile(cut));
+    EXPECT_TRUE(FileExists(fits) && !FileExists(over));
+    for (const std::string& name : {cut, fits, input}) remove(name.c_str());
+}

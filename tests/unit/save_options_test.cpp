@@ -165,8 +165,8 @@ TEST(SaveNames, ProposedNameIsTheTitleCutAtItsFirstDotWithTheRowsExtension)
     FIL_ProposedName("Image1", "TIF", name, sizeof name);
     EXPECT_STREQ(name, "Image1.TIF");
     char small[8];
-    FIL_ProposedName("ABCDEFGHIJ", "TIF", small, sizeof small);
-    EXPECT_STREQ(small, "ABCDEFG");
+    FIL_ProposedName("ABCD.EFG", "TIF", small, sizeof small);  // never cut
+    EXPECT_STREQ(small, "");
 }
 
 TEST(SaveNames, FilterChangeRewritesTheExtensionAndAcceptAddsAMissingOne)
@@ -184,6 +184,9 @@ TEST(SaveNames, FilterChangeRewritesTheExtensionAndAcceptAddsAMissingOne)
     EXPECT_STREQ(bare, "photo.GIF");
     FIL_NameAtAccept(name, sizeof name, "GIF");
     EXPECT_STREQ(name, "photo.RLE");
+    char typed[9] = "photo";  // "photo.GIF" needs 10: stays, never cut
+    FIL_NameAtAccept(typed, sizeof typed, "GIF");
+    EXPECT_STREQ(typed, "photo");
 }
 
 TEST(SaveNames, NameChecksSplitAtTheFirstDotOfTheLastPart)
@@ -280,6 +283,10 @@ TEST(LastFiles, NewestFirstFiveAtMostAndExactMatches)
     EXPECT_EQ(FIL_FindLastFile("C:\\4.bmp"), 3);
     EXPECT_EQ(FIL_FindLastFile("c:\\4.bmp"), 0);
     EXPECT_EQ(FIL_FindLastFile("C:\\1.bmp"), 0);
+    FIL_GetLastFile(1, name, 9);  // "C:\\6.bmp" fits 9, is never cut to 8
+    EXPECT_STREQ(name, "C:\\6.bmp");
+    FIL_GetLastFile(1, name, 8);
+    EXPECT_STREQ(name, "");
     FIL_GetLastFile(6, name, sizeof name);
     EXPECT_STREQ(name, "");
 }

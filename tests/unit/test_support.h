@@ -10,6 +10,7 @@
 #ifndef _WIN32
 #include <csignal>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -74,3 +75,32 @@ int UnderFileSizeLimit(rlim_t bytes, Save save)
     return result;
 }
 #endif
+
+#ifdef _WIN32
+const char kFolderMark = '\\';
+inline bool MakeFolder(const std::string& path) { return CreateDirectoryA(path.c_str(), nullptr) != 0; }
+inline void DropFolder(const std::string& path) { RemoveDirectoryA(path.c_str()); }
+#else
+const char kFolderMark = '/';
+inline bool MakeFolder(const std::string& path) { return mkdir(path.c_str(), 0700) == 0; }
+inline void DropFolder(const std::string& path) { rmdir(path.c_str()); }
+#endif
+
+// A name of exactly length characters in a fresh tree of folders (parts of
+// 150) under the temporary folder; nothing exists at it. The folders go with
+// the object.
+struct LongName {
+    std::string name;
+    std::vector<std::string> folders;
+    explicit LongName(size_t length)
+    {
+        for (std::string at = TempPath("long"); MakeFolder(at); at += std::string(150, 'd')) {
+            folders.push_back(at += kFolderMark);
+            if (at.size() + 200 >= length) {
+                name = at + std::string(length - at.size(), 'n');
+                break;
+            }
+        }
+    }
+    ~LongName() { for (size_t i = folders.size(); i-- > 0;) DropFolder(folders[i]); }
+};

@@ -34,28 +34,24 @@ WORD ErrorCode(int err)
     }
 }
 
-void FullPath(LPCSTR path, LPSTR out)
+// The full path of a name into out, as OpenFile keeps it; false when it
+// doesn't fit OFS_MAXPATHNAME, which Windows refuses rather than cut.
+bool FullPath(LPCSTR path, LPSTR out)
 {
     char resolved[PATH_MAX];
-    if (realpath(path, resolved)) {
-        lstrcpynA(out, resolved, OFS_MAXPATHNAME);
-        return;
-    }
-    if (path[0] == '/') {
-        lstrcpynA(out, path, OFS_MAXPATHNAME);
-        return;
-    }
-    char cwd[PATH_MAX];
-    if (!getcwd(cwd, sizeof cwd)) cwd[0] = 0;
-    size_t used = strlen(cwd);
-    if (used + 1 + strlen(path) < sizeof resolved) {
+    out[0] = 0;
+    if (!realpath(path, resolved)) {
+        char cwd[PATH_MAX];
+        size_t used = 0;
+        if (path[0] != '/' && getcwd(cwd, sizeof cwd)) used = strlen(cwd);
+        if (used + 1 + strlen(path) >= sizeof resolved) return false;
         memcpy(resolved, cwd, used);
-        resolved[used] = '/';
-        strcpy(resolved + used + 1, path);
-        lstrcpynA(out, resolved, OFS_MAXPATHNAME);
-    } else {
-        lstrcpynA(out, path, OFS_MAXPATHNAME);
+        if (used) resolved[used++] = '/';
+        strcpy(resolved + used, path);
     }
+    if (strlen(resolved) >= OFS_MAXPATHNAME) return false;
+    strcpy(out, resolved);
+    return true;
 }
 
 }  // namespace
@@ -137,7 +133,10 @@ HFILE OpenFile(LPCSTR path, LPOFSTRUCT info, UINT style)
     memset(info, 0, sizeof *info);
     info->cBytes = sizeof *info;
     info->fFixedDisk = 1;
-    FullPath(path, info->szPathName);
+    if (!FullPath(path, info->szPathName)) {
+        info->nErrCode = 206;  // the name is too long
+        return HFILE_ERROR;
+    }
     if (style & OF_PARSE) return 0;
     if (style & OF_DELETE) {
         if (unlink(path) == 0) return 1;
