@@ -298,8 +298,6 @@ namespace {
 // Options with the handlers bound to errors and the memory cap; null when they can't be had.
 TIFFOpenOptions* Options(TiffErrors* errors)
 {
-    // A name that doesn't fit fails as a file that can't be opened.
-    if (!FIL_NameFits(path)) return nullptr;
     RegisterLzwRefusal();
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options) {
@@ -316,6 +314,8 @@ TIFFOpenOptions* Options(TiffErrors* errors)
 
 TIFF* TIF_OpenFile(LPCSTR path, const char* mode, TiffErrors* errors)
 {
+    // A name that doesn't fit fails as a file that can't be opened.
+    if (!FIL_NameFits(path)) return nullptr;
     TIFFOpenOptions* options = Options(errors);
     if (!options) return nullptr;
     TIFF* tif = TIFFOpenExt(path, mode, options);

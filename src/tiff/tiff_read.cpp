@@ -617,7 +617,7 @@ int TIF_Load(LPCSTR path, HGLOBAL* dib)
     TiffErrors errors;
     TIF_InitErrors(&errors, 0);
     TiffSource source;
-    source.file = fopen(path, "rb");
+    source.file = FIL_OpenStream(path, "rb");  // refuses a name that does not fit
     if (!source.file) {
         TIF_Report(&errors, 6145);
         return 0;
