@@ -2,17 +2,18 @@
 # screenshot-run.sh EXE [ARGS...]
 #
 # Runs the Windows program EXE under Wine on a private Xvfb display (for
-# machines without a display), waits for its frame window, saves a picture
-# of the whole screen as korvanta-screenshot.png in the current directory,
-# prints that path, then ends the program and the display.
+# machines without a display), waits for its frame window and then until the
+# screen has stopped changing (every window painted, a message box included),
+# saves a picture of the whole screen as korvanta-screenshot.png in the current
+# directory, prints that path, then ends the program and the display.
 #
 # ARGS that name existing files are passed as Windows paths (Z:\...); others,
 # such as /NOLOGO, are passed as they are.
 #
 # Environment:
 #   KV_WINEPREFIX    Wine prefix to use (default: wineprefix beside EXE, as the build keeps it)
-#   KV_SHOT_DELAY    seconds to wait after the frame appeared (default 2)
-#   KV_SHOT_TIMEOUT  seconds to wait for the frame (default 60)
+#   KV_SHOT_SETTLE   seconds the screen must stay unchanged (default 1.5)
+#   KV_SHOT_TIMEOUT  seconds to wait for the frame, and again for the screen to settle (default 60)
 #   KV_SHOT_OUTPUT   output file (default ./korvanta-screenshot.png)
 set -eu
 
@@ -26,12 +27,12 @@ exe=$(realpath "$1")
 shift
 [ -f "$exe" ] || { echo "$0: no such program: $exe" >&2; exit 2; }
 prefix=$(realpath -m "${KV_WINEPREFIX:-$(dirname "$exe")/wineprefix}")
-delay=${KV_SHOT_DELAY:-2}
+settle=${KV_SHOT_SETTLE:-1.5}
 timeout=${KV_SHOT_TIMEOUT:-60}
 output=$(realpath -m "${KV_SHOT_OUTPUT:-korvanta-screenshot.png}")
 title=Korvanta
 
-for tool in Xvfb xwd xwininfo convert; do
+for tool in Xvfb import xwininfo; do
   command -v "$tool" >/dev/null || { echo "$0: $tool is missing" >&2; exit 2; }
 done
 
@@ -102,8 +103,29 @@ until xwininfo -root -tree 2>/dev/null | grep -Eq "\"$title( - [^\"]*)?\":"; do
   fi
   sleep 0.5
 done
-sleep "$delay"
 
-xwd -root -silent >"$work/screen.xwd"
-convert "xwd:$work/screen.xwd" "png:$output"
+# The picture is taken once the screen has looked the same for the settle
+# time: windows that appear after the frame, such as a message box, and their
+# painting are then in it. The screen is read with ImageMagick's import, which
+# takes the pixels as they are shown; xwd reads each window through its own
+# colormap and leaves a window lying wholly inside another one of the same
+# Wine process black.
+shoot() { import -silent -window root "ppm:$1"; }
+poll=0.25
+needed=$(awk -v s="$settle" -v p="$poll" 'BEGIN { n = int(s / p + 0.999); print n < 1 ? 1 : n }')
+deadline=$((SECONDS + timeout))
+same=0
+shoot "$work/screen.ppm"
+while [ $same -lt "$needed" ] && [ $SECONDS -lt $deadline ]; do
+  sleep "$poll"
+  shoot "$work/next.ppm"
+  if cmp -s "$work/screen.ppm" "$work/next.ppm"; then
+    same=$((same + 1))
+  else
+    same=0
+    mv "$work/next.ppm" "$work/screen.ppm"
+  fi
+done
+[ $same -ge "$needed" ] || echo "$0: the screen still changed after ${timeout}s; taking it as it is" >&2
+convert "ppm:$work/screen.ppm" "png:$output"
 echo "$output"

@@ -725,4 +725,33 @@ bool CaptureWindow(HWND window, Image* image)
     return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
 }
 
+::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs)
+{
+    // Texts and controls put many pixels off the background colour; a window
+    // that never painted is one colour edge to edge.
+    constexpr int kEnough = 16;
+    Image shot;
+    int off = 0;
+    PollUntil(timeoutMs, [&] {
+        RECT r;
+        POINT at{0, 0};
+        if (!GetClientRect(window, &r) || !ClientToScreen(window, &at) ||
+            !CaptureScreenRect(RECT{at.x + r.right / 4, at.y + r.bottom / 4, at.x + r.right * 3 / 4,
+                                    at.y + r.bottom * 3 / 4},
+                               &shot))
+            return false;
+        std::map<std::uint32_t, int> counts;
+        int most = 0;
+        for (std::uint32_t p : shot.pixels)
+            most = std::max(most, ++counts[p]);
+        off = static_cast<int>(shot.pixels.size()) - most;
+        return off >= kEnough;
+    });
+    if (off >= kEnough)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << ClassName(window) << " \"" << WindowText(window)
+                                         << "\" unpainted: the middle of its client area is one colour but for "
+                                         << off << " pixels";
+}
+
 }  // namespace kvgui

@@ -11,6 +11,8 @@
 #endif
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -232,5 +234,10 @@ bool CaptureScreen(Image* image);
 
 // The window's rectangle on the screen, frame and menu bar included.
 bool CaptureWindow(HWND window, Image* image);
+
+// Whether a dialog, message box or the logo has painted itself on the screen:
+// waits up to timeoutMs until the middle half of its client area holds its
+// texts and controls, not one flat colour; the failure tells what was seen.
+::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs = 5000);
 
 }  // namespace kvgui

@@ -134,6 +134,7 @@ struct Session {
         HWND dialog = WaitForOwnedWindow(frame, "#32770", timeoutMs);
         if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
             return nullptr;
+        EXPECT_TRUE(IsPainted(dialog));
         return dialog;
     }
 
@@ -183,6 +184,7 @@ std::string OpenDialogFilter(const Session& run)
     HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 15000);
     if (!dialog)
         return "<no Open dialog>";
+    EXPECT_TRUE(IsPainted(dialog));
     const std::string filter = SelectedText(dialog, kFilterCombo);
     EXPECT_TRUE(run.CloseDialog(dialog, IDCANCEL));
     return filter;

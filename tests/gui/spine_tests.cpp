@@ -274,6 +274,7 @@ TEST(Logo, ShowsThePictureCentredUntilAClick)
     ASSERT_TRUE(program.Start());
     HWND logo = WaitForProcessWindow(program.Pid(), kLogoClass, 10000);
     ASSERT_NE(logo, nullptr);
+    EXPECT_TRUE(IsPainted(logo));
     // 320 by 200, left at half the screen less 160, top at half less 150.
     RECT rect{};
     GetWindowRect(logo, &rect);
@@ -370,6 +371,7 @@ TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
         PostMessageA(run.frame, WM_COMMAND, 2563, 0);
         HWND about = WaitForProcessWindow(run.program.Pid(), kLogoClass, 5000);
         ASSERT_NE(about, nullptr);
+        EXPECT_TRUE(IsPainted(about));
         EXPECT_EQ(GetWindow(about, GW_OWNER), run.frame);
         // Another message leaves it up.
         PostMessageA(about, WM_MOUSEMOVE, 0, 0);
@@ -422,6 +424,7 @@ TEST(CommandLine, SwitchAfterTheNameBelongsToTheName)
     ASSERT_TRUE(program.Start(path + " /NOLOGO"));
     HWND box = WaitForProcessWindow(program.Pid(), "#32770", 10000);
     ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(IsPainted(box));
     EXPECT_EQ(MessageBoxText(box), "Cannot load, file does not exist");
     EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
     ASSERT_TRUE(PressButton(box, IDOK));
@@ -458,6 +461,7 @@ TEST(CommandLine, LoadSwitchOpensTheOpenDialogAfterTheLogo)
     ASSERT_NE(frame, nullptr);
     HWND dialog = WaitForOwnedWindow(frame, "#32770", 8000);
     ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(IsPainted(dialog));
     EXPECT_FALSE(IsWindow(logo));
     EXPECT_TRUE(PressButton(dialog, IDCANCEL));
     EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
@@ -486,6 +490,7 @@ TEST(SecondInstance, WithoutAFileNameReportsOnlyOneCopyAndLeaves)
     ASSERT_TRUE(second.Start(kNoLogo));
     HWND box = WaitForProcessWindow(second.Pid(), "#32770", 10000);
     ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(IsPainted(box));
     EXPECT_EQ(MessageBoxText(box), "Only one copy of KorVanta may be run at a time");
     ASSERT_TRUE(PressButton(box, IDOK));
     DWORD code = 0xFFFFFFFF;
@@ -519,6 +524,7 @@ TEST(SecondInstance, FileOpensBehindTheFirstInstancesOpenDialog)
     ASSERT_NE(first.frame, nullptr);
     HWND dialog = WaitForOwnedWindow(first.frame, "#32770", 8000);
     ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(IsPainted(dialog));
     // The dialog's own message loop serves the second instance's send.
     Program second;
     ASSERT_TRUE(second.Start(path));

@@ -282,6 +282,8 @@ struct Session {
                     found = window;
             return found != nullptr;
         });
+        if (found)
+            EXPECT_TRUE(IsPainted(found));
         return found;
     }
     HWND WaitForBox() const { return WaitForDialog(false); }
