@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.pcx");
     static const std::string out = FuzzScratch("out.pcx");
-    FMT_RegisterBuiltins();
+    FuzzStartOnce();
     if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (PCX_Load(in.c_str(), &dib)) {

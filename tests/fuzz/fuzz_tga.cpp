@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.tga");
     static const std::string out = FuzzScratch("out.tga");
-    FMT_RegisterBuiltins();
+    FuzzStartOnce();
     if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (TGA_Load(in.c_str(), &dib)) {

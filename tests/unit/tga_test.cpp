@@ -12,6 +12,7 @@ namespace {
 
 const char kPossibleErrors[] = "Possible errors encountered while reading\nfile, Continue loading this file?";
 const char kCancelBatch[] = "\n\nCancel Batch?";
+const char kOutOfMemory[] = "Out of memory -- Cannot load TGA file";
 
 // An 18-byte header.
 Bytes Header(int type, int width, int height, int depth, int descriptor = 0, int mapType = 0, int mapLength = 0,
@@ -261,6 +262,7 @@ TEST_F(Tga, HeadersThatAreRefused)
         {Cat(Header(2, 0, 1, 24), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
         {Cat(Header(2, 1, 1, 48), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
         {cut, "Incomplete TGA file, cannot load"},
+        {Cat(Header(2, 0xFFFF, 0xFFFF, 32), Bytes(100, 0)), kOutOfMemory},  // 16 GB
     };
     for (const auto& c : cases) {
         HDL_ClearBoxes();
@@ -268,6 +270,13 @@ TEST_F(Tga, HeadersThatAreRefused)
         EXPECT_EQ(nullptr, dib);
         EXPECT_EQ(std::vector<std::string>{c.message}, BoxTexts());
     }
+    // A whole 100 x 100 file at 24 bits beyond a lowered image limit.
+    uint64_t limit = DIB_GetMemoryLimit();
+    DIB_SetMemoryLimit(30000);
+    HDL_ClearBoxes();
+    EXPECT_EQ(0, Load(Cat(Header(2, 100, 100, 24), Bytes(30000, 1)), &dib));
+    DIB_SetMemoryLimit(limit);
+    EXPECT_EQ(std::vector<std::string>{kOutOfMemory}, BoxTexts());
     // A missing file is no report at all.
     HDL_ClearBoxes();
     EXPECT_EQ(0, TGA_Load(TempPath("never_written.tga").c_str(), &dib));
@@ -457,7 +466,7 @@ TEST_F(Tga, APacketBeyondTheLastRowAsks)
     GlobalFree(dib);
 }
 
-TEST_F(Tga, TruncatedAndOversizedFilesAreIncomplete)
+TEST_F(Tga, TruncatedFilesAreIncomplete)
 {
     HGLOBAL dib = nullptr;
     const Bytes cases[] = {
@@ -467,8 +476,6 @@ TEST_F(Tga, TruncatedAndOversizedFilesAreIncomplete)
         Cat(Header(10, 4, 4, 24), Cat({0x0F}, Bytes(44, 1))),    // a raw packet cut short
         Cat(Cat(Header(10, 200, 4, 8), {0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5}),
             {0x00, 5, 0x00, 5}),                                 // the data ends between packets
-        Cat(Header(2, 0xFFFF, 0xFFFF, 32), Bytes(100, 0)),       // 16 GB claimed by 118 bytes
-        Cat(Header(10, 0xFFFF, 0xFFFF, 8), Bytes(1000, 0xFF)),   // beyond the best run ratio
         Cat(Header(1, 8, 8, 8, 0, 1, 256, 24), Bytes(100, 0)),   // ends inside the map
     };
     for (const Bytes& file : cases) {
