@@ -313,13 +313,11 @@ TEST(BmpLoad, SparseRunLengthLoadsWithinTheImageLimitOnly)
                                 Bytes(64, 0), rle);
     Bytes pixels(1000000, 0);
     pixels[0] = pixels[1] = pixels[2] = 7;
-    pixels[200 * 1000 + 13] = pixels[200 * 1000 + 14] = 9;
-    pixels[201 * 1000] = 5;
+    pixels[200013] = pixels[200014] = 9;
+    pixels[201000] = 5;
     Loaded l;
     LoadBytes(file, l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_TRUE(l.texts.empty());
-    EXPECT_TRUE(pixels == l.pixels);
+    EXPECT_TRUE(l.result == 1 && l.texts.empty() && pixels == l.pixels);
     // The image (1000104 bytes with header and table) beyond a lower limit.
     uint64_t limit = DIB_GetMemoryLimit();
     DIB_SetMemoryLimit(1000000);
