@@ -368,6 +368,12 @@ int PCX_Load(LPCSTR path, HGLOBAL* dib)
     for (LONG i = 0; i < height; i++) {
         if (!UTL_Yield()) return FailLoad(0, file, image);
         if (i % 16 == 1 || i == height - 1) INF_Step(static_cast<WORD>(i));
+        // Past the end of the data every line is zero, as the rows already
+        // are: a short file with long lines costs no time for them.
+        if (src.at >= src.end && layout != ROW_STOP) {
+            INF_Step(static_cast<WORD>(height - 1));
+            break;
+        }
         if (!DecodeLine(src, line.get(), length, state) || layout == ROW_STOP) {
             stopped = true;
             break;
