@@ -34,6 +34,21 @@ int CLI_DitherIndex(const std::string& text)
     return -1;
 }
 
+uint64_t CLI_ParseMemoryLimit(const std::string& text)
+{
+    const uint64_t largest = 2ULL << 30;  // the program's own image limit, which this only lowers
+    size_t digits = 0;
+    while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9') digits++;
+    if (digits == 0 || digits > 12) return 0;
+    std::string suffix = text.substr(digits);
+    int shift = suffix.empty() ? 0 : suffix == "K" || suffix == "k" ? 10 : suffix == "M" || suffix == "m" ? 20
+              : suffix == "G" || suffix == "g" ? 30 : -1;
+    if (shift < 0) return 0;
+    // Twelve digits times 2^30 stay inside 64 bits.
+    uint64_t value = strtoull(text.substr(0, digits).c_str(), nullptr, 10) << shift;
+    return value >= 1 && value <= largest ? value : 0;
+}
+
 int CLI_TiffCompressionIndex(const std::string& name)
 {
     const char* const names[] = {"LZW", "PackBits", "RLE", "Group3", "Group4"};
@@ -146,6 +161,13 @@ int CLI_ParseOptions(int argc, char** argv, ConvertOptions* o, std::string* erro
             if (!needValue(&v)) return 0;
             if (!ParseInt(v, 1, 100, &o->jpegQuality)) {
                 *error = "--jpeg-quality must be 1 to 100";
+                return 0;
+            }
+        } else if (name == "--limit-memory") {
+            if (!needValue(&v)) return 0;
+            o->memoryLimit = CLI_ParseMemoryLimit(v);
+            if (!o->memoryLimit) {
+                *error = "--limit-memory takes a size from 1 byte to 2G, with K, M or G for 1024, 1024^2, 1024^3";
                 return 0;
             }
         } else if (name == "--yes" || name == "--no") {

@@ -1,6 +1,7 @@
 // kvconvert's command line: GNU-style options into one record.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct ConvertOptions {
     int compress = -1;            // --compress 1, --no-compress 0, -1 = as the format says
     int tiffCompression[5] = {-1, -1, -1, -1, -1};  // --tiff-compression, by depth 1/4/8/16/24
     int jpegQuality = -1;         // --jpeg-quality
+    uint64_t memoryLimit = 0;     // --limit-memory: bytes of one image at most; 0 = the default
     int answer = 0;               // --yes 1, --no -1, 0 = ask on a terminal, else no
     bool force = false;           // --force
     int progress = -1;            // --progress 1, -q 0, -1 = on a terminal
@@ -32,6 +34,10 @@ int CLI_ParseOptions(int argc, char** argv, ConvertOptions* options, std::string
 // The index of a dither by number or name (halftone, qvd-fast, floyd-steinberg,
 // stucki, burkes, sierra, jarvis, stevenson-arce, floyd-noise), or -1.
 int CLI_DitherIndex(const std::string& text);
+
+// Bytes from a size with an optional K, M or G suffix (powers of 1024), if it
+// is from 1 byte to 2G (the default image limit); otherwise 0.
+uint64_t CLI_ParseMemoryLimit(const std::string& text);
 
 // The TIFF compression list index of a name (PackBits 1, RLE 2, Group3 3, Group4 4), or -1.
 int CLI_TiffCompressionIndex(const std::string& name);

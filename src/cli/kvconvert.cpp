@@ -47,6 +47,8 @@ const char kUsage[] =
     "      --compress | --no-compress   (default: as the output format allows)\n"
     "      --tiff-compression DEPTH=NAME   PackBits, RLE, Group3, Group4\n"
     "      --jpeg-quality N       JPEG quality 1..100\n"
+    "      --limit-memory SIZE    refuse an image larger than SIZE bytes (K, M, G\n"
+    "                             suffixes; at most and by default 2G)\n"
     "      --yes | --no           answer to a reader's question (default --no)\n"
     "      --force                overwrite existing outputs (never an input)\n"
     "  -q, --quiet / --progress   progress bar on a terminal by default\n"
@@ -198,6 +200,7 @@ int main(int argc, char** argv)
     for (int i = 0; i < 5; i++)
         if (o.tiffCompression[i] >= 0) SET_Put(SET_TIF_1_BIT_COMPRESSION + 4 * i, o.tiffCompression[i]);
     if (o.jpegQuality > 0) ZIM_SetQuality(o.jpegQuality);
+    if (o.memoryLimit) DIB_SetMemoryLimit(o.memoryLimit);
     FMT_RegisterBuiltins();
     FIL_LoadRow = FMT_Row_Any;
 

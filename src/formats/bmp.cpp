@@ -26,7 +26,6 @@ const UINT kCannotWrite = 8197;     // "Cannot write file, check disk space"
 const WORD kFileType = 0x4D42;  // "BM"
 const DWORD kInfoSize = sizeof(BITMAPINFOHEADER);
 const DWORD kCoreSize = sizeof(BITMAPCOREHEADER);
-const uint64_t kLargestBlock = 0x7FFFFFFFULL;
 
 inline WORD Read16(const BYTE* p) { return static_cast<WORD>(p[0] | (p[1] << 8)); }
 inline DWORD Read32(const BYTE* p) { return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<DWORD>(p[3]) << 24); }
@@ -179,20 +178,14 @@ bool ReadHeader(BmpFile& f, BmpHeader* out)
 }
 
 // Decides, before the pixel block is allocated, whether the image is one this
-// program takes and whether the file can justify its size. Returns 0 and the
-// bytes to read, or the message id of the refusal.
-//
-// The allocation rule: a reader never allocates more than the file can back.
+// program takes. Returns 0 and the bytes to read, or the message id of the
+// refusal.
 // - A plain image with the 40-byte header must be all there (a short one is
-//   refused anyway), so its pixel bytes may not exceed what the file holds.
-// - A plain core-header file that is cut short loads with the rest zero, but
-//   at least half its pixel bytes must be there (64 KB of pixels are always
-//   allowed): a header that claims far more is lying, not cut off.
-// - Run-length data makes at most 255 pixels from a 2-byte run, so an image of
-//   more than 255 pixels for each 2 bytes of its data (as the header sizes it,
-//   and no more than the file has) is refused.
-// All of these refusals say "not a legitimate DIB"; an image that the file
-// can back but no block can hold (2 GB or more) is short of memory.
+//   not legitimate), so its pixel bytes may not exceed what the file holds.
+// - A plain core-header file or run-length data that is cut short loads with
+//   the rest zero; run-length data is read as far as the file has it.
+// Beyond that only memory bounds a file: a plain image comes from the image
+// allocator, and the image that run-length data decodes to must fit its limit.
 UINT CheckImage(const BmpHeader& bh, uint64_t* readBytes)
 {
     const BITMAPINFOHEADER& h = bh.h;
@@ -200,20 +193,41 @@ UINT CheckImage(const BmpHeader& bh, uint64_t* readBytes)
     if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) return kUnsupported;
     if (h.biCompression > BI_BITFIELDS) return kUnsupported;
     if ((h.biCompression == BI_RLE8 && bits != 8) || (h.biCompression == BI_RLE4 && bits != 4)) return kNotLegitimate;
-    uint64_t table = 4ULL * h.biClrUsed;
-    uint64_t plain = Times(RowBytes(static_cast<uint64_t>(h.biWidth), bits), static_cast<uint64_t>(h.biHeight));
     if (h.biCompression == BI_RGB) {
-        uint64_t allowed = bh.core ? Times(bh.remaining, 2) + 0x10000 : bh.remaining;
-        if (bh.imageBytes > allowed) return kNotLegitimate;
+        if (!bh.core && bh.imageBytes > bh.remaining) return kNotLegitimate;
         *readBytes = bh.imageBytes;
-    } else {
-        *readBytes = bh.imageBytes < bh.remaining ? bh.imageBytes : bh.remaining;
-        uint64_t pixels = static_cast<uint64_t>(h.biWidth) * static_cast<uint64_t>(h.biHeight);
-        if (pixels > Times(*readBytes / 2 + 1, 255)) return kNotLegitimate;
-        if (plain > kLargestBlock || kInfoSize + table + plain > kLargestBlock) return kNoMemory;
+        return 0;
     }
-    if (*readBytes > kLargestBlock || kInfoSize + table + *readBytes > kLargestBlock) return kNoMemory;
+    *readBytes = bh.imageBytes < bh.remaining ? bh.imageBytes : bh.remaining;
+    uint64_t limit = DIB_GetMemoryLimit();
+    SIZE_T decoded = DIB_PackedSize(h.biWidth, h.biHeight, bits, h.biClrUsed);
+    if (!decoded || decoded > limit || kInfoSize + 4ULL * h.biClrUsed + *readBytes > limit) return kNoMemory;
     return 0;
+}
+
+// The block the pixels are read into, with header and table: a plain image is
+// the packed DIB itself and comes from the image allocator; run-length data
+// grows the header block to what is read. The header block is taken over.
+// Null when memory is short or the image is beyond the limit.
+HGLOBAL PixelBlock(HGLOBAL headerBlock, const BITMAPINFOHEADER& h, uint64_t readBytes)
+{
+    SIZE_T table = 4 * static_cast<SIZE_T>(h.biClrUsed);
+    if (h.biCompression != BI_RGB) {
+        HGLOBAL grown = GlobalReAlloc(headerBlock, kInfoSize + table + static_cast<SIZE_T>(readBytes),
+                                      GMEM_MOVEABLE | GMEM_ZEROINIT);
+        if (!grown) GlobalFree(headerBlock);
+        return grown;
+    }
+    BYTE* to;
+    HGLOBAL block = DIB_AllocatePacked(&h, &to);
+    if (block) {
+        const BYTE* from = static_cast<const BYTE*>(GlobalLock(headerBlock));
+        if (from) memcpy(to + kInfoSize, from + kInfoSize, table);
+        GlobalUnlock(headerBlock);
+        GlobalUnlock(block);
+    }
+    GlobalFree(headerBlock);
+    return block;
 }
 
 void Report(UINT id) { MSG_Report(SEV_ERROR, id); }
@@ -264,9 +278,7 @@ int BMP_Load(LPCSTR path, HGLOBAL* dib)
     }
 
     SIZE_T pixelsAt = kInfoSize + 4 * h.biClrUsed;
-    HGLOBAL grown = GlobalReAlloc(block, pixelsAt + static_cast<SIZE_T>(readBytes), GMEM_MOVEABLE | GMEM_ZEROINIT);
-    if (!grown) GlobalFree(block);
-    block = grown;
+    block = PixelBlock(block, h, readBytes);
     INF_Step(2);
 
     size_t got = 0;
@@ -326,9 +338,8 @@ HGLOBAL DIB_ReadFile(LPCSTR path)
         return nullptr;
     }
     SIZE_T pixelsAt = kInfoSize + 4 * bh.h.biClrUsed;
-    HGLOBAL grown = GlobalReAlloc(block, pixelsAt + static_cast<SIZE_T>(readBytes), GMEM_MOVEABLE | GMEM_ZEROINIT);
+    HGLOBAL grown = PixelBlock(block, bh.h, readBytes);
     if (!grown) {
-        GlobalFree(block);
         f.Close();
         return nullptr;
     }

@@ -282,13 +282,18 @@ struct BufferedFile {
     int mode = 0;
     HFILE file = HFILE_ERROR;
     DWORD overrun = 0;
+    bool atEnd = false;  // a refill found nothing: until a seek, the file gives no more
 };
 BufferedFile bf;
 
+// Refills the buffer from the file. At the end of the file it asks the
+// system only once, so that a reader fetching bytes past the end (a header
+// that promises more than the file holds) costs no system call per byte.
 LONG Refill()
 {
-    UINT got = _lread(bf.file, bf.base, bf.size);
+    UINT got = bf.atEnd ? 0 : _lread(bf.file, bf.base, bf.size);
     if (got == static_cast<UINT>(HFILE_ERROR)) got = 0;
+    bf.atEnd = got == 0;
     bf.cursor = bf.base;
     bf.count = static_cast<LONG>(got);
     return bf.count;
@@ -348,7 +353,7 @@ UINT FIL_ReadBuffered(void* target, UINT n)
     bf.cursor += held;
     bf.count = 0;
     UINT rest = n - held;
-    UINT got = _lread(bf.file, to + held, rest);
+    UINT got = bf.atEnd ? 0 : _lread(bf.file, to + held, rest);
     if (got != rest) return 0;
     Refill();
     return n;
@@ -394,6 +399,7 @@ LONG FIL_SeekBuffered(LONG offset, int origin)
     if (bf.mode == FIL_BUFFER_WRITE && !Flush()) return -1;
     LONG at = _llseek(bf.file, offset, origin);
     if (at < 0) return -1;
+    bf.atEnd = false;
     if (bf.mode == FIL_BUFFER_READ) Refill();
     return at;
 }

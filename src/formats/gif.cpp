@@ -35,13 +35,6 @@ const int kMaxCodeSize = 12;
 const int kStackSize = 8192;    // pixels of one decoded string, reversed
 const int kBlockSize = 0x118;   // one data sub-block and some slack
 
-// A code of w bits can name a string of at most 2^w pixels, so one byte of
-// LZW data stands for at most 8 * 4096 / 12 pixels (the best case, 12-bit
-// codes for 4096-pixel strings). A picture that claims more pixels than the
-// rest of the file could hold at that rate is not allocated: the file is
-// incomplete.
-const uint64_t kMostPixelsPerByte = (8 * 4096 + 11) / 12;
-
 // Pixel results besides 0..255.
 enum : int { PIXEL_FAILED = -1, PIXEL_END = -2 };
 
@@ -283,7 +276,7 @@ WORD Word(const BYTE* p) { return static_cast<WORD>(p[0] | (p[1] << 8)); }
 
 // Reads the image that follows an image separator. Returns 1 with the new DIB
 // in *dib, 0 on a failure (reported, nothing held).
-int ReadImage(Decoder& d, HFILE file, int depth, const RGBQUAD* globalColors, HGLOBAL* dib)
+int ReadImage(Decoder& d, int depth, const RGBQUAD* globalColors, HGLOBAL* dib)
 {
     BYTE desc[9];
     if (FIL_ReadBuffered(desc, sizeof desc) != sizeof desc) {
@@ -300,22 +293,11 @@ int ReadImage(Decoder& d, HFILE file, int depth, const RGBQUAD* globalColors, HG
     BITMAPINFOHEADER header;
     DIB_InitHeader(&header, width, height, depth, stride, colors);
 
-    // An empty or negative picture can't be made. One that needs more data
-    // than the rest of the file could hold even at LZW's best is cut short:
-    // it is refused before anything is allocated.
-    if (width <= 0 || height <= 0) {
-        Report(ID_OUT_OF_MEMORY);
-        return 0;
-    }
-    LONG here = FIL_TellBuffered();
-    DWORD size = FIL_Size(file);
-    uint64_t rest = here >= 0 && size > static_cast<DWORD>(here) ? size - static_cast<DWORD>(here) : 0;
-    if (static_cast<uint64_t>(width) * static_cast<uint64_t>(height) > rest * kMostPixelsPerByte) {
-        Report(ID_INCOMPLETE);
-        return 0;
-    }
+    // An empty or negative picture can't be made, and one beyond the image
+    // limit isn't: both are short of memory. A clean end code leaves missing
+    // rows zero, so the file's size bounds nothing.
     BYTE* block = nullptr;
-    HGLOBAL mem = DIB_AllocatePacked(&header, &block);
+    HGLOBAL mem = width > 0 && height > 0 ? DIB_AllocatePacked(&header, &block) : nullptr;
     if (!mem) {
         Report(ID_OUT_OF_MEMORY);
         return 0;
@@ -590,7 +572,7 @@ int GIF_Load(LPCSTR path, HGLOBAL* dib)
                 good = SkipExtension() != 0;
             } else if (kind == 0x2C) {
                 // The first image ends the reading; the rest of the file is not looked at.
-                ok = ReadImage(*decoder, file, depth, globalColors, dib);
+                ok = ReadImage(*decoder, depth, globalColors, dib);
                 break;
             } else if (kind == 0x3B) {
                 ok = 1;  // no image: success without a DIB

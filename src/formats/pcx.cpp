@@ -31,13 +31,6 @@ enum {
     MSG_NO_SAVE_MEMORY = 9488,
 };
 
-// A loaded file holds a run-length image of at most 63 bytes per 2 file bytes,
-// so a header whose lines need more than 32 times the file's data, or whose DIB
-// (twice the line bytes for 2-bit pixels) needs more than 64 times, lies about
-// its size. These bounds are checked before anything is allocated.
-const uint64_t kMaxLineRatio = 32;
-const uint64_t kMaxImageRatio = 64;
-
 struct PcxHeader {
     BYTE manufacturer;
     signed char version;
@@ -321,19 +314,21 @@ int PCX_Load(LPCSTR path, HGLOBAL* dib)
     LONG width = static_cast<LONG>(h.xMax) - static_cast<LONG>(h.xMin) + 1;
     LONG height = static_cast<LONG>(h.yMax) - static_cast<LONG>(h.yMin) + 1;
     if (width <= 0 || height <= 0) return FailLoad(MSG_BAD_HEADER, file, nullptr);
+    // A plane count with no row layout stops the decode of the first line,
+    // and the load fails without a word.
+    if (h.planes == 0) return FailLoad(0, file, nullptr);
     int totalBits = h.bitsPerPlane * h.planes;
     int bits = WidenBits(totalBits);
     if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32)
         return FailLoad(MSG_UNSUPPORTED, file, nullptr);
 
+    // A short file reads as zero past its end, so only memory bounds the
+    // image: the block and the line buffer both keep to the image limit.
     DWORD stride = DIB_Stride(width, bits);
     DWORD fileSize = FIL_Size(file);
     uint64_t data = fileSize > static_cast<DWORD>(kHeaderSize) ? fileSize - kHeaderSize : 0;
     uint64_t lineBytes = static_cast<uint64_t>(h.planes) * h.bytesPerLine;
-    uint64_t imageBytes = static_cast<uint64_t>(stride) * static_cast<uint64_t>(height);
-    if (lineBytes * static_cast<uint64_t>(height) > kMaxLineRatio * data ||
-        imageBytes > kMaxImageRatio * data)
-        return FailLoad(MSG_INCOMPLETE, file, nullptr);
+    if (lineBytes > DIB_GetMemoryLimit()) return FailLoad(MSG_NO_MEMORY, file, nullptr);
 
     BITMAPINFOHEADER header;
     DWORD colors = DIB_ColorsForBits(bits);
@@ -373,6 +368,12 @@ int PCX_Load(LPCSTR path, HGLOBAL* dib)
     for (LONG i = 0; i < height; i++) {
         if (!UTL_Yield()) return FailLoad(0, file, image);
         if (i % 16 == 1 || i == height - 1) INF_Step(static_cast<WORD>(i));
+        // Past the end of the data every line is zero, as the rows already
+        // are: a short file with long lines costs no time for them.
+        if (src.at >= src.end && layout != ROW_STOP) {
+            INF_Step(static_cast<WORD>(height - 1));
+            break;
+        }
         if (!DecodeLine(src, line.get(), length, state) || layout == ROW_STOP) {
             stopped = true;
             break;
@@ -490,8 +491,9 @@ int PCX_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depth)
     } unlock{dib};
 
     int bits = h->biBitCount;
+    // The DIB's depth decides; the message names the depth asked for.
     if (bits == 32) {
-        MSG_Report(SEV_ERROR, MSG_CANNOT_SAVE, static_cast<UINT>(bits));
+        MSG_Report(SEV_ERROR, MSG_CANNOT_SAVE, static_cast<UINT>(depth));
         return 0;
     }
     LONG width = h->biWidth;

@@ -164,7 +164,6 @@ int TGA_Load(LPCSTR path, HGLOBAL* dib)
     if (file == 0 || file == HFILE_ERROR) return 0;
     LoadState s;
     s.open = true;
-    DWORD fileSize = FIL_Size(file);
 
     BYTE h[kHeaderSize];
     if (FIL_ReadBuffered(h, kHeaderSize) != static_cast<UINT>(kHeaderSize)) return s.Fail(MSG_INCOMPLETE);
@@ -222,15 +221,7 @@ int TGA_Load(LPCSTR path, HGLOBAL* dib)
     DWORD colors = bits == 8 ? 256 : 0;
     bool packed = type > TYPE_RLE;
 
-    // The file must hold what its header promises: every pixel raw, or one
-    // packet byte and pixel per 128 pixels at best. Checked before allocating.
     DWORD bytesPerPixel = static_cast<DWORD>(depth) / 8;
-    uint64_t pixelCount = static_cast<uint64_t>(width) * height;
-    uint64_t need = packed ? (pixelCount + 127) / 128 * (1 + bytesPerPixel)
-                           : (pixelCount * (depth ? depth : 1) + 7) / 8;
-    uint64_t headerBytes = kHeaderSize + idLength + static_cast<uint64_t>(mapBytes);
-    uint64_t available = fileSize > headerBytes ? fileSize - headerBytes : 0;
-    if (need > available) return s.Fail(MSG_INCOMPLETE);
 
     DWORD stride = DIB_Stride(static_cast<LONG>(width), bits);
     BITMAPINFOHEADER header;

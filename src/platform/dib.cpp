@@ -4,6 +4,7 @@
 #include "platform/dib.h"
 
 #include "colour/luma.h"
+#include "formats/codec_runtime.h"
 
 #include <cstdint>
 #include <cstring>
@@ -75,19 +76,13 @@ SIZE_T BlockSize(LONG width, LONG height, int bits, DWORD colors)
 }
 
 // A new zeroed plain DIB with a complete 40-byte header, locked; the caller
-// unlocks it. Null when it can't exist or memory is short.
+// unlocks it. Null when it can't exist or memory is short. It comes from the
+// one image allocator, so no block beyond the process's image limit is made.
 HGLOBAL NewDib(LONG width, LONG height, int bits, DWORD colors, BYTE** block)
 {
     *block = nullptr;
-    SIZE_T size = BlockSize(width, height, bits, colors);
-    if (!size) return nullptr;
-    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, size);
-    if (!mem) return nullptr;
-    BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
-    if (!p) {
-        GlobalFree(mem);
-        return nullptr;
-    }
+    // The allocator gives a table of 1 << bits entries to a count of 0.
+    if (!BlockSize(width, height, bits, colors) || (bits <= 8 && colors == 0)) return nullptr;
     BITMAPINFOHEADER h = {};
     h.biSize = kInfoSize;
     h.biWidth = width;
@@ -98,9 +93,7 @@ HGLOBAL NewDib(LONG width, LONG height, int bits, DWORD colors, BYTE** block)
     h.biSizeImage = static_cast<DWORD>(RowBytes(static_cast<uint64_t>(width), bits) * static_cast<uint64_t>(height));
     h.biClrUsed = colors;
     h.biClrImportant = colors;
-    memcpy(p, &h, sizeof h);
-    *block = p;
-    return mem;
+    return DIB_AllocatePacked(&h, block);
 }
 
 // A locked plain DIB in the system's form, checked to hold all its pixels.
@@ -696,12 +689,12 @@ HGLOBAL PlainFromAny(const Layout& l)
         return DecodeBitFields(l.h, l.masks, l.pixels, l.pixelBytes);
     }
     if (l.h.biCompression == BI_RGB) return PlainFromLayout(l);
-    // Run-length images are bottom-up by definition. A 2-byte run makes at
-    // most 255 pixels: an image larger than its data can make is a lie.
+    // Run-length images are bottom-up by definition. End-of-line and delta
+    // codes make a large image from little data, so only the image limit
+    // bounds the decoded block.
     if (l.h.biHeight < 0) return nullptr;
     size_t n = l.pixelBytes;
     if (l.h.biSizeImage && l.h.biSizeImage < n) n = l.h.biSizeImage;
-    if (static_cast<uint64_t>(l.h.biWidth) * static_cast<uint64_t>(l.h.biHeight) > (n / 2 + 1) * 255ULL) return nullptr;
     BYTE* p;
     HGLOBAL out = NewDib(l.h.biWidth, l.h.biHeight, l.h.biBitCount, l.numColors, &p);
     if (!out) return nullptr;

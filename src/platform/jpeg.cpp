@@ -17,6 +17,7 @@
 #include "platform/dib.h"
 #include "platform/ui_hooks.h"
 
+#include <climits>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -147,14 +148,6 @@ void OnProgress(j_common_ptr cinfo)
     }
 }
 
-// The memory libjpeg may hold for a whole-image coefficient buffer.
-const long kJpegMemory = 768L << 20;
-
-// Output bytes of the best compression a JPEG file reaches (about one bit a
-// block in a progressive DC scan, or one bit per block and component with
-// the shortest Huffman codes): a file that claims more is refused before
-// memory is taken for it.
-const uint64_t kBestRatio = 1024;
 
 // ---- the comment of the last load -----------------------------------------------------
 
@@ -320,14 +313,17 @@ void FreeLoad(LoadState* st)
 
 // The decode itself; returns the message id of a failure, 0 on success. The
 // DIB is in st->dib (locked) on success.
-UINT Decode(LoadState* st, uint64_t fileSize)
+UINT Decode(LoadState* st)
 {
     j_decompress_ptr cinfo = &st->cinfo;
     if (setjmp(st->err.jump)) return st->err.code == kTooManyScans ? kDamagedId : LoadFailureId(st->err.code);
 
     jpeg_create_decompress(cinfo);
     st->created = true;
-    cinfo->mem->max_memory_to_use = kJpegMemory;
+    // The whole-image coefficient buffer of a progressive file keeps to the
+    // image limit as the image does; libjpeg fails beyond it.
+    const uint64_t limit = DIB_GetMemoryLimit();
+    cinfo->mem->max_memory_to_use = limit < static_cast<uint64_t>(LONG_MAX) ? static_cast<long>(limit) : LONG_MAX;
     st->progress.progress_monitor = OnProgress;
     cinfo->progress = &st->progress;
     jpeg_stdio_src(cinfo, st->file);
@@ -355,12 +351,11 @@ UINT Decode(LoadState* st, uint64_t fileSize)
     }
     cinfo->dct_method = JDCT_ISLOW;
 
-    // The claimed size must fit the file before any image memory is taken.
+    // The image must fit the image limit before libjpeg takes memory for it;
+    // a file cut short is found by the decode.
     const JDIMENSION width = cinfo->image_width, height = cinfo->image_height;
-    const uint64_t outBytes = static_cast<uint64_t>(width) * height * (depth / 8);
-    if (outBytes > fileSize * kBestRatio) return 9477;  // "Incomplete %s file, cannot load"
-    if (!DIB_PackedSize(static_cast<LONG>(width), static_cast<LONG>(height), depth, depth == 8 ? 256 : 0))
-        return 9480;
+    const SIZE_T packed = DIB_PackedSize(static_cast<LONG>(width), static_cast<LONG>(height), depth, depth == 8 ? 256 : 0);
+    if (!packed || packed > DIB_GetMemoryLimit()) return 9480;
 
     jpeg_start_decompress(cinfo);
     if (cinfo->output_width != width || cinfo->output_height != height) return kDamagedId;
@@ -526,12 +521,9 @@ int ZIM_LoadAs(LPCSTR path, HGLOBAL* dib, LPCSTR kind)
     }
     st->file = FIL_OpenStream(path, "rb");
     if (!st->file) return 0;  // as every reader: a file that can't be opened fails silently
-    fseek(st->file, 0, SEEK_END);
-    long size = ftell(st->file);
-    fseek(st->file, 0, SEEK_SET);
     st->cinfo.err = &st->err.pub;
     InitErrors(&st->err);
-    UINT failure = Decode(st.get(), size > 0 ? static_cast<uint64_t>(size) : 0);
+    UINT failure = Decode(st.get());
     if (failure) {
         FreeLoad(st.get());
         ClearComment();

@@ -67,6 +67,9 @@ check "status 1 when any input failed" test $rc -eq 1
 check "the good input is still converted" test -s out/photo.gif
 check "the broken file gets the reader's message" grep -q "broken.bmp: Error, not a Legitimate DIB File!" err.txt
 check "no output is left for a failed input" test ! -e out/broken.gif
+"$kv" -q --force -t gif --limit-memory 1K -o out photo.one.bmp 2>err.txt
+check "--limit-memory refuses a larger image with the reader's message" \
+  grep -q "photo.one.bmp: Not enough memory to load file" err.txt
 touch unknown.xyz
 "$kv" -q -t gif unknown.xyz 2>err.txt
 check "an unknown extension is a failed load with a report" grep -q "Unsupported file type for image:unknown.xyzcannot load." err.txt

@@ -62,6 +62,7 @@ void CheckRoundTrip(HGLOBAL dib, int compression)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string input = FuzzScratch("in.bmp");
+    FuzzStartOnce();
     if (!FuzzWriteInput(input, data, size)) return 0;
 
     HGLOBAL dib = nullptr;

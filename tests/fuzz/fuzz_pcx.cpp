@@ -56,12 +56,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.pcx");
     static const std::string out = FuzzScratch("out.pcx");
-    FMT_RegisterBuiltins();
+    FuzzStartOnce();
     if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (PCX_Load(in.c_str(), &dib)) {
         if (!dib) __builtin_trap();
-        CheckRoundTrip(dib, out);
+        // A short file loads whole, so large images are common: only small ones go back.
+        BITMAPINFOHEADER h;
+        DIB_GetInfo(dib, &h);
+        if (static_cast<uint64_t>(h.biWidth) * static_cast<uint64_t>(h.biHeight) <= (1u << 20)) CheckRoundTrip(dib, out);
         GlobalFree(dib);
     } else if (dib) {
         __builtin_trap();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cli/headless.h"
+#include "formats/codec_runtime.h"
 #include "formats/formats.h"
 
 #include <cstdint>
@@ -45,12 +46,14 @@ inline bool FuzzWriteInput(const std::string& path, const uint8_t* data, size_t 
     return true;
 }
 
-// Once a process: the built-in formats registered and boxes not echoed.
+// Once a process: the built-in formats registered, boxes not echoed, and no
+// image block above 64 MiB, so that a hostile size is refused cheaply.
 inline void FuzzStartOnce()
 {
     static bool ready = false;
     if (ready) return;
     FMT_RegisterBuiltins();
     HDL_SetEcho(false);
+    DIB_SetMemoryLimit(64ULL << 20);
     ready = true;
 }

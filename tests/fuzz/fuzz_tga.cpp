@@ -47,18 +47,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.tga");
     static const std::string out = FuzzScratch("out.tga");
-    FMT_RegisterBuiltins();
+    FuzzStartOnce();
     if (!FuzzWriteInput(in, data, size)) return 0;
     HGLOBAL dib = nullptr;
     if (TGA_Load(in.c_str(), &dib)) {
         if (!dib) __builtin_trap();
         BITMAPINFOHEADER h;
         DIB_GetInfo(dib, &h);
-        if (h.biBitCount == 8 || h.biBitCount == 24 || h.biBitCount == 32) {
+        // Large images (a header of an odd depth reads no pixels at all) only load:
+        // writing them back would only slow the fuzzing.
+        bool small = static_cast<uint64_t>(h.biWidth) * static_cast<uint64_t>(h.biHeight) <= (1u << 20);
+        if (small && (h.biBitCount == 8 || h.biBitCount == 24 || h.biBitCount == 32)) {
             CheckRoundTrip(dib, out, 0, h.biBitCount);
             CheckRoundTrip(dib, out, 1, h.biBitCount);
         }
-        if (h.biBitCount == 24) CheckRoundTrip(dib, out, 1, 16);
+        if (small && h.biBitCount == 24) CheckRoundTrip(dib, out, 1, 16);
         GlobalFree(dib);
     } else if (dib) {
         __builtin_trap();

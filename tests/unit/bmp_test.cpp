@@ -25,6 +25,7 @@ const char kNotLegitimate[] = "Error, not a Legitimate DIB File!";
 const char kTopDown[] = "Illegal or Unsupported BMP/DIB file format";
 const char kUnsupported[] = "Unsupported BMP/DIB file format";
 const char kCannotWrite[] = "Cannot write file, check disk space";
+const char kNoMemory[] = "Not enough memory to load file";
 
 void Put16(Bytes& b, unsigned v)
 {
@@ -293,15 +294,35 @@ TEST(BmpLoad, TruncatedPlainIsRefusedTruncatedRunLengthAndCoreKeepWhatIsThere)
     ASSERT_EQ(1, full.result);
     EXPECT_EQ((Bytes{7, 7, 7, 7, 5, 5, 0, 0, 0, 0, 0, 0}), full.pixels);
 
-    // A core file missing the end of its last row loads with the rest zero.
-    Bytes rows(48, 0);
+    // A core file with 40 bytes of its 120000 loads with the rest zero.
+    Bytes rows(120000, 0);
     for (size_t i = 0; i < 40; i++) rows[i] = static_cast<BYTE>(i + 1);
-    Bytes core = WithFileHeader(CoreHeader(4, 4, 24), {}, Bytes(rows.begin(), rows.begin() + 40));
+    Bytes core = WithFileHeader(CoreHeader(200, 200, 24), {}, Bytes(rows.begin(), rows.begin() + 40));
     Loaded c;
     LoadBytes(core, c);
     ASSERT_EQ(1, c.result);
     EXPECT_TRUE(c.texts.empty());
     EXPECT_EQ(rows, c.pixels);
+}
+
+TEST(BmpLoad, SparseRunLengthLoadsWithinTheImageLimitOnly)
+{
+    // 1000 x 1000 from a few codes: a run, a delta, a run, end of line, a run, end of bitmap.
+    Bytes rle = {3, 7, 0, 2, 10, 200, 2, 9, 0, 0, 1, 5, 0, 1};
+    Bytes file = WithFileHeader(InfoHeader(1000, 1000, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 16),
+                                Bytes(64, 0), rle);
+    Bytes pixels(1000000, 0);
+    pixels[0] = pixels[1] = pixels[2] = 7;
+    pixels[200013] = pixels[200014] = 9;
+    pixels[201000] = 5;
+    Loaded l;
+    LoadBytes(file, l);
+    EXPECT_TRUE(l.result == 1 && l.texts.empty() && pixels == l.pixels);
+    // The image (1000104 bytes with header and table) beyond a lower limit.
+    uint64_t limit = DIB_GetMemoryLimit();
+    DIB_SetMemoryLimit(1000000);
+    ExpectRefused(file, kNoMemory, "beyond the image limit");
+    DIB_SetMemoryLimit(limit);
 }
 
 TEST(BmpLoad, HostileFilesAreRefusedWithTheirMessage)
@@ -319,8 +340,8 @@ TEST(BmpLoad, HostileFilesAreRefusedWithTheirMessage)
     ExpectRefused(WithFileHeader(InfoHeader(100000, 100000, 24), {}, Bytes(64, 0)), kNotLegitimate, "huge plain");
     ExpectRefused(WithFileHeader(InfoHeader(0x7FFFFFFF, 0x7FFFFFFF, 32), {}, Bytes(64, 0)), kNotLegitimate, "largest plain");
     ExpectRefused(WithFileHeader(InfoHeader(60000, 60000, 8, BI_RLE8, 0, 0), Bytes(1024, 0), {255, 1, 0, 1}),
-                  kNotLegitimate, "huge run-length image from four bytes");
-    ExpectRefused(WithFileHeader(CoreHeader(65535, 65535, 24), {}, Bytes(64, 0)), kNotLegitimate, "huge core");
+                  kNoMemory, "huge run-length image from four bytes");
+    ExpectRefused(WithFileHeader(CoreHeader(65535, 65535, 24), {}, Bytes(64, 0)), kNoMemory, "huge core");
     ExpectRefused(WithFileHeader(InfoHeader(2, 2, 8, 0, 0, 257), Bytes(2000, 0), Bytes(8, 0)), kNotLegitimate,
                   "257 colours");
     ExpectRefused(WithFileHeader(InfoHeader(2, 2, 24, 0, 0, 0xFFFFFFFF), {}, Bytes(16, 0)), kNotLegitimate,

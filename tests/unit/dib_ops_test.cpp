@@ -1,6 +1,7 @@
 // Packed DIB operations: header facts, gray and depth conversions, run-length
 // coding in both directions, the repairs of outside DIBs, scaling and margins.
 #include "colour/luma.h"
+#include "formats/codec_runtime.h"
 #include "platform/dib.h"
 
 #include <gtest/gtest.h>
@@ -260,16 +261,20 @@ TEST(DibRecompress, HostileRunsAreClippedAndShortDataLeavesZeros)
     // Depth and compression that don't belong together are refused.
     HGLOBAL e = MakeDib(2, 1, 4, table, {2, 1, 0, 1}, BI_RLE8);
     EXPECT_EQ(nullptr, DIB_Recompress(e, 0, BI_RGB));
-    // Run-length data can't make more than 255 pixels from each 2 bytes: four
-    // bytes stand for at most (4 / 2 + 1) * 255 = 765 pixels.
+    // Only the image limit bounds what little data decodes to: four bytes
+    // give 383 x 2, refused once the limit is a byte short of its block.
     HGLOBAL g = MakeDib(383, 2, 8, table, {255, 1, 0, 1}, BI_RLE8);
+    HGLOBAL pg = DIB_Recompress(g, 0, BI_RGB);
+    ASSERT_NE(nullptr, pg);
+    Bytes rows(2 * 384, 0);
+    memset(rows.data(), 1, 255);
+    EXPECT_EQ(rows, ReadDib(pg).pixels);
+    uint64_t limit = DIB_GetMemoryLimit();
+    DIB_SetMemoryLimit(DIB_PackedSize(383, 2, 8, ReadDib(pg).h.biClrUsed) - 1);
     EXPECT_EQ(nullptr, DIB_Recompress(g, 0, BI_RGB));
+    DIB_SetMemoryLimit(limit);
+    GlobalFree(pg);
     GlobalFree(g);
-    HGLOBAL k = MakeDib(382, 2, 8, table, {255, 1, 0, 1}, BI_RLE8);
-    HGLOBAL pk = DIB_Recompress(k, 0, BI_RGB);
-    EXPECT_NE(nullptr, pk);
-    GlobalFree(pk);
-    GlobalFree(k);
     // A table that claims more than 256 entries is no DIB.
     HGLOBAL f = MakeDib(2, 1, 8, table, {2, 1, 0, 1}, BI_RLE8, 100000);
     EXPECT_EQ(nullptr, DIB_Recompress(f, 0, BI_RGB));

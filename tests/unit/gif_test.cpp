@@ -728,7 +728,7 @@ TEST_F(Gif, DecoderRules)
     }
 }
 
-TEST_F(Gif, SizesTheFileCannotJustifyAreNotAllocated)
+TEST_F(Gif, SizesOnlyMemoryCanRefuse)
 {
     // Zero and negative (16-bit signed) sizes can't make a DIB.
     for (int width : {0, 0xFFFF, 0x8000}) {
@@ -739,25 +739,26 @@ TEST_F(Gif, SizesTheFileCannotJustifyAreNotAllocated)
         EXPECT_EQ(0, LoadBytes(v)) << width;
         EXPECT_EQ(kOutOfMemory, BoxTexts()) << width;
     }
-    // 32767 x 32767 claimed by a few hundred bytes: the data is missing.
+    // 1000 x 1000 from one pixel and the end code: the rest is zero.
+    Bytes sparse = Screen("GIF89a", 4, 4, 0x80);
+    Descriptor(sparse, 1000, 1000, 0);
+    sparse.push_back(2);
+    Blocks(sparse, CodeWriter().Put(4, 3).Put(1, 3).Put(5, 3).Finish());
+    ASSERT_EQ(1, LoadBytes(sparse));
+    EXPECT_EQ(kNone, BoxTexts());
+    std::vector<int> expected(1000000, 0);
+    expected[0] = 1;
+    EXPECT_TRUE(expected == Read(dib).index);
+    // 32767 x 32767 (1 GB) beyond a lowered image limit.
     Bytes bomb = Screen("GIF89a", 4, 4, 0xF7);
     Descriptor(bomb, 32767, 32767, 0);
     bomb.push_back(8);
     Blocks(bomb, Bytes(200, 0));
+    uint64_t limit = DIB_GetMemoryLimit();
+    DIB_SetMemoryLimit(64ULL << 20);
     EXPECT_EQ(0, LoadBytes(bomb));
-    EXPECT_EQ(kIncomplete, BoxTexts());
-    // At the limit: 16 bytes after the descriptor justify 16 * 2731 pixels.
-    Bytes edge = Screen("GIF89a", 4, 4, 0x80);
-    Descriptor(edge, 2731, 16, 0);
-    edge.push_back(2);
-    Blocks(edge, CodeWriter().Put(4, 3).Put(1, 3).Put(5, 3).Finish());
-    edge.resize(edge.size() + 16 - 5, 0);
-    ASSERT_EQ(1, LoadBytes(edge));
-    EXPECT_EQ(kNone, BoxTexts());
-    EXPECT_EQ(1, Read(dib).index[0]);
-    edge.pop_back();
-    EXPECT_EQ(0, LoadBytes(edge));
-    EXPECT_EQ(kIncomplete, BoxTexts());
+    DIB_SetMemoryLimit(limit);
+    EXPECT_EQ(kOutOfMemory, BoxTexts());
 }
 
 // ---- real files ------------------------------------------------------------------------------

@@ -392,7 +392,7 @@ TEST_F(Jpeg, DamagedFilesAreRefusedWithTheirMessage)
         {Bytes(), kIncomplete, "empty"},
         {Bytes(good.begin(), good.begin() + good.size() / 2), kIncomplete, "cut in the middle of the scan"},
         {sof, "Unsupported JPG format", "12-bit samples"},
-        {huge, kIncomplete, "a size the data can't hold"},
+        {huge, "Not enough memory to load JPG image", "10 GB beyond the image limit"},
     };
     for (const Case& c : cases) {
         FILE* f = fopen(path.c_str(), "wb");

@@ -34,7 +34,7 @@ TEST(KvconvertOptions, LongShortAttachedAndSeparateValues)
     std::string error;
     ASSERT_EQ(1, Parse({"-o", "out", "--to=gif", "-d8", "--gray", "--flat", "--no-dither", "--dither-type", "stucki",
                         "--fast-dither=0", "--no-compress", "--tiff-compression", "1=Group4", "--jpeg-quality", "90",
-                        "--yes", "--force", "-q", "a.bmp", "--", "-b.bmp"},
+                        "--limit-memory=64M", "--yes", "--force", "-q", "a.bmp", "--", "-b.bmp"},
                        &o, &error))
         << error;
     EXPECT_EQ("out", o.output);
@@ -49,6 +49,7 @@ TEST(KvconvertOptions, LongShortAttachedAndSeparateValues)
     EXPECT_EQ(4, o.tiffCompression[0]);
     EXPECT_EQ(-1, o.tiffCompression[2]);
     EXPECT_EQ(90, o.jpegQuality);
+    EXPECT_EQ(64u << 20, o.memoryLimit);
     EXPECT_EQ(1, o.answer);
     EXPECT_TRUE(o.force);
     EXPECT_EQ(0, o.progress);
@@ -71,6 +72,10 @@ TEST(KvconvertOptions, BadUsageIsRefusedWithAReason)
     EXPECT_EQ(0, Parse({"-o"}, &o, &error));
     EXPECT_EQ("option -o needs a value", error);
     EXPECT_EQ(0, Parse({"--force=1"}, &o, &error));
+    // Sizes from 1 byte to 2G, with K, M or G.
+    for (const char* size : {"0", "3G", "2049M", "12T", "1.5G", "K", "99999999999999G"})
+        EXPECT_EQ(0, Parse({"--limit-memory", size}, &o, &error)) << size;
+    EXPECT_EQ(2048u, CLI_ParseMemoryLimit("2k"));
     EXPECT_EQ(8, CLI_DitherIndex("floyd-noise"));
     EXPECT_EQ(0, CLI_DitherIndex("0"));
     EXPECT_EQ(-1, CLI_DitherIndex("9"));
