@@ -1218,18 +1218,22 @@ TEST(UserLoop, CopyRendersOnlyWhenAskedAndBeforeItsWindowOrProgramEnds)
         HWND window = run.WaitForWindows(1);
         ASSERT_NE(window, nullptr);
         Do(run, 514);
-        // The read waits on the program: nothing was rendered before it asked.
+        // With the clipboard open the reader's request waits on the program:
+        // nothing was rendered before it asked.
+        HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_ready"), go = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_go");
         HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(run.frame, nullptr));
-        ASSERT_NE(thread, nullptr);
-        SuspendThread(thread);
         HANDLE reader = nullptr;
         DeleteFileA(PathOf("peer.out").c_str());
-        EXPECT_EQ(Peer("get 8 \"" + PathOf("peer.out") + "\"", 1500, &reader), -1) << bits;
-        ResumeThread(thread);
-        CloseHandle(thread);
+        EXPECT_EQ(Peer("get 8 \"" + PathOf("peer.out") + "\" gate", 0, &reader), -1);
         ASSERT_NE(reader, nullptr);
+        EXPECT_EQ(WaitForSingleObject(ready, 5000), WAIT_OBJECT_0);
+        SuspendThread(thread);
+        SetEvent(go);
+        EXPECT_EQ(WaitForSingleObject(reader, 1500), static_cast<DWORD>(WAIT_TIMEOUT)) << bits;
+        ResumeThread(thread);
         EXPECT_EQ(WaitForSingleObject(reader, 10000), WAIT_OBJECT_0);
-        CloseHandle(reader);
+        for (HANDLE handle : {ready, go, thread, reader})
+            CloseHandle(handle);
         EXPECT_TRUE(ReadBytes(PathOf("peer.out")) == dib) << bits;
         EXPECT_EQ(WrongPixels(Read(CF_BITMAP), rgb), 0) << bits;
         EXPECT_TRUE(Read(CF_PALETTE) == entries) << bits;

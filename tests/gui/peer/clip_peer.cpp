@@ -1,7 +1,7 @@
 // "Another program" for the clipboard scenarios: puts or reads CF_DIB,
 // CF_BITMAP and CF_PALETTE and writes what it read to a file.
 //   kv_clip_peer put [dib FILE] [bitmap FILE] [palette FILE]   empties, then puts
-//   kv_clip_peer get FORMAT FILE   exit 0 with the bytes, 2 when nothing came
+//   kv_clip_peer get FORMAT FILE [gate]   exit 0 with the bytes, 2 when nothing came
 // A DIB is its packed bytes, a bitmap is read as a packed 24-bit DIB, a palette
 // as its PALETTEENTRY array.
 #include <windows.h>
@@ -59,7 +59,12 @@ int main(int argc, char** argv)
         DestroyWindow(owner);
         return 0;
     }
-    if (argc != 4 || !OpenClipboard(nullptr)) return 1;
+    if (argc < 4 || !OpenClipboard(nullptr)) return 1;
+    if (argc == 5) {
+        // "gate": the clipboard is open; the test lets the read go when it is ready for it.
+        SetEvent(OpenEventA(EVENT_MODIFY_STATE, FALSE, "kv_peer_ready"));
+        WaitForSingleObject(OpenEventA(SYNCHRONIZE, FALSE, "kv_peer_go"), 10000);
+    }
     const UINT format = static_cast<UINT>(atoi(argv[2]));
     HANDLE data = GetClipboardData(format);
     int code = data ? 0 : 2;
