@@ -1203,7 +1203,10 @@ int WrongPixels(const std::vector<BYTE>& dib, const std::function<DWORD(int, int
 
 TEST(UserLoop, CopyRendersOnlyWhenAskedAndBeforeItsWindowOrProgramEnds)
 {
+    CoreGuard guard({"screen_bitmaps"});
     for (int bits : {4, 8, 24}) {
+        // Without a display bitmap Copy puts bitmap and palette at once; they stay when the DIB is handed over.
+        SetCore("screen_bitmaps", bits == 4 ? "0" : "2");
         const int step = bits == 4 ? 16 : 1;
         std::vector<RGBQUAD> table;
         std::vector<BYTE> entries;
