@@ -110,6 +110,8 @@ void IMG_MakeEmptyFromUndo(HWND hwnd)
     record->hBitmap = nullptr;
     record->hPalette = nullptr;
     record->savePreset = 0;
+    // A window without an image has no scroll bars; Undo fits it again.
+    ShowScrollBar(hwnd, SB_BOTH, FALSE);
     InvalidateRect(hwnd, nullptr, TRUE);
     STA_Update(0);
 }
