@@ -1214,16 +1214,18 @@ TEST(UserLoop, CopyRendersOnlyWhenAskedAndBeforeItsWindowOrProgramEnds)
             table.push_back(RampEntry(i * step));
             entries.insert(entries.end(), {table.back().rgbRed, table.back().rgbGreen, table.back().rgbBlue, 0});
         }
-        auto index = [&](int x, int y) { return static_cast<DWORD>((x / 7 + y) % (256 / step)); };
-        auto rgb = [&](int x, int y) { return bits == 24 ? Colourful(x, y) : RampColour(static_cast<int>(index(x, y)) * step); };
-        const std::vector<BYTE> dib = MakeDib(kWidth, kHeight, bits, table, [&](int x, int y) { return bits == 24 ? Colourful(x, y) : index(x, y); });
+        // The pixel as stored (an index or 0xRRGGBB) and as seen.
+        auto pixel = [&](int x, int y) { return bits == 24 ? Colourful(x, y) : (x / 7 + y) % (256 / step); };
+        auto rgb = [&](int x, int y) { return bits == 24 ? pixel(x, y) : RampColour(static_cast<int>(pixel(x, y)) * step); };
+        const std::vector<BYTE> dib = MakeDib(kWidth, kHeight, bits, table, pixel);
         Session run(WriteBmp("copy.bmp", dib));
         HWND window = run.WaitForWindows(1);
         ASSERT_NE(window, nullptr);
         Do(run, 514);
         // With the clipboard open the reader's request waits on the program:
         // nothing was rendered before it asked.
-        HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_ready"), go = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_go");
+        HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_ready");
+        HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_go");
         HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(run.frame, nullptr));
         HANDLE reader = nullptr;
         DeleteFileA(PathOf("peer.out").c_str());
@@ -1319,8 +1321,9 @@ TEST(UserLoop, UndoTakesBackColoursPastePaletteAndCutOneStepAtATime)
     std::vector<BYTE> entries;
     std::vector<RGBQUAD> colours;
     for (int i = 0; i < 16; ++i) {
-        entries.insert(entries.end(), {static_cast<BYTE>(i * 17), static_cast<BYTE>(255 - i * 17), static_cast<BYTE>(i * 85), 0});
-        colours.push_back({static_cast<BYTE>(i * 85), static_cast<BYTE>(255 - i * 17), static_cast<BYTE>(i * 17), 0});
+        const BYTE red = static_cast<BYTE>(i * 17), green = static_cast<BYTE>(255 - i * 17), blue = static_cast<BYTE>(i * 85);
+        entries.insert(entries.end(), {red, green, blue, 0});
+        colours.push_back({blue, green, red, 0});
     }
     for (int dither : {0, 2}) {  // halftone and the default diffusion
         SetCore("dither_type", std::to_string(dither));
