@@ -82,18 +82,14 @@ LRESULT MAI_CreateClient(HWND frame, const CREATESTRUCTA* create)
 
 // The Edit menu. The accelerators reach these without the menu's test, so
 // each command tests again what its menu entry needs and otherwise does nothing.
-static void MAI_EditCommand(HWND frame, UINT id)
+static void MAI_EditCommand(UINT id)
 {
     HWND window = MAI_Active && IMG_GetRecord(MAI_Active) ? MAI_Active : nullptr;
-    if (window && IMG_TestFlag(window, IF_MEDIA)) return;
+    if (!window || IMG_TestFlag(window, IF_MEDIA)) return;
     if (id == IDM_PASTE) {
-        if (window)
-            CBD_Paste(window);
-        else
-            CBD_PasteNew(frame);
+        CBD_Paste(window);
         return;
     }
-    if (!window) return;
     if (id == IDM_UNDO) {
         if (IMG_HasUndo(window)) UND_Undo(window);
         return;
@@ -144,7 +140,7 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
     case IDM_DELETE:
     case IDM_PASTEPALETTE:
         UTL_BeginWait();
-        MAI_EditCommand(frame, LOWORD(wParam));
+        MAI_EditCommand(LOWORD(wParam));
         UTL_EndWait();
         return 0;
     case IDM_COLOR:

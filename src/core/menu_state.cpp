@@ -76,14 +76,13 @@ void UpdateFile(HMENU menu, const ActiveState& a)
 void UpdateEdit(HMENU menu, const ActiveState& a)
 {
     bool image = false, palette = false;
-    if (!a.media) ClipboardOffers(&image, &palette);
+    if (a.window && !a.media) ClipboardOffers(&image, &palette);
     const bool pixels = a.window && a.dib && !a.media;
     Enable(menu, IDM_UNDO, a.window && !a.media && a.undo);
     Enable(menu, IDM_CUT, pixels);
     Enable(menu, IDM_COPY, pixels);
     Enable(menu, IDM_DELETE, pixels);
-    // Without any window a paste opens a new one.
-    Enable(menu, IDM_PASTE, !a.media && image);
+    Enable(menu, IDM_PASTE, a.window && !a.media && image);
     Enable(menu, IDM_PASTEPALETTE, pixels && palette);
 }
 

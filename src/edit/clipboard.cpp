@@ -184,21 +184,6 @@ int CBD_Paste(HWND window)
     return 1;
 }
 
-void CBD_PasteNew(HWND frame)
-{
-    if (!OpenClipboard(frame)) return;
-    HGLOBAL dib = CBD_ReadImage();
-    CloseClipboard();
-    if (!dib) return;
-    // The window of File New; its failure has been reported.
-    HWND window = FIL_OpenDocument(frame, nullptr, 1);
-    if (!window || !IMG_GetRecord(window)) {
-        GlobalFree(dib);
-        return;
-    }
-    PutPasted(window, dib);
-}
-
 HGLOBAL CBD_MapToPalette(HGLOBAL dib, HPALETTE palette)
 {
     BITMAPINFOHEADER header{};

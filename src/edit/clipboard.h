@@ -30,8 +30,6 @@ void CBD_Delete(HWND window);
 // Replaces the window's image with the clipboard's (a DIB before a bitmap).
 // 1 when it did; 0 when there was nothing to paste or memory ran out.
 int CBD_Paste(HWND window);
-// Without an image window: the clipboard's image in a new untitled window.
-void CBD_PasteNew(HWND frame);
 // A new uncompressed DIB from what the clipboard offers, or 0 (the clipboard
 // must be open; 8203 reported when memory ran out, nothing when none is offered).
 HGLOBAL CBD_ReadImage();

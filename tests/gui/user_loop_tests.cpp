@@ -1268,19 +1268,18 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
         ramp.push_back(RampEntry(i));
     const std::vector<BYTE> ramp8 = MakeDib(kWidth, kHeight, 8, ramp, [](int x, int y) { return (x + y) & 255; });
     const std::vector<BYTE> colourful = ColourfulDib();
-    // Without a window the paste opens one; the DIB wins over the bitmap.
+    // Without a window Paste is off; into a File New window the DIB wins over the bitmap.
     ASSERT_EQ(Peer("put dib " + Keep("ramp.dib", ramp8) + " bitmap " + Keep("colourful.dib", colourful)), 0);
+    EXPECT_TRUE(Grayed(run.Menus(), 515));
+    Do(run, 256);
+    HWND fresh = run.WaitForWindows(1);
+    ASSERT_NE(fresh, nullptr);
     EXPECT_FALSE(Grayed(run.Menus(), 515));
     Do(run, 515);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(run.Attr(window, kBits), 8);
-    EXPECT_EQ(run.Attr(window, kFlags), kModified | kColor | 0x2);
+    EXPECT_EQ(run.Attr(fresh, kBits), 8);
+    EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
     EXPECT_TRUE(WindowDib(run) == ramp8);
-    // Into a File New window: 24 bits, colour.
-    Do(run, 256);
-    HWND fresh = run.WaitForWindows(2);
-    ASSERT_NE(fresh, nullptr);
+    // Pasting onto an image replaces it: 24 bits, colour.
     ASSERT_EQ(Peer("put dib " + Keep("colourful.dib", colourful)), 0);
     Do(run, 515);
     EXPECT_EQ(run.Attr(fresh, kBits), 24);
@@ -1295,7 +1294,7 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     EXPECT_EQ(run.Attr(fresh, kBits), 24);
     EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
     EXPECT_TRUE(WindowDib(run) == colourful);
-    EXPECT_EQ(WindowText(fresh), "Image2");
+    EXPECT_EQ(WindowText(fresh), "Image1");
     Do(run, 512);
     EXPECT_TRUE(WindowDib(run) == fromBitmap);
     // A run-length DIB pastes uncompressed.
