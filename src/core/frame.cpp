@@ -18,6 +18,7 @@
 #include "core/services.h"
 #include "core/settings.h"
 #include "core/utilities.h"
+#include "edit/clipboard.h"
 
 #include <direct.h>
 #include <shellapi.h>
@@ -79,6 +80,29 @@ LRESULT MAI_CreateClient(HWND frame, const CREATESTRUCTA* create)
     return 0;
 }
 
+// The Edit menu. The accelerators reach these without the menu's test, so
+// each command tests again what its menu entry needs and otherwise does nothing.
+static void MAI_EditCommand(UINT id)
+{
+    HWND window = MAI_Active && IMG_GetRecord(MAI_Active) ? MAI_Active : nullptr;
+    if (!window || IMG_TestFlag(window, IF_MEDIA)) return;
+    if (id == IDM_PASTE) {
+        CBD_Paste(window);
+        return;
+    }
+    if (id == IDM_UNDO) {
+        if (IMG_HasUndo(window)) UND_Undo(window);
+        return;
+    }
+    if (!IMG_GetDIB(window)) return;
+    switch (id) {
+    case IDM_CUT: CBD_Cut(window); break;
+    case IDM_COPY: CBD_Copy(window); break;
+    case IDM_DELETE: CBD_Delete(window); break;
+    case IDM_PASTEPALETTE: CBD_PastePalette(window); break;
+    }
+}
+
 LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
 {
     if (FIL_LastFileCommand(frame, wParam, lParam) == 2) return 0;
@@ -108,6 +132,16 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
         return 0;
     case IDM_CLOSE:
         if (MAI_Active) SendMessageA(MAI_Active, WM_CLOSE, 0, 0);
+        return 0;
+    case IDM_UNDO:
+    case IDM_CUT:
+    case IDM_COPY:
+    case IDM_PASTE:
+    case IDM_DELETE:
+    case IDM_PASTEPALETTE:
+        UTL_BeginWait();
+        MAI_EditCommand(LOWORD(wParam));
+        UTL_EndWait();
         return 0;
     case IDM_COLOR:
     case IDM_GRAY:

@@ -296,6 +296,9 @@ void IMG_DropUndo(HWND hwnd);
 // Copies every field of source into destination, with private copies of the
 // path and comment texts.
 void IMG_CloneRecord(ImageRecord* destination, const ImageRecord* source);
+// Delete: the image goes to the undo word (whatever keep_undo says) and the
+// window keeps a record with all its attributes but no DIB, bitmap or palette.
+void IMG_MakeEmptyFromUndo(HWND hwnd);
 
 // The window procedure of GenericWClass.
 LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);

@@ -326,10 +326,11 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
         // The offered objects go to the clipboard now or are lost.
         IMG_Destroy(hwnd);
         return 0;
+    case WM_RENDERFORMAT:
+        CBD_Render(hwnd, static_cast<UINT>(wParam));
+        return 0;
     case WM_DESTROYCLIPBOARD:
-        CBD_PendingDIB = nullptr;
-        CBD_PendingBitmap = nullptr;
-        CBD_PendingPalette = nullptr;
+        CBD_Forget();
         return 0;
     }
     return DefMDIChildProcA(hwnd, message, wParam, lParam);

@@ -78,7 +78,7 @@ void UpdateEdit(HMENU menu, const ActiveState& a)
     bool image = false, palette = false;
     if (a.window && !a.media) ClipboardOffers(&image, &palette);
     const bool pixels = a.window && a.dib && !a.media;
-    Enable(menu, IDM_UNDO, a.window && a.undo);
+    Enable(menu, IDM_UNDO, a.window && !a.media && a.undo);
     Enable(menu, IDM_CUT, pixels);
     Enable(menu, IDM_COPY, pixels);
     Enable(menu, IDM_DELETE, pixels);

@@ -3,10 +3,19 @@
 #include "core/image_record.h"
 
 #include "controls/status.h"
+#include "core/extensions.h"
+#include "core/image_window.h"
+#include "core/messages.h"
 #include "core/utilities.h"
+#include "edit/clipboard.h"
 #include "formats/format_table.h"
 
 #include <string>
+
+namespace {
+// "Not enough memory", as the image record reports it.
+const UINT kNoMemory = 8204;
+}  // namespace
 
 void IMG_SwapUndo(HWND hwnd, int repaint, int retitle)
 {
@@ -76,4 +85,41 @@ void IMG_CloneRecord(ImageRecord* destination, const ImageRecord* source)
     *destination = *source;
     destination->hPath = CopyText(source->hPath);
     destination->hComment = CopyText(source->hComment);
+}
+
+void IMG_MakeEmptyFromUndo(HWND hwnd)
+{
+    // The image goes to the undo word whatever keep_undo says.
+    IMG_SwapUndo(hwnd, 0, 0);
+    ImageRecord* record = IMG_GetRecord(hwnd);
+    if (!record) {
+        record = IMG_NewRecord();
+        if (!record) {
+            // Nothing changes when no record can be had.
+            IMG_SwapUndo(hwnd, 0, 0);
+            MSG_Report(SEV_ERROR, kNoMemory);
+            return;
+        }
+        IMG_PutRecord(hwnd, record);
+    } else {
+        IMG_ReleaseContents(hwnd, record);
+    }
+    // The empty state keeps every attribute of the image it replaces.
+    if (ImageRecord* undo = IMG_GetUndoRecord(hwnd)) IMG_CloneRecord(record, undo);
+    record->hDIB = nullptr;
+    record->hExtra = nullptr;
+    record->hBitmap = nullptr;
+    record->hPalette = nullptr;
+    record->savePreset = 0;
+    // A window without an image has no scroll bars; Undo fits it again.
+    ShowScrollBar(hwnd, SB_BOTH, FALSE);
+    InvalidateRect(hwnd, nullptr, TRUE);
+    STA_Update(0);
+}
+
+void UND_Undo(HWND window)
+{
+    IMG_SwapUndo(window, 1, 1);
+    LIB_MDIChange(window);
+    WIN_FitToImage(window, IMG_GetDIB(window));
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "colour/error_diffusion.h"
+#include "core/settings.h"
 #include "driver.h"
 
 using namespace kvgui;
@@ -34,7 +36,7 @@ const char kChanged[] = " has been changed.  Save file before closing?";
 
 // ---- fixtures made in code ----------------------------------------------------------------
 
-// A packed DIB of 8 or 24 bits; pixel(x, y), counted from the top, gives the index or 0xRRGGBB.
+// A packed DIB of 4, 8 or 24 bits; pixel(x, y), counted from the top, gives the index or 0xRRGGBB.
 std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGBQUAD>& table,
                           const std::function<DWORD(int, int)>& pixel)
 {
@@ -52,6 +54,8 @@ std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGB
             const DWORD p = pixel(x, y);
             if (bits == 8)
                 row[x] = static_cast<BYTE>(p);
+            else if (bits == 4)
+                row[x / 2] |= static_cast<BYTE>(x & 1 ? p : p << 4);
             else
                 for (int i = 0; i < 3; ++i)
                     row[3 * x + i] = static_cast<BYTE>(p >> (8 * i));
@@ -1120,5 +1124,269 @@ TEST(UserLoop, EachColorsCommandOnATrueColourImageGivesItsDepthAndColourFlag)
     EXPECT_EQ(run.Attr(window, kFlags) & kColor, 0);
     run.Command(1280);
     EXPECT_TRUE(Within(5000, [&] { return (run.Attr(window, kFlags) & kColor) != 0; }));
+    EXPECT_EQ(run.Attr(window, kBits), 8);
+}
+
+// ---- the Edit menu and the clipboard, with another program at the other end ------------------------
+
+namespace {
+// Runs kv_clip_peer.exe beside this program; its exit code, or -1 while it
+// still runs after timeoutMs (then its handle is left in *running).
+int Peer(const std::string& args, DWORD timeoutMs = 10000, HANDLE* running = nullptr)
+{
+    char self[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string line = std::string(self);
+    line = "\"" + line.substr(0, line.find_last_of('\\') + 1) + "kv_clip_peer.exe\" " + args;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
+        return -2;
+    CloseHandle(info.hThread);
+    DWORD code = static_cast<DWORD>(-1);
+    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0)
+        GetExitCodeProcess(info.hProcess, &code);
+    if (code == static_cast<DWORD>(-1) && running)
+        *running = info.hProcess;
+    else
+        CloseHandle(info.hProcess);
+    return static_cast<int>(code);
+}
+
+// A file with bytes for the peer to put, as a quoted argument.
+std::string Keep(const std::string& name, const std::vector<BYTE>& bytes)
+{
+    HANDLE out = CreateFileA(PathOf(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(out);
+    return "\"" + PathOf(name) + "\"";
+}
+
+// What the peer reads of a format; empty when it got nothing.
+std::vector<BYTE> Read(UINT format)
+{
+    DeleteFileA(PathOf("peer.out").c_str());
+    return Peer("get " + std::to_string(format) + " \"" + PathOf("peer.out") + "\"") == 0 ? ReadBytes(PathOf("peer.out"))
+                                                                                         : std::vector<BYTE>{};
+}
+
+LRESULT Do(Session& run, WPARAM id) { return Send(run.frame, WM_COMMAND, id, 0); }
+// The active window's DIB, as Copy gives it to another program.
+std::vector<BYTE> WindowDib(Session& run)
+{
+    Do(run, 514);
+    return Read(CF_DIB);
+}
+
+// The colour 0xRRGGBB of a pixel (counted from the top) of a bottom-up DIB of 4, 8, 24 or 32 bits.
+DWORD RgbOf(const std::vector<BYTE>& dib, int x, int y)
+{
+    BITMAPINFOHEADER h{};
+    std::memcpy(&h, dib.data(), sizeof h);
+    const BYTE* row = dib.data() + h.biSize + h.biClrUsed * 4 +
+                      static_cast<size_t>(h.biHeight - 1 - y) * ((h.biWidth * h.biBitCount + 31) / 32 * 4);
+    const BYTE* p = row + x * h.biBitCount / 8;
+    if (h.biBitCount < 24)
+        p = dib.data() + h.biSize + 4 * (h.biBitCount == 8 ? *p : x & 1 ? *p & 15 : *p >> 4);
+    return static_cast<DWORD>(p[2]) << 16 | p[1] << 8 | p[0];
+}
+
+int WrongPixels(const std::vector<BYTE>& dib, const std::function<DWORD(int, int)>& rgb)
+{
+    int wrong = dib.size() < sizeof(BITMAPINFOHEADER) ? 1 : 0;
+    for (int y = 0; !wrong && y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
+            wrong += RgbOf(dib, x, y) != rgb(x, y);
+    return wrong;
+}
+}  // namespace
+
+TEST(UserLoop, CopyRendersOnlyWhenAskedAndBeforeItsWindowOrProgramEnds)
+{
+    CoreGuard guard({"screen_bitmaps"});
+    for (int bits : {4, 8, 24}) {
+        // Without a display bitmap Copy puts bitmap and palette at once; they stay when the DIB is handed over.
+        SetCore("screen_bitmaps", bits == 4 ? "0" : "2");
+        const int step = bits == 4 ? 16 : 1;
+        std::vector<RGBQUAD> table;
+        std::vector<BYTE> entries;
+        for (int i = 0; bits < 24 && i < 256 / step; ++i) {
+            table.push_back(RampEntry(i * step));
+            entries.insert(entries.end(), {table.back().rgbRed, table.back().rgbGreen, table.back().rgbBlue, 0});
+        }
+        // The pixel as stored (an index or 0xRRGGBB) and as seen.
+        auto pixel = [&](int x, int y) { return bits == 24 ? Colourful(x, y) : (x / 7 + y) % (256 / step); };
+        auto rgb = [&](int x, int y) { return bits == 24 ? pixel(x, y) : RampColour(static_cast<int>(pixel(x, y)) * step); };
+        const std::vector<BYTE> dib = MakeDib(kWidth, kHeight, bits, table, pixel);
+        Session run(WriteBmp("copy.bmp", dib));
+        HWND window = run.WaitForWindows(1);
+        ASSERT_NE(window, nullptr);
+        Do(run, 514);
+        // With the clipboard open the reader's request waits on the program:
+        // nothing was rendered before it asked.
+        HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_ready");
+        HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_go");
+        HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(run.frame, nullptr));
+        HANDLE reader = nullptr;
+        DeleteFileA(PathOf("peer.out").c_str());
+        EXPECT_EQ(Peer("get 8 \"" + PathOf("peer.out") + "\" gate", 0, &reader), -1);
+        ASSERT_NE(reader, nullptr);
+        EXPECT_EQ(WaitForSingleObject(ready, 5000), WAIT_OBJECT_0);
+        SuspendThread(thread);
+        SetEvent(go);
+        EXPECT_EQ(WaitForSingleObject(reader, 1500), static_cast<DWORD>(WAIT_TIMEOUT)) << bits;
+        ResumeThread(thread);
+        EXPECT_EQ(WaitForSingleObject(reader, 10000), WAIT_OBJECT_0);
+        for (HANDLE handle : {ready, go, thread, reader})
+            CloseHandle(handle);
+        EXPECT_TRUE(ReadBytes(PathOf("peer.out")) == dib) << bits;
+        EXPECT_EQ(WrongPixels(Read(CF_BITMAP), rgb), 0) << bits;
+        EXPECT_TRUE(Read(CF_PALETTE) == entries) << bits;
+        // Closing the window, or ending the program, hands the offered objects over first.
+        Do(run, 514);
+        if (bits == 8) {
+            Do(run, 264);
+            DWORD code = 1;
+            EXPECT_TRUE(run.program.WaitForExit(10000, &code));
+        } else {
+            Do(run, 265);
+            EXPECT_TRUE(WaitForWindowGone(window, 5000));
+        }
+        EXPECT_TRUE(Read(CF_DIB) == dib) << bits;
+        EXPECT_EQ(WrongPixels(Read(CF_BITMAP), rgb), 0) << bits;
+        EXPECT_TRUE(Read(CF_PALETTE) == entries) << bits;
+    }
+}
+
+TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
+{
+    CoreGuard guard({"keep_undo"});
+    Session run;
+    ASSERT_NE(run.frame, nullptr);
+    std::vector<RGBQUAD> ramp;
+    for (int i = 0; i < 256; ++i)
+        ramp.push_back(RampEntry(i));
+    const std::vector<BYTE> ramp8 = MakeDib(kWidth, kHeight, 8, ramp, [](int x, int y) { return (x + y) & 255; });
+    const std::vector<BYTE> colourful = ColourfulDib();
+    // Without a window Paste is off; into a File New window the DIB wins over the bitmap.
+    ASSERT_EQ(Peer("put dib " + Keep("ramp.dib", ramp8) + " bitmap " + Keep("colourful.dib", colourful)), 0);
+    EXPECT_TRUE(Grayed(run.Menus(), 515));
+    Do(run, 256);
+    HWND fresh = run.WaitForWindows(1);
+    ASSERT_NE(fresh, nullptr);
+    EXPECT_FALSE(Grayed(run.Menus(), 515));
+    Do(run, 515);
+    EXPECT_EQ(run.Attr(fresh, kBits), 8);
+    EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
+    EXPECT_TRUE(WindowDib(run) == ramp8);
+    // Pasting onto an image replaces it: 24 bits, colour.
+    ASSERT_EQ(Peer("put dib " + Keep("colourful.dib", colourful)), 0);
+    Do(run, 515);
+    EXPECT_EQ(run.Attr(fresh, kBits), 24);
+    EXPECT_TRUE(WindowDib(run) == colourful);
+    // A bitmap alone pastes at its own depth; Undo gives the DIB back exactly, Undo again the bitmap's.
+    ASSERT_EQ(Peer("put bitmap " + Keep("colourful.dib", colourful)), 0);
+    Do(run, 515);
+    EXPECT_EQ(run.Attr(fresh, kBits), 32);
+    const std::vector<BYTE> fromBitmap = WindowDib(run);
+    EXPECT_EQ(WrongPixels(fromBitmap, Colourful), 0);
+    Do(run, 512);
+    EXPECT_EQ(run.Attr(fresh, kBits), 24);
+    EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
+    EXPECT_TRUE(WindowDib(run) == colourful);
+    EXPECT_EQ(WindowText(fresh), "Image1");
+    Do(run, 512);
+    EXPECT_TRUE(WindowDib(run) == fromBitmap);
+    // A run-length DIB pastes uncompressed.
+    std::vector<BYTE> rle(ramp8.begin(), ramp8.begin() + sizeof(BITMAPINFOHEADER) + 1024);
+    for (int y = kHeight - 1; y >= 0; --y) {
+        for (int x = 0; x < kWidth; ++x)
+            rle.insert(rle.end(), {1, static_cast<BYTE>((x + y) & 255)});
+        rle.insert(rle.end(), {0, 0});
+    }
+    rle.back() = 1;
+    reinterpret_cast<BITMAPINFOHEADER*>(rle.data())->biCompression = BI_RLE8;
+    reinterpret_cast<BITMAPINFOHEADER*>(rle.data())->biSizeImage = static_cast<DWORD>(rle.size() - 1064);
+    ASSERT_EQ(Peer("put dib " + Keep("ramp.rle", rle)), 0);
+    Do(run, 515);
+    EXPECT_EQ(run.Attr(fresh, kBits), 8);
+    EXPECT_TRUE(WindowDib(run) == ramp8);
+}
+
+TEST(UserLoop, UndoTakesBackColoursPastePaletteAndCutOneStepAtATime)
+{
+    CoreGuard guard({"keep_undo", "dither_type"});
+    const std::vector<BYTE> colourful = ColourfulDib();
+    std::vector<BYTE> entries;
+    std::vector<RGBQUAD> colours;
+    for (int i = 0; i < 16; ++i) {
+        const BYTE red = static_cast<BYTE>(i * 17), green = static_cast<BYTE>(255 - i * 17), blue = static_cast<BYTE>(i * 85);
+        entries.insert(entries.end(), {red, green, blue, 0});
+        colours.push_back({blue, green, red, 0});
+    }
+    for (int dither : {0, 2}) {  // halftone and the default diffusion
+        SetCore("dither_type", std::to_string(dither));
+        Session run(WriteBmp("edit.bmp", colourful));
+        HWND window = run.WaitForWindows(1);
+        ASSERT_NE(window, nullptr);
+        const std::string title = WindowText(window);
+        const LONG_PTR flags = run.Attr(window, kFlags);
+        ASSERT_EQ(Peer("put palette " + Keep("sixteen.pal", entries)), 0);
+        std::vector<MenuEntry> bar = run.Menus();
+        for (UINT id : {512, 513, 514, 515, 516, 517})
+            EXPECT_EQ(Grayed(bar, id), id == 512 || id == 515) << id;
+        // A Colors command, undone and redone.
+        Do(run, 1842);
+        const std::vector<BYTE> cut = WindowDib(run);
+        Do(run, 512);
+        EXPECT_EQ(run.Attr(window, kBits), 24);
+        EXPECT_EQ(run.Attr(window, kFlags), flags);
+        EXPECT_EQ(WindowText(window), title);
+        EXPECT_TRUE(WindowDib(run) == colourful);
+        Do(run, 512);
+        EXPECT_EQ(run.Attr(window, kBits), 8);
+        EXPECT_TRUE(WindowDib(run) == cut);
+        Do(run, 512);
+        // Paste Palette: the palette dither of the colour engine, to 4 bits for 16 colours.
+        ASSERT_EQ(Peer("put palette " + Keep("sixteen.pal", entries)), 0);
+        Do(run, 517);
+        EXPECT_EQ(run.Attr(window, kBits), 4);
+        HGLOBAL source = GlobalAlloc(GMEM_MOVEABLE, colourful.size());
+        std::memcpy(GlobalLock(source), colourful.data(), colourful.size());
+        GlobalUnlock(source);
+        SET_Put(SET_DITHER_TYPE, dither);
+        HGLOBAL expected = CLR_DitherToColors(source, colours.data(), 16);
+        ASSERT_NE(expected, nullptr);
+        const BYTE* bytes = static_cast<const BYTE*>(GlobalLock(expected));
+        const std::vector<BYTE> mapped = WindowDib(run);
+        EXPECT_TRUE(mapped == std::vector<BYTE>(bytes, bytes + GlobalSize(expected))) << dither;
+        GlobalUnlock(expected);
+        GlobalFree(expected);
+        GlobalFree(source);
+        Do(run, 512);
+        EXPECT_TRUE(WindowDib(run) == colourful);
+        Do(run, 512);
+        // Cut: the window stays without an image, the other program gets it, Undo brings it back.
+        Do(run, 513);
+        EXPECT_EQ(run.Attr(window, kDib), 0);
+        EXPECT_EQ(run.Attr(window, kBits), 4);
+        bar = run.Menus();
+        for (UINT id : {512, 513, 514, 515, 516, 517})
+            EXPECT_EQ(Grayed(bar, id), id != 512 && id != 515) << id;
+        EXPECT_TRUE(Read(CF_DIB) == mapped);
+        Do(run, 512);
+        EXPECT_TRUE(WindowDib(run) == mapped);
+        EXPECT_TRUE(Grayed(run.Menus(), 512));
+    }
+    // Without keep_undo nothing can be undone.
+    SetCore("keep_undo", "0");
+    Session run(WriteBmp("edit.bmp", colourful));
+    HWND window = run.WaitForWindows(1);
+    ASSERT_NE(window, nullptr);
+    Do(run, 1842);
+    EXPECT_TRUE(Grayed(run.Menus(), 512));
+    Do(run, 512);
     EXPECT_EQ(run.Attr(window, kBits), 8);
 }
