@@ -72,6 +72,9 @@ bool ReadPackedRow(BYTE* row, DWORD width, DWORD bytesPerPixel, Packet& p)
     while (x < width) {
         if (p.left == 0) {
             BYTE code = FIL_GetBuffered();
+            // Past the end of the file every packet byte reads as a raw packet
+            // of one pixel; with no pixel bytes to store, the row is then done.
+            if (!bytesPerPixel && FIL_BufferedOverrun()) return true;
             p.left = (code & 0x7F) + 1u;
             p.run = (code & 0x80) != 0;
             if (p.run && bytesPerPixel && FIL_ReadBuffered(p.pixel, bytesPerPixel) != bytesPerPixel) return false;
