@@ -1,4 +1,4 @@
-// GEN and HEX: pending.
+// HEX: pending.
 // Until its reader and writer exist, the row answers "Unsupported %s format".
 #include "core/messages.h"
 #include "formats/formats.h"
@@ -10,14 +10,6 @@ int Unsupported(int row)
     return 0;
 }
 }  // namespace
-
-int GEN_Load(LPCSTR, HGLOBAL* dib)
-{
-    *dib = nullptr;
-    return Unsupported(FMT_Row_GEN);
-}
-
-int GEN_Save(LPCSTR, HGLOBAL, WORD, WORD, WORD) { return Unsupported(FMT_Row_GEN); }
 
 int HEX_Load(LPCSTR, HGLOBAL* dib)
 {
