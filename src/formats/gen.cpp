@@ -82,16 +82,15 @@ int GEN_Load(LPCSTR path, HGLOBAL* dib)
     if (!line) return FailLoad(MSG_NO_MEMORY, in, image);
 
     // A truncated file keeps what it read; the rest of the picture stays zero.
-    bool ended = false;
     for (LONG row = 0; row < height; row++) {
         UTL_Yield();
         if (row % 32 == 1 || row == height - 1) INF_Step(static_cast<WORD>(row + 1));
-        if (ended) continue;
         size_t got = fread(line.get(), 1, lineBytes, in);
-        if (got < lineBytes) {
-            memset(line.get() + got, 0, lineBytes - got);
-            ended = true;
+        if (got == 0) {
+            INF_Step(static_cast<WORD>(height));
+            break;
         }
+        memset(line.get() + got, 0, lineBytes - got);
         BYTE* out = pixels + static_cast<size_t>(row) * stride;
         for (size_t i = 0; i < lineBytes; i += 3) {
             out[i] = line[i + 2];
