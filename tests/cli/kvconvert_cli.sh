@@ -116,6 +116,13 @@ check "the TIFF written from it keeps the four grays" test "$(bmp_rows gray2-4.b
 "$kv" --info gray2.tif >info.txt 2>&1
 check "--info on a 2-bit TIFF reports no error" test $? -eq 0 -a "$(tail -n 1 info.txt)" = "creator: Unknown"
 
+# HEX keeps width and height from one load to the next; a fresh run starts
+# without them.
+printf 'HEIGHT 2 BITSPERPIXEL 8 IMAGE H 00 00\r\n' >nowidth.hex
+"$kv" -q -t gif nowidth.hex 2>err.txt
+check "a HEX file without WIDTH is refused in a fresh run" test $? -eq 1 -a ! -e nowidth.gif -a \
+  "$(cat err.txt)" = "nowidth.hex: File is missing the required WIDTH tag, cannot load"
+
 # A name is never cut: an output whose private name is one over 4095 characters
 # is refused, and the file at the cut name stays.
 out=$(python3 -c 'import os; d = "/".join(["deep"] + ["d" * 150] * 27); os.makedirs(d); print((d + "/" + "n" * 9)[:4089])')
