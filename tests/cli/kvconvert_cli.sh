@@ -116,6 +116,11 @@ check "the TIFF written from it keeps the four grays" test "$(bmp_rows gray2-4.b
 "$kv" --info gray2.tif >info.txt 2>&1
 check "--info on a 2-bit TIFF reports no error" test $? -eq 0 -a "$(tail -n 1 info.txt)" = "creator: Unknown"
 
+# PPM and RAS outputs are read by netpbm to the pixels of the input.
+"$kv" -q -t ppm photo.one.bmp 2>err.txt && "$kv" -q -t ras photo.one.bmp 2>>err.txt
+check "netpbm reads the PPM and RAS written as the BMP's pixels" test "$(bmptopnm photo.one.bmp 2>/dev/null | sha256sum)" = \
+  "$(sha256sum <photo.ppm)" -a "$(rasttopnm photo.ras 2>/dev/null | sha256sum)" = "$(sha256sum <photo.ppm)"
+
 # A name is never cut: an output whose private name is one over 4095 characters
 # is refused, and the file at the cut name stays.
 out=$(python3 -c 'import os; d = "/".join(["deep"] + ["d" * 150] * 27); os.makedirs(d); print((d + "/" + "n" * 9)[:4089])')
