@@ -129,23 +129,26 @@ int PPM_Load(LPCSTR path, HGLOBAL* dib)
 
     const bool plain = type == '2' || type == '3';
     const int samples = bits / 8;
+    const SIZE_T lineBytes = static_cast<SIZE_T>(width) * samples;
+    std::unique_ptr<BYTE[]> line;
+    if (!plain) {
+        line.reset(new (std::nothrow) BYTE[lineBytes + 1]);
+        if (!line) return s.Fail(MSG_NO_MEMORY);
+    }
     for (DWORD y = 0; y < height; y++) {
         UTL_Yield();
         if (y % 16 == 1 || y == height - 1u) INF_Step(static_cast<WORD>(y));
+        if (!plain) {
+            // Bytes past the end of the file read as 0xFF.
+            SIZE_T got = fread(line.get(), 1, lineBytes, s.file);
+            memset(line.get() + got, 0xFF, lineBytes - got);
+        }
         BYTE* row = pixels + static_cast<SIZE_T>(height - 1 - y) * stride;
-        for (DWORD x = 0; x < width; x++) {
-            BYTE* at = row + static_cast<SIZE_T>(x) * samples;
+        for (SIZE_T i = 0; i < lineBytes; i++) {
+            WORD v = plain ? 0 : line[i];
+            if (plain && !text.Number(&v)) return s.Fail(0);
             // Samples come red, green, blue; the DIB holds blue first.
-            for (int c = samples - 1; c >= 0; c--) {
-                WORD v;
-                if (plain) {
-                    if (!text.Number(&v)) return s.Fail(0);
-                } else {
-                    // A byte past the end reads as 0xFF.
-                    v = static_cast<BYTE>(fgetc(s.file));
-                }
-                at[c] = scale(v);
-            }
+            row[samples == 3 ? i - i % 3 + 2 - i % 3 : i] = scale(v);
         }
     }
     GlobalUnlock(s.image);

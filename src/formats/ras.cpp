@@ -91,6 +91,11 @@ struct Runs {
                 left -= take;
                 continue;
             }
+            if (FIL_BufferedOverrun()) {
+                // Past the end every byte is a literal 0.
+                memset(line + i, 0, n - i);
+                return;
+            }
             BYTE b = FIL_GetBuffered();
             if (b != 0x80) {
                 line[i++] = b;
