@@ -123,6 +123,11 @@ printf 'HEIGHT 2 BITSPERPIXEL 8 IMAGE H 00 00\r\n' >nowidth.hex
 check "a HEX file without WIDTH is refused in a fresh run" test $? -eq 1 -a ! -e nowidth.gif -a \
   "$(cat err.txt)" = "nowidth.hex: File is missing the required WIDTH tag, cannot load"
 
+# PPM and RAS outputs are read by netpbm to the pixels of the input.
+"$kv" -q -t ppm photo.one.bmp 2>err.txt && "$kv" -q -t ras photo.one.bmp 2>>err.txt
+check "netpbm reads the PPM and RAS written as the BMP's pixels" test "$(bmptopnm photo.one.bmp 2>/dev/null | sha256sum)" = \
+  "$(sha256sum <photo.ppm)" -a "$(rasttopnm photo.ras 2>/dev/null | sha256sum)" = "$(sha256sum <photo.ppm)"
+
 # A name is never cut: an output whose private name is one over 4095 characters
 # is refused, and the file at the cut name stays.
 out=$(python3 -c 'import os; d = "/".join(["deep"] + ["d" * 150] * 27); os.makedirs(d); print((d + "/" + "n" * 9)[:4089])')
