@@ -16,7 +16,7 @@ Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
 Bytes Header(DWORD width, DWORD height, DWORD depth, DWORD type, DWORD mapType, DWORD mapLength, DWORD length = 0)
 {
     Bytes out;
-    for (DWORD v : {0x59A66A95u, width, height, depth, length, type, mapType, mapLength})
+    for (DWORD v : {DWORD{0x59A66A95u}, width, height, depth, length, type, mapType, mapLength})
         for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<BYTE>(v >> shift));
     return out;
 }
