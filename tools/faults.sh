@@ -61,6 +61,8 @@ reset_tree() {
   git -C "$tree" checkout -q -- . && git -C "$tree" clean -fdq && git -C "$tree" checkout -q --detach "$head"
 }
 reset_tree || die "cannot reset the scratch tree"
+# The tests find the shared corpus next to the checkout.
+[ -d "$root/../shared" ] && ln -sfn "$(cd "$root/../shared" && pwd)" "$work/shared"
 
 xvfb_pid=
 prefix=$tree/build/win64/wineprefix
