@@ -103,7 +103,8 @@ build() {
     "$tree/korvanta" build native "${targets[@]}" >>"$log" 2>&1 || ok=1
   fi
   if [[ " $suites " == *" gui "* ]]; then
-    "$tree/korvanta" build win64 kv_gui_tests >>"$log" 2>&1 || ok=1
+    # The GUI suite compares with kvconvert.exe beside the program.
+    "$tree/korvanta" build win64 kv_gui_tests kvconvert >>"$log" 2>&1 || ok=1
   fi
   return $ok
 }
@@ -112,10 +113,10 @@ build() {
 # never ended (a crash) counts, and so does a run that ended badly with none.
 gtest_failures() {  # LOG RC
   local log=$1 rc=$2
-  {
-    sed -n 's/^\[  FAILED  \] \([^ ]*\) (.*ms)$/\1/p' "$log"
-    awk '/^\[ RUN      \]/ { t = $4 } /^\[       OK \]|^\[  FAILED  \]|^\[  SKIPPED \]/ { t = "" }
-         END { if (t != "") print t " (crashed)" }' "$log"
+  {  # Wine's console ends its lines in CR LF
+    tr -d '\r' <"$log" | sed -n 's/^\[  FAILED  \] \([^ ]*\) (.*ms)$/\1/p'
+    tr -d '\r' <"$log" | awk '/^\[ RUN      \]/ { t = $4 } /^\[       OK \]|^\[  FAILED  \]|^\[  SKIPPED \]/ { t = "" }
+         END { if (t != "") print t " (crashed)" }'
   } | sort -u | grep . || { [ "$rc" -ne 0 ] && echo "exit status $rc"; }
 }
 
