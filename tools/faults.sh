@@ -136,7 +136,6 @@ run() {
     if [ $rc -ne 0 ] && ! grep -q '^FAIL ' "$logs/$name.cli.log"; then echo "kvconvert_cli (exit status $rc)"; fi
   fi
   if [[ " $suites " == *" gui "* ]]; then
-    start_xvfb
     WINEPREFIX=$prefix wineserver -k 2>/dev/null
     timeout 1500 "$tree/tools/wine-run" "$prefix" "$tree/build/win64/tests/kv_gui_tests.exe" --gtest_color=no \
       >"$logs/$name.gui.log" 2>&1
@@ -155,6 +154,8 @@ all_suites=
 for p in "${patches[@]}"; do all_suites+=" $(suites_of "$p")"; done
 all_suites=$(tr ' ' '\n' <<<"$all_suites" | sort -u | tr '\n' ' ')
 say "baseline: $all_suites"
+# Started here, not in the subshell that runs a suite, so that it is stopped at the end.
+[[ " $all_suites " == *" gui "* ]] && start_xvfb
 build "$all_suites" "$logs/baseline.build.log" || die "HEAD does not build (build/faults/logs/baseline.build.log)"
 baseline=$(run "$all_suites" baseline)
 [ -z "$baseline" ] || { say "already failing at HEAD (not counted):"; printf '   %s\n' "$baseline" >&2; }
