@@ -209,11 +209,13 @@ inline std::vector<std::string> FilesIn(const std::string& folder)
 }
 
 // The inputs kept in a folder to be replayed: its files less the .md notes.
+// A folder with none fails the test: a replay of nothing would pass unseen.
 inline std::vector<std::string> ReplayFilesIn(const std::string& folder)
 {
     std::vector<std::string> files;
     for (const std::string& path : FilesIn(folder))
         if (std::filesystem::path(path).extension() != ".md") files.push_back(path);
+    EXPECT_FALSE(files.empty()) << "no input to replay in " << folder;
     return files;
 }
 
