@@ -176,6 +176,9 @@ int RAS_Load(LPCSTR path, HGLOBAL* dib)
         }
     }
 
+    // Only these depths have a row layout; any other is refused before its
+    // line (which a hostile depth could make enormous) is taken.
+    if (depth != 1 && depth != 8 && depth != 16 && depth != 24) return s.Fail(MSG_UNSUPPORTED);
     const DWORD lineBytes = static_cast<DWORD>(LineBytes(depth, width));
     // The picture's bytes of a DIB row, without its pad.
     const DWORD rowBytes = static_cast<DWORD>((static_cast<uint64_t>(width) * bits + 7) / 8);
