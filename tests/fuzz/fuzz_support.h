@@ -5,10 +5,12 @@
 #include "cli/headless.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
+#include "platform/dib.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 #include <unistd.h>
@@ -56,4 +58,71 @@ inline void FuzzStartOnce()
     HDL_SetEcho(false);
     DIB_SetMemoryLimit(64ULL << 20);
     ready = true;
+}
+
+// ---- round trips -------------------------------------------------------------
+// A reader and a writer of one row, as the format table calls them.
+using FuzzLoadProc = int (*)(LPCSTR, HGLOBAL*);
+using FuzzSaveProc = int (*)(LPCSTR, HGLOBAL, WORD, WORD, WORD);
+
+// The pixel at (x, y) of a locked DIB as a number, whatever its depth.
+inline uint32_t FuzzPixel(const BITMAPINFOHEADER* h, const BYTE* bits, LONG x, LONG y)
+{
+    const BYTE* row = bits + static_cast<size_t>(y) * DIB_Stride(h->biWidth, h->biBitCount);
+    switch (h->biBitCount) {
+    case 1: return (row[x >> 3] >> (7 - (x & 7))) & 1;
+    case 4: return (x & 1) ? row[x >> 1] & 15 : row[x >> 1] >> 4;
+    case 8: return row[x];
+    case 24: return row[3 * x] | row[3 * x + 1] << 8 | row[3 * x + 2] << 16;
+    case 32: return row[4 * x] | row[4 * x + 1] << 8 | row[4 * x + 2] << 16 | static_cast<uint32_t>(row[4 * x + 3]) << 24;
+    default: return 0;
+    }
+}
+
+// Writes first back at its own depth and reads it again: sizes, depth, every
+// pixel and, from tableBits up, the colour table must come back. Traps otherwise.
+inline void FuzzCheckRoundTrip(FuzzLoadProc load, FuzzSaveProc save, HGLOBAL first, const std::string& path,
+                               WORD color, WORD compressed, int tableBits)
+{
+    BITMAPINFOHEADER info;
+    DIB_GetInfo(first, &info);
+    const int bits = info.biBitCount;
+    if (!save(path.c_str(), first, color, compressed, static_cast<WORD>(bits))) __builtin_trap();
+    HGLOBAL second = nullptr;
+    if (!load(path.c_str(), &second)) __builtin_trap();
+    BITMAPINFOHEADER *a, *b;
+    RGBQUAD *ta, *tb;
+    BYTE *pa, *pb;
+    DIB_Lock(first, &a, &ta, &pa);
+    DIB_Lock(second, &b, &tb, &pb);
+    if (a->biWidth != b->biWidth || a->biHeight != b->biHeight || a->biBitCount != b->biBitCount) __builtin_trap();
+    for (LONG y = 0; y < a->biHeight; y++)
+        for (LONG x = 0; x < a->biWidth; x++)
+            if (FuzzPixel(a, pa, x, y) != FuzzPixel(b, pb, x, y)) __builtin_trap();
+    if (bits <= 8 && bits >= tableBits && memcmp(ta, tb, (1u << bits) * sizeof(RGBQUAD)) != 0) __builtin_trap();
+    GlobalUnlock(second);
+    GlobalUnlock(first);
+    GlobalFree(second);
+}
+
+// One input for a reader: a load that fails leaves no image; an accepted image
+// small enough to keep each input quick, and that back() says the writer can
+// hold, is written back and read again by back().
+template <typename Back>
+inline int FuzzReaderInput(const uint8_t* data, size_t size, const std::string& in, FuzzLoadProc load, Back back)
+{
+    FuzzStartOnce();
+    if (!FuzzWriteInput(in, data, size)) return 0;
+    HGLOBAL dib = nullptr;
+    if (load(in.c_str(), &dib)) {
+        if (!dib) __builtin_trap();
+        BITMAPINFOHEADER h;
+        DIB_GetInfo(dib, &h);
+        if (static_cast<uint64_t>(h.biWidth) * static_cast<uint64_t>(h.biHeight) <= (1u << 20)) back(dib, h);
+        GlobalFree(dib);
+    } else if (dib) {
+        __builtin_trap();
+    }
+    HDL_ClearBoxes();
+    return 0;
 }
