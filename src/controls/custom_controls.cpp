@@ -218,4 +218,3 @@ LRESULT CALLBACK GRP_GroupBoxProc(HWND group, UINT message, WPARAM wParam, LPARA
 
 int BMP_RegisterClass() { return RegisterControlClass(kButtonClass, BMP_BitmapButtonProc, WHITE_BRUSH, 0); }
 int GRP_RegisterClass() { return RegisterControlClass(kGroupClass, GRP_GroupBoxProc, WHITE_BRUSH, 0); }
-int VC_RegisterClasses() { return 1; }
