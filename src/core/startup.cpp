@@ -5,6 +5,7 @@
 #include "capture/capture.h"
 #include "colour/luma.h"
 #include "controls/custom_controls.h"
+#include "controls/display_panel.h"
 #include "controls/status.h"
 #include "core/command_line.h"
 #include "core/extensions.h"
@@ -236,6 +237,7 @@ int MAI_InitInstance(HINSTANCE instance, HINSTANCE previous, LPSTR commandLine, 
     MAI_LoadLibrary(logo ? 1 : 0);
     BMP_RegisterClass();
     GRP_RegisterClass();
+    DIS_Install();
     SET_RegisterExtensions();
     CLR_InitLuma();
 

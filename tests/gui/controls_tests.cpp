@@ -1,6 +1,10 @@
-// The program's own controls, the load panel and the Image Info dialog.
+// The program's own controls and the load panel.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -70,6 +74,110 @@ TEST(PlayStrip, SitsAtTheBottomKeepsPositionAndLengthAndReportsEachPartToItsPare
     EXPECT_FALSE(IsWindowEnabled(slider));
     ReleaseDC(play, dc);
     DestroyWindow(parent);
+}
+
+// ---- files made here -----------------------------------------------------------
+
+std::string TempFile(const std::string& name)
+{
+    char folder[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, folder);
+    return std::string(folder) + "kv_controls_" + name;
+}
+
+void WriteBytes(const std::string& path, const std::vector<BYTE>& bytes)
+{
+    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(out);
+}
+
+// ---- the load panel ----------------------------------------------------------------
+
+// Pixels of a rectangle given in the panel's dialog units, on the screen.
+RECT PanelPixels(HWND panel, int x, int y, int w, int h)
+{
+    const LONG units = GetDialogBaseUnits();
+    const int bx = LOWORD(units), by = HIWORD(units);
+    POINT origin = {0, 0};
+    ClientToScreen(panel, &origin);
+    return {origin.x + x * bx / 4, origin.y + y * by / 8, origin.x + (x + w) * bx / 4, origin.y + (y + h) * by / 8};
+}
+
+// Whether the panel shows text as the value beside the label at (x, y, w, h):
+// the same pixels as the text drawn blue on white at the bottom of that
+// line, with nothing after it.
+::testing::AssertionResult ShowsValue(HWND panel, int x, int y, int w, int h, const std::string& text)
+{
+    const RECT label = PanelPixels(panel, x, y, w, h);
+    const int height = label.bottom - label.top;
+    HDC dc = CreateCompatibleDC(nullptr);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), 220, -height, 1, 32, BI_RGB};
+    void* bits = nullptr;
+    HBITMAP section = CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HFONT font = CreateFontA(HIWORD(GetDialogBaseUnits()), 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, "Helv");
+    HGDIOBJ oldBitmap = SelectObject(dc, section), oldFont = SelectObject(dc, font);
+    RECT r = {0, 0, 220, height};
+    FillRect(dc, &r, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+    SetTextColor(dc, RGB(0, 0, 255));
+    DrawTextA(dc, text.c_str(), -1, &r, DT_SINGLELINE | DT_BOTTOM);
+    SIZE extent{};
+    GetTextExtentPoint32A(dc, text.c_str(), static_cast<int>(text.size()), &extent);
+    GdiFlush();
+    const int width = std::min<int>(220, extent.cx + 4);
+    Image shown;
+    const bool captured = CaptureScreenRect({label.right, label.top, label.right + width, label.bottom}, &shown);
+    int differ = 0;
+    for (int py = 0; captured && py < height; py++)
+        for (int px = 0; px < width; px++)
+            differ += shown.At(px, py) != (static_cast<const std::uint32_t*>(bits)[py * 220 + px] & 0xFFFFFF);
+    SelectObject(dc, oldBitmap);
+    SelectObject(dc, oldFont);
+    DeleteObject(font);
+    DeleteObject(section);
+    DeleteDC(dc);
+    if (!captured || differ) return ::testing::AssertionFailure() << differ << " pixels differ from \"" << text << "\"";
+    return ::testing::AssertionSuccess();
+}
+
+TEST(LoadPanel, StandsOverTheFrameWithTheReadersFactsDuringALoadAndGoesAfter)
+{
+    // A 10 by 100 TGA of 24 bits that ends after 60 rows: the load stops
+    // with a message while the panel stands, half way.
+    std::vector<BYTE> tga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 100, 0, 24, 0};
+    tga.resize(tga.size() + 60 * 30, 0x40);
+    const std::string path = TempFile("cut.tga");
+    WriteBytes(path, tga);
+    Program program;
+    ASSERT_TRUE(program.Start("/NOLOGO " + path));
+    std::vector<HWND> boxes;
+    for (int tries = 0; tries < 200 && boxes.empty(); tries++, Sleep(50))
+        boxes = TopLevelWindows(program.Pid(), "#32770");
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ("Incomplete TGA file, cannot load", MessageBoxText(boxes[0]));
+    const std::vector<HWND> panels = TopLevelWindows(program.Pid(), "DisplayClass");
+    ASSERT_EQ(1u, panels.size());
+    EXPECT_EQ("Loading...", WindowText(panels[0]));
+    ASSERT_TRUE(IsPainted(panels[0]));
+    const struct {
+        int x, y, w;
+        const char* text;
+    } facts[] = {{5, 40, 25, "10"},     {5, 50, 25, "100"},    {5, 60, 25, "False"},  {5, 70, 25, "1"},
+                 {5, 80, 25, "0"},      {5, 90, 25, "False"},  {60, 40, 45, "3200"},  {60, 50, 45, "False"},
+                 {60, 60, 45, "24"},    {60, 70, 45, "Raster"}, {60, 80, 45, "0"},    {60, 90, 45, "IBMPC"}};
+    for (const auto& fact : facts) EXPECT_TRUE(ShowsValue(panels[0], fact.x, fact.y, fact.w, 9, fact.text));
+    // The bar stands at step 50 of 100: blue in the lower half, white above.
+    const RECT bar = PanelPixels(panels[0], 162, 1, 26, 100);
+    Image well;
+    ASSERT_TRUE(CaptureScreenRect(bar, &well));
+    const int middle = well.width / 2, h = well.height;
+    EXPECT_EQ(0x0000FFu, well.At(middle, h * 3 / 4));
+    EXPECT_EQ(0xFFFFFFu, well.At(middle, h / 4));
+
+    PressButton(boxes[0], IDOK);
+    EXPECT_TRUE(WaitForWindowGone(panels[0], 5000));
 }
 
 }  // namespace
