@@ -3,6 +3,7 @@
 #include "core/frame.h"
 
 #include "capture/capture.h"
+#include "controls/image_info.h"
 #include "colour/conversions.h"
 #include "controls/status.h"
 #include "core/app.h"
@@ -172,6 +173,10 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
             CLR_WindowCommand(MAI_Active, LOWORD(wParam));
             if (wait) UTL_EndWait();
         }
+        return 0;
+    case IDM_IMAGEINFO:
+        // Only an image window with an image has facts to show.
+        DIS_ImageInfo(frame, MAI_Active);
         return 0;
     case IDM_SETTINGS:
         UTL_BeginWait();

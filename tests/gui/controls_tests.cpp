@@ -1,4 +1,4 @@
-// The program's own controls and the load panel.
+// The program's own controls, the load panel and the Image Info dialog.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 
 #include "controls/custom_controls.h"
 #include "driver.h"
+#include "platform/jpeg.h"
 
 namespace {
 
@@ -91,6 +92,92 @@ void WriteBytes(const std::string& path, const std::vector<BYTE>& bytes)
     DWORD written = 0;
     WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     CloseHandle(out);
+}
+
+std::vector<BYTE> Le(DWORD value, int bytes)
+{
+    std::vector<BYTE> out;
+    for (int i = 0; i < bytes; i++) out.push_back(static_cast<BYTE>(value >> (8 * i)));
+    return out;
+}
+
+// A document keeps its path in capitals.
+std::string Upper(std::string text)
+{
+    CharUpperA(&text[0]);
+    return text;
+}
+
+// A 24-bit packed DIB, 40 by 30, of a colour ramp.
+std::vector<BYTE> Ramp()
+{
+    BITMAPINFOHEADER h{sizeof h, 40, 30, 1, 24, BI_RGB, 120 * 30};
+    std::vector<BYTE> dib(sizeof h + h.biSizeImage);
+    std::memcpy(dib.data(), &h, sizeof h);
+    for (size_t i = sizeof h; i < dib.size(); i++) dib[i] = static_cast<BYTE>(i * 7);
+    return dib;
+}
+
+// The program with file on its command line and the Image Info dialog of
+// the window it opens; the texts of the value controls, or nothing.
+std::vector<std::string> ImageInfoTexts(const std::string& file)
+{
+    Program program;
+    if (!program.Start("/NOLOGO " + file)) return {};
+    HWND frame = program.WaitForFrame();
+    HWND client = GetDlgItem(frame, 3244);
+    for (int tries = 0; tries < 100 && !GetWindow(client, GW_CHILD); tries++) Sleep(50);
+    PostMessageA(frame, WM_COMMAND, 40003, 0);
+    HWND dialog = WaitForOwnedWindow(frame, "#32770", 8000);
+    if (!dialog) return {};
+    std::vector<std::string> texts;
+    for (int id = 1201; id <= 1212; id++)
+        texts.push_back(ControlText(dialog, id) + (IsWindowEnabled(GetDlgItem(dialog, id)) ? "" : " (off)"));
+    PressButton(dialog, IDOK);
+    EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
+    return texts;
+}
+
+TEST(ImageInfo, ShowsTheImageFactsAndForAJpegItsQualityLinesAndComment)
+{
+    const std::vector<BYTE> dib = Ramp();
+    std::vector<BYTE> bmp = {'B', 'M'};
+    for (DWORD v : {static_cast<DWORD>(14 + dib.size()), DWORD{0}, DWORD{54}}) {
+        const std::vector<BYTE> field = Le(v, 4);
+        bmp.insert(bmp.end(), field.begin(), field.end());
+    }
+    bmp.insert(bmp.end(), dib.begin(), dib.end());
+    const std::string bmpPath = TempFile("info.bmp");
+    WriteBytes(bmpPath, bmp);
+    const std::vector<std::string> bmpExpected = {
+        Upper(bmpPath), "BMP- Windows Bitmap", "40", "30", "24", "3600", std::to_string(bmp.size()), "1 : 1",
+        " (off)", " (off)", " (off)", " (off)"};
+    EXPECT_EQ(bmpExpected, ImageInfoTexts(bmpPath));
+
+    // A quality-60 file with a comment of three lines ending in CR, LF.
+    const std::string jpgPath = TempFile("info.jpg");
+    HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, dib.size());
+    std::memcpy(GlobalLock(handle), dib.data(), dib.size());
+    GlobalUnlock(handle);
+    ZIM_SetQuality(60);
+    ASSERT_TRUE(ZIM_Save(jpgPath.c_str(), handle, 1, 1, 24));
+    GlobalFree(handle);
+    HANDLE in = CreateFileA(jpgPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::vector<BYTE> jpg(GetFileSize(in, nullptr));
+    DWORD got = 0;
+    ReadFile(in, jpg.data(), static_cast<DWORD>(jpg.size()), &got, nullptr);
+    CloseHandle(in);
+    const std::string comment = "one\rtwo\nthree";
+    std::vector<BYTE> segment = {0xFF, 0xFE, 0, static_cast<BYTE>(comment.size() + 2)};
+    segment.insert(segment.end(), comment.begin(), comment.end());
+    jpg.insert(jpg.begin() + 2, segment.begin(), segment.end());
+    WriteBytes(jpgPath, jpg);
+    char ratio[32];
+    std::snprintf(ratio, sizeof ratio, "%.1f : 1", 3600.0 / jpg.size());
+    const std::vector<std::string> jpgExpected = {
+        Upper(jpgPath), "JPG- JPEG JFIF", "40", "30", "24", "3600", std::to_string(jpg.size()), ratio,
+        "60", "60", "4/1/1", "one\r\ntwo\r\nthree"};
+    EXPECT_EQ(jpgExpected, ImageInfoTexts(jpgPath));
 }
 
 // ---- the load panel ----------------------------------------------------------------
