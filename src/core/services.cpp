@@ -2,6 +2,7 @@
 // programs reach the image records, the format table and the open path.
 #include "core/services.h"
 
+#include "controls/display_panel.h"
 #include "core/app.h"
 #include "core/frame.h"
 #include "core/image_record.h"
@@ -202,6 +203,10 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
         return WIN_IsImageWindow(block->window);
     case SVC_HOME:
         return SetCurrentDirectoryA(MAI_HomeDir) ? 1 : 0;
+    case SVC_PANEL_FLAG:
+        // A program that drives the frame may switch the load panel off.
+        DIS_Enabled = block->flag;
+        return 0;
     default:
         // 13, 45, 46, and the services whose subsystems answer them.
         return 0;

@@ -239,10 +239,15 @@ TEST(LoadPanel, StandsOverTheFrameWithTheReadersFactsDuringALoadAndGoesAfter)
     WriteBytes(path, tga);
     Program program;
     ASSERT_TRUE(program.Start("/NOLOGO " + path));
-    std::vector<HWND> boxes;
-    for (int tries = 0; tries < 200 && boxes.empty(); tries++, Sleep(50))
-        boxes = TopLevelWindows(program.Pid(), "#32770");
+    auto waitForBox = [&] {
+        std::vector<HWND> boxes;
+        for (int tries = 0; tries < 200 && boxes.empty(); tries++, Sleep(50))
+            boxes = TopLevelWindows(program.Pid(), "#32770");
+        return boxes;
+    };
+    const std::vector<HWND> boxes = waitForBox();
     ASSERT_EQ(1u, boxes.size());
+    HWND frame = program.WaitForFrame();
     EXPECT_EQ("Incomplete TGA file, cannot load", MessageBoxText(boxes[0]));
     const std::vector<HWND> panels = TopLevelWindows(program.Pid(), "DisplayClass");
     ASSERT_EQ(1u, panels.size());
@@ -265,6 +270,17 @@ TEST(LoadPanel, StandsOverTheFrameWithTheReadersFactsDuringALoadAndGoesAfter)
 
     PressButton(boxes[0], IDOK);
     EXPECT_TRUE(WaitForWindowGone(panels[0], 5000));
+
+    // Switched off by frame service 60, the same load shows no panel.
+    ServiceCall off;
+    LONG_PTR result = 0;
+    ASSERT_TRUE(program.CallService(frame, 60, &off, &result));
+    ASSERT_TRUE(program.DropFiles(frame, {path}));
+    const std::vector<HWND> again = waitForBox();
+    ASSERT_EQ(1u, again.size());
+    EXPECT_EQ("Incomplete TGA file, cannot load", MessageBoxText(again[0]));
+    EXPECT_TRUE(TopLevelWindows(program.Pid(), "DisplayClass").empty());
+    PressButton(again[0], IDOK);
 }
 
 }  // namespace
