@@ -79,7 +79,7 @@ bool TrackPress(HWND button)
     GetClientRect(button, &client);
     for (;;) {
         MSG msg;
-        if (!PeekMessageA(&msg, button, WM_MOUSEFIRST, WM_MOUSELAST, PM_NOREMOVE)) {
+        if (!PeekMessageA(&msg, button, WM_MOUSEFIRST, WM_MOUSEWHEEL, PM_NOREMOVE)) {
             // Capture taken away (another window, a dialog closing): no click.
             if (GetCapture() != button) {
                 if (inside) ShowPicture(button, normal);

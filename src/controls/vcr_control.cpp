@@ -115,7 +115,7 @@ void Drag(HWND slider, int x)
     Redraw(slider);
     for (;;) {
         MSG msg;
-        if (!PeekMessageA(&msg, slider, WM_MOUSEFIRST, WM_MOUSELAST, PM_REMOVE)) {
+        if (!PeekMessageA(&msg, slider, WM_MOUSEFIRST, WM_MOUSEWHEEL, PM_REMOVE)) {
             // Capture lost to another window: the drag is over.
             if (GetCapture() != slider) break;
             MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_MOUSE);
