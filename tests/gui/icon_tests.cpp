@@ -1,0 +1,128 @@
+// The ICO row's dialog in the real program: an icon of two images asks which
+// to open, and Save As ICO asks for the type, starting on the image's own.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "cli/headless.h"
+#include "driver.h"
+#include "formats/formats.h"
+#include "formats/ico.h"
+
+using namespace kvgui;
+
+namespace {
+
+const int kList = 339, kBox = 350, kNameField = 1152, kFilterCombo = 1136, kBits = 24;
+
+LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    DWORD_PTR result = 0;
+    SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, 5000, &result);
+    return static_cast<LRESULT>(result);
+}
+
+// The lines of a list box (read in UTF-16: Wine answers another process so).
+std::vector<std::string> ListLines(HWND dialog)
+{
+    std::vector<std::string> lines;
+    HWND list = GetDlgItem(dialog, kList);
+    for (LRESULT i = 0, n = Send(list, LB_GETCOUNT, 0, 0); i < n; ++i) {
+        std::wstring wide(Send(list, LB_GETTEXTLEN, i, 0) + 1, L'\0');
+        Send(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(wide.data()));
+        lines.emplace_back(wide.begin(), wide.begin() + wcslen(wide.c_str()));
+    }
+    return lines;
+}
+
+// The dialog of the program that has control id, waited for up to 10 s.
+HWND WaitForDialog(const Program& program, int id)
+{
+    for (int i = 0; i < 200; ++i, Sleep(50))
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if (GetDlgItem(window, id)) return window;
+    return nullptr;
+}
+
+// An icon file of a 16 x 16 monochrome image and a 32 x 32 16-colour one.
+std::string TwoImageIcon(const std::string& folder)
+{
+    std::vector<std::vector<BYTE>> files;
+    for (int side : {16, 32}) {
+        HGLOBAL dib = GlobalAlloc(GHND, 40 + side * side * 3);
+        auto* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(dib));
+        *h = {40, side, side, 1, 24};
+        memset(h + 1, side == 16 ? 255 : 200, side * side * 3);
+        GlobalUnlock(dib);
+        const std::string path = folder + "part.ico";
+        HDL_QueueIconAnswer(side == 16 ? 0x11 : 0x22, 0);
+        EXPECT_EQ(1, ICO_Save(path.c_str(), dib, 1, 0, 24));
+        GlobalFree(dib);
+        std::ifstream in(path, std::ios::binary);
+        files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    std::vector<BYTE> two{0, 0, 1, 0, 2, 0};
+    two.insert(two.end(), files[0].begin() + 6, files[0].begin() + 22);
+    two.insert(two.end(), files[1].begin() + 6, files[1].begin() + 22);
+    two[18] = 38, two[34] = static_cast<BYTE>(38 + files[0].size() - 22);
+    for (const auto& f : files) two.insert(two.end(), f.begin() + 22, f.end());
+    const std::string path = folder + "two.ico";
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(two.data()), two.size());
+    return path;
+}
+
+}  // namespace
+
+TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
+{
+    char temp[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, temp);
+    const std::string icon = TwoImageIcon(temp), output = std::string(temp) + "SAVED.ICO";
+    DeleteFileA(output.c_str());
+    Program program;
+    ASSERT_TRUE(program.Start("/NOLOGO " + icon));
+    HWND dialog = WaitForDialog(program, kList);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(WindowText(dialog), "Icon Types/Sizes");
+    EXPECT_EQ(ListLines(dialog), (std::vector<std::string>{"16 x 16 Monochrome", "32 x 32 16-Color"}));
+    EXPECT_EQ(ControlText(dialog, kBox), "Load icon mask to create 32-bit image");
+    EXPECT_EQ(Send(GetDlgItem(dialog, kBox), BM_GETCHECK, 0, 0), BST_CHECKED);
+    Send(GetDlgItem(dialog, kList), LB_SETCURSEL, 1, 0);
+    ASSERT_TRUE(PressButton(dialog, IDOK));
+    HWND frame = program.WaitForFrame();
+    ASSERT_NE(frame, nullptr);
+
+    // The second image, 32 bits with its mask: the type starts on 32 x 32 256-Color, alpha on.
+    HWND client = GetDlgItem(frame, 3244), window = nullptr;
+    for (int i = 0; i < 100 && !(window = GetWindow(client, GW_CHILD)); ++i) Sleep(50);
+    ASSERT_NE(window, nullptr);
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
+    call.attribute = kBits;
+    LONG_PTR bits = 0;
+    ASSERT_TRUE(program.CallService(frame, 0, &call, &bits));
+    EXPECT_EQ(bits, 32);
+    PostMessageA(frame, WM_COMMAND, 259, 0);
+    HWND save = WaitForDialog(program, kNameField);
+    ASSERT_NE(save, nullptr);
+    HWND filter = GetDlgItem(save, kFilterCombo);
+    Send(filter, CB_SETCURSEL, static_cast<WPARAM>(SendMessageA(filter, CB_FINDSTRING, -1, LPARAM("ICO-"))), 0);
+    Send(save, WM_COMMAND, MAKEWPARAM(kFilterCombo, CBN_SELCHANGE), reinterpret_cast<LPARAM>(filter));
+    SendMessageA(GetDlgItem(save, kNameField), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(output.c_str()));
+    ASSERT_TRUE(PressButton(save, IDOK));
+    dialog = WaitForDialog(program, kList);
+    ASSERT_NE(dialog, nullptr);
+    std::vector<std::string> types;
+    for (BYTE code : ICO_TypeCodes) types.push_back(ICO_TypeText(code));
+    EXPECT_EQ(ListLines(dialog), types);
+    EXPECT_EQ(Send(GetDlgItem(dialog, kList), LB_GETCURSEL, 0, 0), 5);
+    EXPECT_EQ(ControlText(dialog, kBox), "Use alpha channel to create icon mask");
+    EXPECT_TRUE(IsWindowEnabled(GetDlgItem(dialog, kBox)));
+    ASSERT_TRUE(PressButton(dialog, IDOK));
+    // 22 + 40 + 1024 table bytes + 32 x 32 pixels + 32 mask rows of 4 bytes.
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    for (int i = 0; i < 100 && !GetFileAttributesExA(output.c_str(), GetFileExInfoStandard, &data); ++i) Sleep(50);
+    EXPECT_EQ(data.nFileSizeLow, 2238u);
+}
