@@ -26,7 +26,7 @@ runs = [b for b in json.load(open(sys.argv[1]))["benchmarks"]
 print("%.3f" % (min(b["cpu_time"] for b in runs) / 1000.0))  # ms -> s
 PY
 }
-less() { awk "BEGIN { t = $1 - $2; printf \"%.3f\", t > 0 ? t : 0 }"; }
+less() { awk "BEGIN { t = $1 - $2; printf \"%.3f\", (t > 0 ? t : 0) }"; }
 ratio() { case "$1" in -) echo - ;; *) awk "BEGIN { printf \"%.2f\", $1 / $2 }" ;; esac; }
 
 pic=$work/picture24.ppm
