@@ -2,13 +2,7 @@
 // to open, and Save As ICO asks for the type, starting on the image's own.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <fstream>
-#include <iterator>
-
-#include "cli/headless.h"
 #include "driver.h"
-#include "formats/formats.h"
 #include "formats/ico.h"
 
 using namespace kvgui;
@@ -46,43 +40,17 @@ HWND WaitForDialog(const Program& program, int id)
     return nullptr;
 }
 
-// An icon file of a 16 x 16 monochrome image and a 32 x 32 16-colour one.
-std::string TwoImageIcon(const std::string& folder)
-{
-    std::vector<std::vector<BYTE>> files;
-    for (int side : {16, 32}) {
-        HGLOBAL dib = GlobalAlloc(GHND, 40 + side * side * 3);
-        auto* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(dib));
-        *h = {40, side, side, 1, 24};
-        memset(h + 1, side == 16 ? 255 : 200, side * side * 3);
-        GlobalUnlock(dib);
-        const std::string path = folder + "part.ico";
-        HDL_QueueIconAnswer(side == 16 ? 0x11 : 0x22, 0);
-        EXPECT_EQ(1, ICO_Save(path.c_str(), dib, 1, 0, 24));
-        GlobalFree(dib);
-        std::ifstream in(path, std::ios::binary);
-        files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    std::vector<BYTE> two{0, 0, 1, 0, 2, 0};
-    two.insert(two.end(), files[0].begin() + 6, files[0].begin() + 22);
-    two.insert(two.end(), files[1].begin() + 6, files[1].begin() + 22);
-    two[18] = 38, two[34] = static_cast<BYTE>(38 + files[0].size() - 22);
-    for (const auto& f : files) two.insert(two.end(), f.begin() + 22, f.end());
-    const std::string path = folder + "two.ico";
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(two.data()), two.size());
-    return path;
-}
-
 }  // namespace
 
 TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
 {
     char temp[MAX_PATH] = {};
     GetTempPathA(MAX_PATH, temp);
-    const std::string icon = TwoImageIcon(temp), output = std::string(temp) + "SAVED.ICO";
+    const std::string output = std::string(temp) + "SAVED.ICO";
     DeleteFileA(output.c_str());
     Program program;
-    ASSERT_TRUE(program.Start("/NOLOGO " + icon));
+    const std::string icon = std::string(KV_SOURCE_DIR).substr(2) + "/tests/data/ico/two_images.ico";
+    ASSERT_TRUE(program.Start("/NOLOGO " + WindowsPath(icon)));
     HWND dialog = WaitForDialog(program, kList);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(WindowText(dialog), "Icon Types/Sizes");
