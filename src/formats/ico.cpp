@@ -169,7 +169,9 @@ int ICO_Load(LPCSTR path, HGLOBAL* dib)
     BYTE* block;
     s.image = AllocateBlock(e.size, &block);
     if (!s.image) return s.Fail(MSG_NO_MEMORY);
-    if (_llseek(s.file, static_cast<LONG>(e.offset), FILE_BEGIN) != static_cast<LONG>(e.offset) ||
+    // An offset past what a seek reaches is a file that ends before it.
+    const LONG offset = static_cast<LONG>(e.offset);
+    if (e.offset > 0x7FFFFFFF || _llseek(s.file, offset, FILE_BEGIN) != offset ||
         _hread(s.file, block, static_cast<long>(e.size)) != static_cast<long>(e.size))
         return s.Fail(MSG_PREMATURE_END);
     _lclose(s.file);
