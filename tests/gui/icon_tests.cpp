@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "driver.h"
-#include "formats/ico.h"
 
 using namespace kvgui;
 
@@ -82,9 +81,11 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     ASSERT_TRUE(PressButton(save, IDOK));
     dialog = WaitForDialog(program, kList);
     ASSERT_NE(dialog, nullptr);
-    std::vector<std::string> types;
-    for (BYTE code : ICO_TypeCodes) types.push_back(ICO_TypeText(code));
-    EXPECT_EQ(ListLines(dialog), types);
+    EXPECT_EQ(ListLines(dialog), (std::vector<std::string>{"16 x 16 Monochrome", "16 x 16 16-Color",
+                                                           "16 x 16 256-Color", "32 x 32 Monochrome",
+                                                           "32 x 32 16-Color", "32 x 32 256-Color",
+                                                           "64 x 64 Monochrome", "64 x 64 16-Color",
+                                                           "64 x 64 256-Color"}));
     EXPECT_EQ(Send(GetDlgItem(dialog, kList), LB_GETCURSEL, 0, 0), 5);
     EXPECT_EQ(ControlText(dialog, kBox), "Use alpha channel to create icon mask");
     EXPECT_TRUE(IsWindowEnabled(GetDlgItem(dialog, kBox)));
