@@ -8,7 +8,7 @@ using namespace kvgui;
 
 namespace {
 
-const int kList = 339, kBox = 350, kNameField = 1152, kFilterCombo = 1136, kBits = 24;
+const int kList = 339, kBox = 350, kNameField = 1152, kFilterCombo = 1136;
 
 LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
@@ -61,16 +61,10 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     HWND frame = program.WaitForFrame();
     ASSERT_NE(frame, nullptr);
 
-    // The second image, 32 bits with its mask: the type starts on 32 x 32 256-Color, alpha on.
+    // The second image, 32 bits with its mask: Save As ICO starts on 32 x 32 256-Color, alpha on.
     HWND client = GetDlgItem(frame, 3244), window = nullptr;
     for (int i = 0; i < 100 && !(window = GetWindow(client, GW_CHILD)); ++i) Sleep(50);
     ASSERT_NE(window, nullptr);
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    call.attribute = kBits;
-    LONG_PTR bits = 0;
-    ASSERT_TRUE(program.CallService(frame, 0, &call, &bits));
-    EXPECT_EQ(bits, 32);
     PostMessageA(frame, WM_COMMAND, 259, 0);
     HWND save = WaitForDialog(program, kNameField);
     ASSERT_NE(save, nullptr);
@@ -81,11 +75,10 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     ASSERT_TRUE(PressButton(save, IDOK));
     dialog = WaitForDialog(program, kList);
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(ListLines(dialog), (std::vector<std::string>{"16 x 16 Monochrome", "16 x 16 16-Color",
-                                                           "16 x 16 256-Color", "32 x 32 Monochrome",
-                                                           "32 x 32 16-Color", "32 x 32 256-Color",
-                                                           "64 x 64 Monochrome", "64 x 64 16-Color",
-                                                           "64 x 64 256-Color"}));
+    EXPECT_EQ(ListLines(dialog),
+              (std::vector<std::string>{"16 x 16 Monochrome", "16 x 16 16-Color", "16 x 16 256-Color",
+                                        "32 x 32 Monochrome", "32 x 32 16-Color", "32 x 32 256-Color",
+                                        "64 x 64 Monochrome", "64 x 64 16-Color", "64 x 64 256-Color"}));
     EXPECT_EQ(Send(GetDlgItem(dialog, kList), LB_GETCURSEL, 0, 0), 5);
     EXPECT_EQ(ControlText(dialog, kBox), "Use alpha channel to create icon mask");
     EXPECT_TRUE(IsWindowEnabled(GetDlgItem(dialog, kBox)));

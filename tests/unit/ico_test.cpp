@@ -140,9 +140,7 @@ TEST_F(Ico, DirectoryListsPicksAndHostileFiles)
     Bytes two = base;
     two[8] = 8;
     auto patched = [&](size_t at, Bytes b) {
-        Bytes f = base;
-        std::copy(b.begin(), b.end(), f.begin() + at);
-        return f;
+        return Cat(Cat(Bytes(base.begin(), base.begin() + at), b), Bytes(base.begin() + at + b.size(), base.end()));
     };
     const std::string early = "Premature end of file, cannot load", no = "Unsupported ICO format";
     const struct {
@@ -174,9 +172,8 @@ TEST_F(Ico, DirectoryListsPicksAndHostileFiles)
         Load(c.file, c.position, c.mask, l);
         EXPECT_EQ(static_cast<int>(c.width != 0), l.result);
         EXPECT_EQ(c.text.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.text}, l.texts);
-        EXPECT_EQ(c.width, l.h.biWidth);
-        EXPECT_EQ(c.height, l.h.biHeight);
-        EXPECT_EQ(c.bits, l.h.biBitCount);
+        EXPECT_EQ((std::vector<LONG>{c.width, c.height, c.bits}),
+                  (std::vector<LONG>{l.h.biWidth, l.h.biHeight, l.h.biBitCount}));
         if (&c == &cases[12]) {
             EXPECT_EQ(Bytes(1024, 0), l.pixels);
         }
@@ -210,8 +207,7 @@ TEST_F(Ico, CorpusFilesMatchTheirReferenceOrFollowTheRules)
         LoadedDib l;
         Load(ReadWholeFile(CorpusPath(row.path)), 0, r->mask, l);
         EXPECT_EQ(*r->text ? std::vector<std::string>{r->text} : std::vector<std::string>{}, l.texts);
-        EXPECT_EQ(r->width, l.h.biWidth);
-        EXPECT_EQ(r->height, l.h.biHeight);
+        EXPECT_EQ((std::vector<LONG>{r->width, r->height}), (std::vector<LONG>{l.h.biWidth, l.h.biHeight}));
         if (r->reference) {
             EXPECT_EQ(row.reference, Sha256(ReferenceSamples(l.dib, true)));
         }
