@@ -44,6 +44,13 @@ int CLI_DefaultDepth(int row, int bits)
 
 void CLI_PresetSave(int row, int bits, int color, int compressed, int* outBits, int* outColor, int* outCompressed)
 {
+    // The icon writer takes a 32-bit image unreduced and makes its own depth.
+    if (row == FMT_Row_ICO && bits == 32) {
+        *outBits = 32;
+        *outColor = color;
+        *outCompressed = 0;
+        return;
+    }
     const int target = CLI_DefaultDepth(row, bits);
     const int d = FMT_DepthIndex(target);
     // Compressed as the format has it at that depth: forced where inherent, off where it can't be.

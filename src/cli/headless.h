@@ -18,6 +18,10 @@ struct HeadlessBox {
 void HDL_SetPolicy(int answer);
 // Answers used before the policy, first in first out (tests script dialogues).
 void HDL_QueueAnswer(int answer);
+// An answer of the icon dialogs, first in first out: for the reader's the list
+// position (-1 Cancel) and the mask box, for the writer's the type code (0
+// Cancel) and the alpha box.
+void HDL_QueueIconAnswer(int choice, int box);
 // Whether questions without a queued answer are asked on the terminal.
 void HDL_SetInteractive(bool on);
 // Whether boxes are printed to stderr (kvconvert) or only recorded (tests).

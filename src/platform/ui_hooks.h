@@ -15,3 +15,15 @@ int UTL_Yield();
 // program reads the window's record; headless builds answer for the document
 // being converted (HDL_SetActiveBits).
 int UTL_ActiveImageBits();
+
+struct IconEntry;
+// The icon chooser ("Icon Types/Sizes" opened for loading): lists the entries
+// of an icon file and returns the list position taken, -1 on Cancel or for an
+// empty list; *mask gets the state of the box "Load icon mask to create
+// 32-bit image" at OK. Headless: a scripted answer, else the batch's pick.
+int UTL_ChooseIconEntry(const IconEntry* entries, int count, int* mask);
+// The icon type chooser (the same dialog opened for saving): starts on type
+// code start and returns the code taken, 0 on Cancel. *alpha: the alpha box's
+// start state in, which can only be changed when it starts on; its state out.
+// Headless: a scripted answer, else start.
+int UTL_ChooseIconType(int start, int* alpha);

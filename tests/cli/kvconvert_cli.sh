@@ -128,6 +128,12 @@ check "a HEX file without WIDTH is refused in a fresh run" test $? -eq 1 -a ! -e
 check "netpbm reads the PPM and RAS written as the BMP's pixels" test "$(bmptopnm photo.one.bmp 2>/dev/null | sha256sum)" = \
   "$(sha256sum <photo.ppm)" -a "$(rasttopnm photo.ras 2>/dev/null | sha256sum)" = "$(sha256sum <photo.ppm)"
 
+# An icon is read by ImageMagick to the pixels of the same flat cut written as a BMP.
+make_bmp icon.bmp 64 64
+"$kv" -q -d 8 --flat --no-dither -t ico icon.bmp 2>err.txt && "$kv" -q -d 8 --flat --no-dither -t bmp -o flat.bmp icon.bmp
+check "ImageMagick reads the ICO written as the BMP of its flat cut" test -s icon.ico -a \
+  "$(convert icon.ico rgb:- | sha256sum)" = "$(convert flat.bmp rgb:- | sha256sum)"
+
 # A name is never cut: an output whose private name is one over 4095 characters
 # is refused, and the file at the cut name stays.
 out=$(python3 -c 'import os; d = "/".join(["deep"] + ["d" * 150] * 27); os.makedirs(d); print((d + "/" + "n" * 9)[:4089])')
