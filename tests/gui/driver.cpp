@@ -1003,8 +1003,9 @@ HWND Session::WaitForDialog(bool fileDialog) const
                 found = window;
         return found != nullptr;
     });
-    if (found)
+    if (found) {
         EXPECT_TRUE(IsPainted(found));
+    }
     return found;
 }
 
