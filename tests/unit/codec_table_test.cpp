@@ -16,13 +16,14 @@ struct Reader {
     size_t textsWhenLoaded;   // libtiff may warn about a file it still reads
     size_t textsWhenRefused;  // at least this many; one at most (a question answered No is silent)
     bool mayGiveNothing;      // a file without a picture loads as nothing
+    bool stops;               // a stop request ends a load (the others only keep the window alive)
 };
 
 const Reader kReaders[] = {
-    {"bmp", BMP_Load, 0, 1, false},  {"gif", GIF_Load, 0, 1, true},   {"jpeg", JPG_Load, 0, 1, false},
-    {"pcx", PCX_Load, 0, 0, false},  {"tga", TGA_Load, 0, 0, false},  {"tiff", TIF_Load, 1, 0, false},
-    {"sgi", SGI_Load, 0, 0, false},  {"ppm", PPM_Load, 0, 0, false},  {"ras", RAS_Load, 0, 0, false},
-    {"gen", GEN_Load, 0, 0, false},  {"hex", HEX_Load, 0, 0, false},
+    {"bmp", BMP_Load, 0, 1, false, false}, {"gif", GIF_Load, 0, 1, true, false}, {"jpeg", JPG_Load, 0, 1, false, false},
+    {"pcx", PCX_Load, 0, 0, false, true},  {"tga", TGA_Load, 0, 0, false, true}, {"tiff", TIF_Load, 1, 0, false, false},
+    {"sgi", SGI_Load, 0, 0, false, true},  {"ppm", PPM_Load, 0, 0, false, false}, {"ras", RAS_Load, 0, 0, false, true},
+    {"gen", GEN_Load, 0, 0, false, false}, {"hex", HEX_Load, 0, 0, false, false},
 };
 
 // Loaded with a sound header, or refused with no block and one message at most.
@@ -54,6 +55,35 @@ TEST(Readers, KeptCrashersAndFuzzSeedsLoadOrFailCleanly)
             }
             if (dib) GlobalFree(dib);
         }
+    }
+}
+
+// A stop request (the user's, or a signal to the converter) ends a load that
+// would succeed: no block and not a word.
+TEST(Readers, AStopRequestEndsTheLoadSilently)
+{
+    for (const Reader& r : kReaders) {
+        if (!r.stops) continue;
+        int stopped = 0;
+        for (const std::string& path : ReplayFilesIn(DataPath("../fuzz/seeds/") + r.name)) {
+            HGLOBAL dib = nullptr;
+            HDL_ClearBoxes();
+            if (!r.load(path.c_str(), &dib) || !dib || !HDL_Boxes().empty()) {
+                if (dib) GlobalFree(dib);
+                continue;
+            }
+            GlobalFree(dib);
+            dib = reinterpret_cast<HGLOBAL>(1);
+            HDL_RequestStop(true);
+            const int ok = r.load(path.c_str(), &dib);
+            HDL_RequestStop(false);
+            EXPECT_EQ(0, ok) << path;
+            EXPECT_EQ(nullptr, dib) << path;
+            EXPECT_TRUE(HDL_Boxes().empty()) << path;
+            if (ok && dib) GlobalFree(dib);
+            stopped++;
+        }
+        EXPECT_GT(stopped, 0) << r.name;
     }
 }
 

@@ -543,17 +543,6 @@ TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)
     EXPECT_EQ(nullptr, dib);
 }
 
-TEST_F(Pcx, StopRequestEndsTheLoadSilently)
-{
-    Bytes file = Cat(Cat(Header(5, 8, 3, 3, 1, 4), Bytes(16, 1)), Tail());
-    HDL_RequestStop(true);
-    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
-    EXPECT_EQ(0, Load(file, &dib));
-    HDL_RequestStop(false);
-    EXPECT_EQ(nullptr, dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
 TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)
 {
     std::string path = Temp("picture.pcc");

@@ -457,16 +457,6 @@ TEST_F(Tga, TruncatedFilesAreIncomplete)
     }
 }
 
-TEST_F(Tga, StopRequestEndsTheLoadSilently)
-{
-    HDL_RequestStop(true);
-    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
-    EXPECT_EQ(0, Load(Cat(Header(3, 2, 2, 8), {1, 2, 3, 4}), &dib));
-    HDL_RequestStop(false);
-    EXPECT_EQ(nullptr, dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
 // ---- files of other writers -------------------------------------------------------------------
 
 TEST_F(Tga, FilesOfOtherWritersMatchTheirDecodes)
