@@ -184,18 +184,10 @@ TEST(BmpLoad, BareDibStartingWithFortyLoadsAndFillsTheLoadInformation)
     EXPECT_EQ(8u, l.h.biSizeImage);  // the stored 999 is not believed
     EXPECT_EQ(table, l.table);
     EXPECT_EQ(pixels, l.pixels);
-    EXPECT_EQ(2, INF_GetValue(INF_WIDTH));
-    EXPECT_EQ(2, INF_GetValue(INF_HEIGHT));
-    EXPECT_EQ(8, INF_GetValue(INF_BITSPERPIXEL));
-    EXPECT_EQ(2, INF_GetValue(INF_COLORS));
-    EXPECT_EQ(1, INF_GetValue(INF_PALETTE));
-    EXPECT_EQ(0, INF_GetValue(INF_COMPRESSED));
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-    EXPECT_EQ(8, INF_GetValue(INF_MEMORY));
-    EXPECT_EQ(1, INF_GetValue(INF_PLANES));
-    EXPECT_EQ(0, INF_GetValue(INF_TYPE));
-    EXPECT_EQ(3, INF_GetValue(INF_VERSION));
-    EXPECT_STREQ("IBMPC", INF_Info.creator);
+    EXPECT_EQ("width 2 height 2 palette 1 planes 1 colors 2 gray 0 memory 8 compressed 0 bits 8 type 0 version 3 "
+              "creator IBMPC",
+              InfoText({INF_WIDTH, INF_HEIGHT, INF_PALETTE, INF_PLANES, INF_COLORS, INF_GRAY, INF_MEMORY, INF_COMPRESSED,
+                        INF_BITSPERPIXEL, INF_TYPE, INF_VERSION, INF_CREATOR}));
     EXPECT_EQ(5, INF_Info.step);
     EXPECT_EQ(5, INF_Info.lastStep);
 }

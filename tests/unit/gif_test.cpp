@@ -436,14 +436,10 @@ TEST_F(Gif, RoundTripsKeepPixelsPaletteAndLoadInformation)
             EXPECT_EQ(palette[i].b, pic.colors[i].b);
         }
         EXPECT_EQ(pixels, pic.index) << c.bits << " " << c.width;
-        EXPECT_EQ(87, INF_Info.version);
-        EXPECT_EQ(c.bits, INF_Info.bitsPerPixel);
-        EXPECT_EQ(1, INF_Info.compressed);
-        EXPECT_EQ(1, INF_Info.planes);
-        EXPECT_EQ(0, INF_Info.gray);
-        EXPECT_EQ(0, INF_Info.type);
-        EXPECT_EQ(c.width, INF_Info.width);
-        EXPECT_EQ(entries, INF_Info.colors);
+        EXPECT_EQ("width " + std::to_string(c.width) + " planes 1 colors " + std::to_string(entries) +
+                      " gray 0 compressed 1 bits " + std::to_string(c.bits) + " type 0 version 87",
+                  InfoText({INF_WIDTH, INF_PLANES, INF_COLORS, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_TYPE,
+                            INF_VERSION}));
         EXPECT_EQ(c.height, INF_Info.step);
         EXPECT_EQ(c.height, INF_Info.lastStep);
     }

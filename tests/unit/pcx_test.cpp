@@ -219,12 +219,9 @@ TEST_F(Pcx, EveryDepthReadsBackAsWritten)
         } else if (bits <= 8) {
             EXPECT_EQ(0, memcmp(a.table, b.table, (1u << bits) * sizeof(RGBQUAD)));
         }
-        EXPECT_EQ(5, INF_GetValue(INF_VERSION));
-        EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
-        EXPECT_EQ(bits == 4 ? 4 : bits == 24 ? 3 : 1, INF_GetValue(INF_PLANES));
-        EXPECT_EQ(bits <= 4 ? 1 : 8, INF_GetValue(INF_BITSPERPIXEL));
-        EXPECT_EQ(bits == 1 ? 1 : 0, INF_GetValue(INF_GRAY));
-        EXPECT_STREQ("IBMPC", INF_Info.creator);
+        EXPECT_EQ("planes " + std::to_string(bits == 4 ? 4 : bits == 24 ? 3 : 1) + " gray " + (bits == 1 ? "1" : "0") +
+                      " compressed 1 bits " + (bits <= 4 ? "1" : "8") + " version 5 creator IBMPC",
+                  InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
         EXPECT_TRUE(HDL_Boxes().empty());
     }
 }

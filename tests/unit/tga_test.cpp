@@ -197,12 +197,9 @@ TEST_F(Tga, EveryDepthReadsBackAsWritten)
             if (bits == 8) {
                 EXPECT_EQ(0, memcmp(a.table, b.table, 256 * sizeof(RGBQUAD)));
             }
-            EXPECT_EQ(compressed, INF_GetValue(INF_COMPRESSED));
-            EXPECT_EQ(bits, INF_GetValue(INF_BITSPERPIXEL));
-            EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-            EXPECT_EQ(1, INF_GetValue(INF_PLANES));
-            EXPECT_EQ(0, INF_GetValue(INF_VERSION));
-            EXPECT_STREQ("IBMPC", INF_Info.creator);
+            EXPECT_EQ("planes 1 gray 0 compressed " + std::to_string(compressed) + " bits " + std::to_string(bits) +
+                          " version 0 creator IBMPC",
+                      InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
         }
     }
     // A 16-bit document reads back with each channel cut to its top five bits.

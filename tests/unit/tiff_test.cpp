@@ -429,11 +429,8 @@ TEST_F(Tiff, DirectColourRowsAreUnpackedByLayout)
     ASSERT_EQ(1, rgb.result);
     EXPECT_EQ(24, rgb.h.biBitCount);
     EXPECT_EQ((Bytes{3, 2, 1, 6, 5, 4, 0, 0}), rgb.Row(0));
-    EXPECT_EQ(24, INF_GetValue(INF_BITSPERPIXEL));
-    EXPECT_EQ(3, INF_GetValue(INF_PLANES));
-    EXPECT_EQ(0, INF_GetValue(INF_COMPRESSED));
-    EXPECT_EQ(5, INF_GetValue(INF_VERSION));
-    EXPECT_EQ(0, INF_GetValue(INF_TYPE));
+    EXPECT_EQ("planes 3 compressed 0 bits 24 type 0 version 5",
+              InfoText({INF_PLANES, INF_COMPRESSED, INF_BITSPERPIXEL, INF_TYPE, INF_VERSION}));
 
     // Separate planes: red plane, green plane, blue plane, each read in its own pass.
     auto planar = Basic(2, 2, 8, 3);
