@@ -754,4 +754,273 @@ bool CaptureWindow(HWND window, Image* image)
                                          << off << " pixels";
 }
 
+// ---- shared scenario helpers ----------------------------------------------------
+
+LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    DWORD_PTR result = 0;
+    SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, 5000, &result);
+    return static_cast<LRESULT>(result);
+}
+
+std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGBQUAD>& table,
+                          const std::function<DWORD(int, int)>& pixel)
+{
+    const DWORD stride = ((static_cast<DWORD>(width) * bits + 31) / 32) * 4;
+    BITMAPINFOHEADER header{sizeof header, width, height, 1, static_cast<WORD>(bits), BI_RGB, stride * height};
+    header.biClrUsed = static_cast<DWORD>(table.size());
+    const size_t tableBytes = table.size() * sizeof(RGBQUAD);
+    std::vector<BYTE> dib(sizeof header + tableBytes + header.biSizeImage, 0);
+    std::memcpy(dib.data(), &header, sizeof header);
+    if (!table.empty())
+        std::memcpy(dib.data() + sizeof header, table.data(), tableBytes);
+    for (int y = 0; y < height; ++y) {
+        BYTE* row = dib.data() + sizeof header + tableBytes + static_cast<size_t>(height - 1 - y) * stride;
+        for (int x = 0; x < width; ++x) {
+            const DWORD p = pixel(x, y);
+            if (bits == 8) {
+                row[x] = static_cast<BYTE>(p);
+            } else if (bits == 4) {
+                row[x / 2] |= static_cast<BYTE>(x & 1 ? p : p << 4);
+            } else if (bits == 16) {
+                const WORD v = static_cast<WORD>(((p >> 19) & 31) << 10 | ((p >> 11) & 31) << 5 | ((p >> 3) & 31));
+                row[2 * x] = static_cast<BYTE>(v);
+                row[2 * x + 1] = static_cast<BYTE>(v >> 8);
+            } else {
+                for (int i = 0; i < 3; ++i)
+                    row[3 * x + i] = static_cast<BYTE>(p >> (8 * i));
+            }
+        }
+    }
+    return dib;
+}
+
+std::string Folder()
+{
+    char base[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, base);
+    const std::string folder = std::string(base) + "kv_gui";
+    CreateDirectoryA(folder.c_str(), nullptr);
+    return folder;
+}
+
+std::string PathOf(const std::string& name) { return Folder() + "\\" + name; }
+
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+std::string Upper(std::string text)
+{
+    CharUpperBuffA(text.data(), static_cast<DWORD>(text.size()));
+    return text;
+}
+
+std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib)
+{
+    const std::string path = PathOf(name);
+    const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(dib.data());
+    BITMAPFILEHEADER file{0x4D42, static_cast<DWORD>(sizeof file + dib.size()), 0, 0,
+                          static_cast<DWORD>(sizeof file + header->biSize + header->biClrUsed * sizeof(RGBQUAD))};
+    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    EXPECT_NE(out, INVALID_HANDLE_VALUE) << path;
+    DWORD written = 0;
+    WriteFile(out, &file, sizeof file, &written, nullptr);
+    WriteFile(out, dib.data(), static_cast<DWORD>(dib.size()), &written, nullptr);
+    CloseHandle(out);
+    return path;
+}
+
+std::vector<BYTE> ReadBytes(const std::string& path)
+{
+    HANDLE in = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (in == INVALID_HANDLE_VALUE)
+        return {};
+    std::vector<BYTE> bytes(GetFileSize(in, nullptr));
+    DWORD got = 0;
+    if (!bytes.empty())
+        ReadFile(in, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr);
+    CloseHandle(in);
+    bytes.resize(got);
+    return bytes;
+}
+
+void SetCore(const std::string& name, const std::string& text)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(RegSetValueExA(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                             static_cast<DWORD>(text.size() + 1)),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+std::map<std::string, std::string> CoreValues()
+{
+    std::map<std::string, std::string> values;
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
+        return values;
+    for (DWORD i = 0;; ++i) {
+        char name[256] = {};
+        DWORD nameSize = sizeof name;
+        BYTE data[512] = {};
+        DWORD dataSize = sizeof data - 1;
+        DWORD type = 0;
+        if (RegEnumValueA(key, i, name, &nameSize, nullptr, &type, data, &dataSize) != ERROR_SUCCESS)
+            break;
+        const std::string text(reinterpret_cast<const char*>(data), dataSize);
+        values[name] = type == REG_SZ ? text.substr(0, text.find('\0')) : "<type " + std::to_string(type) + ">";
+    }
+    RegCloseKey(key);
+    return values;
+}
+
+std::string CoreValue(const std::string& name)
+{
+    const std::map<std::string, std::string> values = CoreValues();
+    const auto found = values.find(name);
+    return found == values.end() ? "" : found->second;
+}
+
+void ClearCore()
+{
+    RegDeleteKeyA(HKEY_CURRENT_USER, kCoreKey);
+    HKEY key = nullptr;
+    ASSERT_NE(RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS)
+        << "the Core section is still there";
+}
+
+void CoreGuard::Clear() const
+{
+    for (const std::string& name : names)
+        RegDeleteKeyValueA(HKEY_CURRENT_USER, kCoreKey, name.c_str());
+}
+
+Session::Session(const std::string& file, const std::string& switches)
+{
+    if (program.Start(file.empty() || switches.empty() ? switches + file : switches + " " + file))
+        frame = program.WaitForFrame();
+}
+
+std::vector<HWND> ImageWindows(HWND frame)
+{
+    std::vector<HWND> found;
+    for (HWND child = GetWindow(GetDlgItem(frame, 3244), GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT))
+        if (ClassName(child) == kImageClass)
+            found.push_back(child);
+    return found;
+}
+
+HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs)
+{
+    HWND found = nullptr;
+    Within(timeoutMs, [&] {
+        const std::vector<HWND> windows = TopLevelWindows(pid, className);
+        found = windows.empty() ? nullptr : windows.front();
+        return found != nullptr;
+    });
+    return found;
+}
+
+HWND Session::WaitForWindows(size_t count, DWORD timeoutMs) const
+{
+    HWND top = nullptr;
+    Within(timeoutMs, [&] {
+        const std::vector<HWND> windows = Windows();
+        top = windows.empty() ? nullptr : windows.front();
+        return windows.size() == count;
+    });
+    return top;
+}
+
+LONG_PTR Session::Service(int item, ServiceCall call)
+{
+    LONG_PTR result = -12345;
+    EXPECT_TRUE(program.CallService(frame, item, &call, &result)) << "service " << item;
+    return result;
+}
+
+LONG_PTR Session::Attr(HWND window, LONG attribute)
+{
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
+    call.attribute = attribute;
+    return Service(0, call);
+}
+
+void Session::SetAttr(HWND window, LONG attribute, LONG_PTR value)
+{
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
+    call.attribute = attribute;
+    call.value = value;
+    Service(1, call);
+}
+
+void Session::SetFlag(HWND window, LONG mask, LONG on)
+{
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
+    call.value = mask;
+    call.flag = on;
+    Service(3, call);
+}
+
+LONG Session::Row(const std::string& name)
+{
+    ServiceCall call;
+    call.hasText = true;
+    call.text = name;
+    return static_cast<LONG>(Service(58, call));
+}
+
+HWND Session::OpenFile(const std::string& path)
+{
+    ServiceCall call;
+    call.hasText = true;
+    call.text = path;
+    call.row = Row(path);
+    return reinterpret_cast<HWND>(Service(31, call));
+}
+
+LONG_PTR Session::SetImage(HWND window, const std::vector<BYTE>& dib)
+{
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
+    call.dib = dib;
+    LONG_PTR result = 0;
+    EXPECT_TRUE(program.CallService(frame, 11, &call, &result));
+    return call.hDIB;
+}
+
+HWND Session::WaitForDialog(bool fileDialog) const
+{
+    const int nameField = 1152;
+    HWND found = nullptr;
+    Within(8000, [&] {
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if ((GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF)))
+                found = window;
+        return found != nullptr;
+    });
+    if (found) {
+        EXPECT_TRUE(IsPainted(found));
+    }
+    return found;
+}
+
+std::vector<MenuEntry> Session::Menus()
+{
+    std::vector<MenuEntry> bar;
+    EXPECT_TRUE(program.ReadMenuBar(frame, &bar, true));
+    return bar;
+}
+
+void Answer(HWND box, int button)
+{
+    ASSERT_NE(box, nullptr);
+    ASSERT_TRUE(PressButton(box, button));
+    EXPECT_TRUE(WaitForWindowGone(box, 5000));
+}
+
 }  // namespace kvgui

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -239,5 +240,102 @@ bool CaptureWindow(HWND window, Image* image);
 // waits up to timeoutMs until the middle half of its client area holds its
 // texts and controls, not one flat colour; the failure tells what was seen.
 ::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs = 5000);
+
+// ---- shared scenario helpers ----------------------------------------------------
+
+inline constexpr char kImageClass[] = "GenericWClass";
+inline constexpr char kCoreKey[] = "Software\\Korvanta\\3.50\\Core";
+
+// Runs pred every 50 ms until it is true; false when timeoutMs passed first.
+template <typename Pred>
+bool Within(DWORD timeoutMs, Pred pred)
+{
+    for (const ULONGLONG end = GetTickCount64() + timeoutMs;; Sleep(50)) {
+        if (pred())
+            return true;
+        if (GetTickCount64() >= end)
+            return false;
+    }
+}
+
+// The image windows in the frame's MDI client, top first.
+std::vector<HWND> ImageWindows(HWND frame);
+
+// Waits up to timeoutMs for a visible top-level window of class className of process pid; 0 on timeout.
+HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs);
+
+// SendMessageTimeoutA with 5 s; the answer, or 0.
+LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+// A packed DIB of 4, 8, 16 (5-5-5) or 24 bits; pixel(x, y), counted from the
+// top, gives the index or 0xRRGGBB.
+std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGBQUAD>& table,
+                          const std::function<DWORD(int, int)>& pixel);
+
+// A scratch folder of the scenarios in the temp folder, and a name in it.
+std::string Folder();
+std::string PathOf(const std::string& name);
+bool Exists(const std::string& path);
+std::string Upper(std::string text);
+// Writes a .bmp file around a packed DIB into Folder(); its full path.
+std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib);
+// A whole file; empty when it can't be read.
+std::vector<BYTE> ReadBytes(const std::string& path);
+
+// The Core section of the profile store, read and written in the registry as
+// another program would. A missing value reads "", one that isn't a string
+// "<type N>" so that it can't pass for one.
+void SetCore(const std::string& name, const std::string& text);
+std::string CoreValue(const std::string& name);
+std::map<std::string, std::string> CoreValues();
+void ClearCore();  // a first start: the section goes with all it holds
+
+// Settings a scenario uses start absent and are taken away again, whatever its outcome.
+struct CoreGuard {
+    std::vector<std::string> names;
+    explicit CoreGuard(std::vector<std::string> list) : names(std::move(list)) { Clear(); }
+    ~CoreGuard() { Clear(); }
+    void Clear() const;
+};
+
+// One run of the program, by default without its logo, with an optional file
+// after the switches; the frame once it is up.
+struct Session {
+    Program program;
+    HWND frame = nullptr;
+
+    explicit Session(const std::string& file = "", const std::string& switches = "/NOLOGO");
+
+    HWND Client() const { return GetDlgItem(frame, 3244); }
+    std::vector<HWND> Windows() const { return ImageWindows(frame); }
+    // Waits until there are count image windows; the one on top, or 0.
+    HWND WaitForWindows(size_t count, DWORD timeoutMs = 8000) const;
+
+    // Frame services as other programs call them.
+    LONG_PTR Service(int item, ServiceCall call);
+    LONG_PTR Attr(HWND window, LONG attribute);
+    void SetAttr(HWND window, LONG attribute, LONG_PTR value);
+    void SetFlag(HWND window, LONG mask, LONG on);
+    LONG Row(const std::string& name);
+    HWND OpenFile(const std::string& path);  // service 31 with a block
+    // Puts a DIB made in the test into window; its handle in the program.
+    LONG_PTR SetImage(HWND window, const std::vector<BYTE>& dib);
+
+    void Command(WPARAM id) const { PostMessageA(frame, WM_COMMAND, id, 0); }
+    // Returns once the frame's thread is back in its message loop.
+    void Settle() const { Send(frame, WM_NULL, 0, 0); }
+
+    // A message box of the program (static text 0xFFFF) or its common file dialog.
+    HWND WaitForDialog(bool fileDialog) const;
+    HWND WaitForBox() const { return WaitForDialog(false); }
+    HWND WaitForFileDialog() const { return WaitForDialog(true); }
+    bool NoDialogs() const { return TopLevelWindows(program.Pid(), "#32770").empty(); }
+
+    // The menu bar with each popup opened as the user opens it.
+    std::vector<MenuEntry> Menus();
+};
+
+// Answers a box or a dialog by its button; it must go.
+void Answer(HWND box, int button);
 
 }  // namespace kvgui

@@ -15,8 +15,6 @@ using namespace kvgui;
 
 namespace {
 
-const char kNoLogo[] = "/NOLOGO";
-const char kCoreKey[] = "Software\\Korvanta\\3.50\\Core";
 
 // Commands of the frame.
 const WPARAM kOpen = 257, kSettings = 263, kExit = 264;
@@ -38,131 +36,45 @@ const std::vector<std::string> kDithers = {
     "Stevenson + Arce",
 };
 
-// ---- the profile store ------------------------------------------------------------------------
-
-// The values of the Core section by name; a value that isn't a string shows
-// as "<type N>" so that it can't pass for one.
+// The values of the Core section by name.
 using Store = std::map<std::string, std::string>;
-
-Store CoreValues()
-{
-    Store values;
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return values;
-    for (DWORD i = 0;; ++i) {
-        char name[256] = {};
-        DWORD nameSize = sizeof name;
-        BYTE data[512] = {};
-        DWORD dataSize = sizeof data - 1;
-        DWORD type = 0;
-        if (RegEnumValueA(key, i, name, &nameSize, nullptr, &type, data, &dataSize) != ERROR_SUCCESS)
-            break;
-        if (type == REG_SZ) {
-            const std::string text(reinterpret_cast<const char*>(data), dataSize);
-            values[name] = text.substr(0, text.find('\0'));
-        } else {
-            values[name] = "<type " + std::to_string(type) + ">";
-        }
-    }
-    RegCloseKey(key);
-    return values;
-}
-
-// One value as the registry gives it to RegQueryValueExA; "<missing>" when absent.
-std::string CoreValue(const char* name)
-{
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return "<missing>";
-    char buffer[256] = {};
-    DWORD size = sizeof buffer - 1;
-    DWORD type = 0;
-    const bool found = RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) ==
-                       ERROR_SUCCESS;
-    RegCloseKey(key);
-    if (!found)
-        return "<missing>";
-    return type == REG_SZ ? std::string(buffer) : "<type " + std::to_string(type) + ">";
-}
-
-// A first start: the Core section is taken away with all it holds.
-void ClearCore()
-{
-    RegDeleteKeyA(HKEY_CURRENT_USER, kCoreKey);
-    HKEY key = nullptr;
-    ASSERT_NE(RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS)
-        << "the Core section is still there";
-}
-
-// A Core value as the program writes its own: decimal text.
-void PutCore(const char* name, const char* text)
-{
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr),
-              ERROR_SUCCESS);
-    EXPECT_EQ(RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
-                             static_cast<DWORD>(strlen(text) + 1)),
-              ERROR_SUCCESS);
-    RegCloseKey(key);
-}
 
 // ---- the program --------------------------------------------------------------------------------
 
-// One run of the program without its logo.
-struct Session {
-    Program program;
-    HWND frame = nullptr;
+// The Settings dialog when it has come up; 0 otherwise.
+HWND WaitForSettings(const Session& run, DWORD timeoutMs = 10000)
+{
+    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", timeoutMs);
+    if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
+        return nullptr;
+    EXPECT_TRUE(IsPainted(dialog));
+    return dialog;
+}
 
-    Session()
-    {
-        if (program.Start(kNoLogo))
-            frame = program.WaitForFrame();
-    }
+// File, Settings... as the menu sends it.
+HWND OpenSettings(const Session& run)
+{
+    run.Command(kSettings);
+    return WaitForSettings(run);
+}
 
-    // Returns once the frame's thread is back in its message loop, so that
-    // whatever a command did after its dialog closed has been done.
-    void Settle() const
-    {
-        DWORD_PTR ignored = 0;
-        SendMessageTimeoutA(frame, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
-    }
+// Ends a dialog by one of its buttons and waits until the command that
+// showed it is over; false when the dialog didn't go.
+bool CloseDialog(const Session& run, HWND dialog, int button)
+{
+    if (!PressButton(dialog, button) || !WaitForWindowGone(dialog, 10000))
+        return false;
+    run.Settle();
+    return true;
+}
 
-    // The Settings dialog when it has come up; 0 otherwise.
-    HWND WaitForSettings(DWORD timeoutMs = 10000) const
-    {
-        HWND dialog = WaitForOwnedWindow(frame, "#32770", timeoutMs);
-        if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
-            return nullptr;
-        EXPECT_TRUE(IsPainted(dialog));
-        return dialog;
-    }
-
-    // File, Settings... as the menu sends it.
-    HWND OpenSettings() const
-    {
-        PostMessageA(frame, WM_COMMAND, kSettings, 0);
-        return WaitForSettings();
-    }
-
-    // Ends a dialog by one of its buttons and waits until the command that
-    // showed it is over; false when the dialog didn't go.
-    bool CloseDialog(HWND dialog, int button) const
-    {
-        if (!PressButton(dialog, button) || !WaitForWindowGone(dialog, 10000))
-            return false;
-        Settle();
-        return true;
-    }
-
-    // File, Exit; true when the program ended with code 0.
-    bool Exit()
-    {
-        PostMessageA(frame, WM_COMMAND, kExit, 0);
-        DWORD code = 0xFFFFFFFF;
-        return program.WaitForExit(10000, &code) && code == 0;
-    }
-};
+// File, Exit; true when the program ended with code 0.
+bool Exit(Session& run)
+{
+    run.Command(kExit);
+    DWORD code = 0xFFFFFFFF;
+    return run.program.WaitForExit(10000, &code) && code == 0;
+}
 
 std::string SelectedText(HWND dialog, int id)
 {
@@ -186,7 +98,7 @@ std::string OpenDialogFilter(const Session& run)
         return "<no Open dialog>";
     EXPECT_TRUE(IsPainted(dialog));
     const std::string filter = SelectedText(dialog, kFilterCombo);
-    EXPECT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+    EXPECT_TRUE(CloseDialog(run, dialog, IDCANCEL));
     return filter;
 }
 
@@ -209,7 +121,7 @@ TEST_F(SettingsDialog, FirstStartShowsDefaultsAndWritesOnlyTheFormatRowsAtExit)
     // Loading writes nothing.
     EXPECT_EQ(CoreValues(), Store{});
 
-    HWND dialog = run.OpenSettings();
+    HWND dialog = OpenSettings(run);
     ASSERT_NE(dialog, nullptr) << "no Settings dialog";
     EXPECT_EQ(ComboItems(dialog, kScreenBitmaps),
               (std::vector<std::string>{"Use on all images", "Don't use on 16-bit and 24-bit images",
@@ -239,11 +151,11 @@ TEST_F(SettingsDialog, FirstStartShowsDefaultsAndWritesOnlyTheFormatRowsAtExit)
     EXPECT_FALSE(Checked(dialog, kSaveDither));
     EXPECT_TRUE(Checked(dialog, kWarnColorLoss));
     EXPECT_FALSE(Checked(dialog, kThumbnails));
-    ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+    ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
     EXPECT_EQ(CoreValues(), Store{});
 
     // The load and save formats are the DIB row, and the end writes exactly them.
-    ASSERT_TRUE(run.Exit());
+    ASSERT_TRUE(Exit(run));
     EXPECT_EQ(CoreValues(), (Store{{"load_proc", kDibRow}, {"save_proc", kDibRow}}));
 }
 
@@ -254,43 +166,43 @@ TEST_F(SettingsDialog, OnlyDitherChangedWritesOnlyDitherTypeAndCancelWritesNothi
     {
         Session run;
         ASSERT_NE(run.frame, nullptr);
-        HWND dialog = run.OpenSettings();
+        HWND dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
         ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
         ASSERT_TRUE(PressButton(dialog, kKeepUndo));
         ASSERT_TRUE(PressButton(dialog, kOptimizedCut));
-        ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
+        ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
         EXPECT_EQ(CoreValues(), Store{});
 
         // Cancel kept the settings in memory as they were, too.
-        dialog = run.OpenSettings();
+        dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
         EXPECT_EQ(ComboSelection(dialog, kDitherType), 2);
         EXPECT_TRUE(Checked(dialog, kKeepUndo));
         EXPECT_TRUE(Checked(dialog, kFlatCut));
         ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
-        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
         // OK wrote the one setting that changed, at once and as decimal text.
         EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
 
         // An OK that changes nothing writes nothing more.
-        dialog = run.OpenSettings();
+        dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
         EXPECT_EQ(SelectedText(dialog, kDitherType), "Sierra");
-        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
         EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
 
-        ASSERT_TRUE(run.Exit());
+        ASSERT_TRUE(Exit(run));
         EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
     }
     // The next start reads it back.
     Session again;
     ASSERT_NE(again.frame, nullptr);
-    HWND dialog = again.OpenSettings();
+    HWND dialog = OpenSettings(again);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(ComboSelection(dialog, kDitherType), 5);
-    ASSERT_TRUE(again.CloseDialog(dialog, IDCANCEL));
-    ASSERT_TRUE(again.Exit());
+    ASSERT_TRUE(CloseDialog(again, dialog, IDCANCEL));
+    ASSERT_TRUE(Exit(again));
     EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
 }
 
@@ -306,7 +218,7 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
     {
         Session run;
         ASSERT_NE(run.frame, nullptr);
-        HWND dialog = run.OpenSettings();
+        HWND dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
         ASSERT_TRUE(SelectComboItem(dialog, kScreenBitmaps, 2));
         ASSERT_TRUE(SelectComboItem(dialog, kStatusBars, 1));
@@ -319,9 +231,9 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
         ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
         for (int id : {kKeepUndo, kOptimizedCut, kSaveDither, kWarnColorLoss, kThumbnails})
             ASSERT_TRUE(PressButton(dialog, id)) << id;
-        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
         EXPECT_EQ(CoreValues(), written);
-        ASSERT_TRUE(run.Exit());
+        ASSERT_TRUE(Exit(run));
     }
     Store afterExit = written;
     afterExit["load_proc"] = kDibRow;
@@ -330,10 +242,10 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
 
     // startup 2 opens the batch facility at the next start; it is set back
     // here so that this start shows only what the dialog reads.
-    PutCore("startup", "0");
+    SetCore("startup", "0");
     Session again;
     ASSERT_NE(again.frame, nullptr);
-    HWND dialog = again.OpenSettings();
+    HWND dialog = OpenSettings(again);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(ComboSelection(dialog, kScreenBitmaps), 2);
     EXPECT_EQ(ComboSelection(dialog, kStatusBars), 1);
@@ -348,18 +260,18 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
     EXPECT_TRUE(Checked(dialog, kSaveDither));
     EXPECT_FALSE(Checked(dialog, kWarnColorLoss));
     EXPECT_TRUE(Checked(dialog, kThumbnails));
-    ASSERT_TRUE(again.CloseDialog(dialog, IDCANCEL));
-    ASSERT_TRUE(again.Exit());
+    ASSERT_TRUE(CloseDialog(again, dialog, IDCANCEL));
+    ASSERT_TRUE(Exit(again));
 }
 
 // ---- TIFF compression ----------------------------------------------------------------------------
 
 TEST_F(SettingsDialog, TiffCombosOfferGroup4ForMonochromeAndPackBitsEverywhere)
 {
-    PutCore("tif_1_bit_compression", "4");
+    SetCore("tif_1_bit_compression", "4");
     Session run;
     ASSERT_NE(run.frame, nullptr);
-    HWND dialog = run.OpenSettings();
+    HWND dialog = OpenSettings(run);
     ASSERT_NE(dialog, nullptr);
     // "LZW" and "Group3" are never offered.
     EXPECT_EQ(ComboItems(dialog, kTiffMono), (std::vector<std::string>{"Group4", "PackBits"}));
@@ -370,36 +282,36 @@ TEST_F(SettingsDialog, TiffCombosOfferGroup4ForMonochromeAndPackBitsEverywhere)
     EXPECT_EQ(SelectedText(dialog, kTiffMono), "Group4");
     // Choosing "PackBits", second in the list, stores compression 1.
     ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 1));
-    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
     EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "1"}}));
 
     // And "Group4", first in the list, stores compression 4.
-    dialog = run.OpenSettings();
+    dialog = OpenSettings(run);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(SelectedText(dialog, kTiffMono), "PackBits");
     ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
-    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
     EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "4"}}));
-    ASSERT_TRUE(run.Exit());
+    ASSERT_TRUE(Exit(run));
 }
 
 TEST_F(SettingsDialog, StoredLzwCompressionReadsBackAsPackBits)
 {
-    PutCore("tif_8_bit_compression", "0");
+    SetCore("tif_8_bit_compression", "0");
     Store expected = {{"tif_8_bit_compression", "0"}};
     for (int start = 0; start < 2; ++start) {
         SCOPED_TRACE("start " + std::to_string(start));
         Session run;
         ASSERT_NE(run.frame, nullptr);
-        HWND dialog = run.OpenSettings();
+        HWND dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
         EXPECT_EQ(ComboSelection(dialog, kTiff256Colors), 0);
         EXPECT_EQ(SelectedText(dialog, kTiff256Colors), "PackBits");
-        ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
         // The 0 became 1 when it was loaded, so OK finds nothing changed and
         // leaves the stored text as it was: each start reads it as 1 again.
         EXPECT_EQ(CoreValues(), expected);
-        ASSERT_TRUE(run.Exit());
+        ASSERT_TRUE(Exit(run));
         expected["load_proc"] = kDibRow;
         expected["save_proc"] = kDibRow;
         EXPECT_EQ(CoreValues(), expected);
@@ -411,17 +323,17 @@ TEST_F(SettingsDialog, StoredLzwCompressionReadsBackAsPackBits)
 
 TEST_F(SettingsDialog, OkStoresZeroForAnOldMetafilePaletteAndKeepsMetafileSize)
 {
-    PutCore("metafile_pal", "1");
-    PutCore("metafile_size", "250");
+    SetCore("metafile_pal", "1");
+    SetCore("metafile_size", "250");
     Session run;
     ASSERT_NE(run.frame, nullptr);
-    HWND dialog = run.OpenSettings();
+    HWND dialog = OpenSettings(run);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(GetDlgItem(dialog, 338), nullptr);
     EXPECT_EQ(GetDlgItem(dialog, 318), nullptr);
-    ASSERT_TRUE(run.CloseDialog(dialog, IDOK));
+    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
     EXPECT_EQ(CoreValues(), (Store{{"metafile_pal", "0"}, {"metafile_size", "250"}}));
-    ASSERT_TRUE(run.Exit());
+    ASSERT_TRUE(Exit(run));
 }
 
 // ---- the current formats ------------------------------------------------------------------------
@@ -436,29 +348,25 @@ TEST_F(SettingsDialog, FormatRowsThatCantServeFallBackToTheDibRow)
         const char* saveAtExit;
     };
     const Case cases[] = {
-        // A first start, and -1 as the table's default says it.
-        {nullptr, nullptr, "DIB- Windows DIB", kDibRow, kDibRow},
-        {"-1", "-1", "DIB- Windows DIB", kDibRow, kDibRow},
-        // Beyond the table, as after a format module has gone.
+        // Beyond the table, as after a format module has gone (the other
+        // unusable rows are the settings' unit tests' business).
         {"99", kBmpRow, "DIB- Windows DIB", kDibRow, kBmpRow},
         {kBmpRow, "99", "BMP- Windows Bitmap", kBmpRow, kDibRow},
-        // Rows that exist but can't load (EPS) or can't save (CLP).
-        {"8", "4", "DIB- Windows DIB", kDibRow, kDibRow},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string("load_proc ") + (c.loadProc ? c.loadProc : "none") + ", save_proc " +
                      (c.saveProc ? c.saveProc : "none"));
         ClearCore();
         if (c.loadProc) {
-            PutCore("load_proc", c.loadProc);
-            PutCore("save_proc", c.saveProc);
+            SetCore("load_proc", c.loadProc);
+            SetCore("save_proc", c.saveProc);
         }
         Session run;
         ASSERT_NE(run.frame, nullptr);
         EXPECT_EQ(OpenDialogFilter(run), c.filter);
         // Without a message: no other window of the program came up.
         EXPECT_EQ(TopLevelWindows(run.program.Pid(), "#32770").size(), 0u);
-        ASSERT_TRUE(run.Exit());
+        ASSERT_TRUE(Exit(run));
         // The Open dialog keeps the folder it was in; the rest is the two rows.
         Store values = CoreValues();
         EXPECT_NE(values["FILEDIRECTORY"], "");
@@ -527,10 +435,10 @@ TEST_F(SettingsDialog, CtrlSOpensSettings)
     ASSERT_TRUE(PressWithControl('S'));
 
     // Settings, not Save: without an image, Save would put up its message box instead.
-    HWND dialog = run.WaitForSettings();
+    HWND dialog = WaitForSettings(run);
     ASSERT_NE(dialog, nullptr) << "Ctrl+S brought no Settings dialog";
-    ASSERT_TRUE(run.CloseDialog(dialog, IDCANCEL));
-    ASSERT_TRUE(run.Exit());
+    ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
+    ASSERT_TRUE(Exit(run));
 }
 
 }  // namespace

@@ -16,56 +16,14 @@ namespace {
 
 const char kNoLogo[] = "/NOLOGO";
 const char kLogoClass[] = "AboutClass";
-const char kImageClass[] = "GenericWClass";
-const char kCoreKey[] = "Software\\Korvanta\\3.50\\Core";
 
 // Service items and record attributes as other programs name them.
-const int kGetAttr = 0, kTestFlag = 2, kSetFlag = 3, kSetImage = 11, kNewWindow = 28, kOpenFile = 31;
-const int kCurrentIds = 52, kGetId = 40, kFromFileName = 58;
+const int kTestFlag = 2, kNewWindow = 28, kOpenFile = 31, kCurrentIds = 52, kGetId = 40;
 const LONG kFlags = 0, kDib = 4, kBitmap = 12, kPaletteUpdates = 20, kBits = 24, kFormat = 32, kScrollX = 44,
            kFileSize = 52;
 const LONG kModified = 0x1, kUntitled = 0x2, kColor = 0x4, kRaster = 0x10;
 
 // ---- fixtures made in code -----------------------------------------------------------
-
-// A packed DIB: header, table, bottom-up rows; pixel(x, y) gives the index (or
-// 0xRRGGBB above 8 bits) of the pixel at x and y counted from the top.
-template <typename Pixel>
-std::vector<BYTE> PackedDib(int width, int height, int bits, const std::vector<RGBQUAD>& table, Pixel pixel)
-{
-    const DWORD stride = ((static_cast<DWORD>(width) * bits + 31) / 32) * 4;
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biPlanes = 1;
-    header.biBitCount = static_cast<WORD>(bits);
-    header.biSizeImage = stride * height;
-    header.biClrUsed = static_cast<DWORD>(table.size());
-    std::vector<BYTE> dib(sizeof header + table.size() * sizeof(RGBQUAD) + header.biSizeImage, 0);
-    std::memcpy(dib.data(), &header, sizeof header);
-    if (!table.empty())
-        std::memcpy(dib.data() + sizeof header, table.data(), table.size() * sizeof(RGBQUAD));
-    BYTE* rows = dib.data() + sizeof header + table.size() * sizeof(RGBQUAD);
-    for (int y = 0; y < height; ++y) {
-        BYTE* row = rows + static_cast<size_t>(height - 1 - y) * stride;
-        for (int x = 0; x < width; ++x) {
-            const DWORD p = pixel(x, y);
-            if (bits == 8) {
-                row[x] = static_cast<BYTE>(p);
-            } else if (bits == 16) {  // 5-5-5
-                const WORD v = static_cast<WORD>(((p >> 19) & 31) << 10 | ((p >> 11) & 31) << 5 | ((p >> 3) & 31));
-                row[2 * x] = static_cast<BYTE>(v);
-                row[2 * x + 1] = static_cast<BYTE>(v >> 8);
-            } else {  // 24
-                row[3 * x] = static_cast<BYTE>(p);
-                row[3 * x + 1] = static_cast<BYTE>(p >> 8);
-                row[3 * x + 2] = static_cast<BYTE>(p >> 16);
-            }
-        }
-    }
-    return dib;
-}
 
 // An 8-bit colour image of 200 by 120 with a four-colour table (wider than
 // the smallest width the system allows a window with a caption).
@@ -73,7 +31,7 @@ const int kColourWidth = 200, kColourHeight = 120;
 std::vector<BYTE> ColourDib8()
 {
     const std::vector<RGBQUAD> table = {{0, 0, 255, 0}, {0, 255, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}};
-    return PackedDib(kColourWidth, kColourHeight, 8, table,
+    return MakeDib(kColourWidth, kColourHeight, 8, table,
                      [](int x, int y) { return static_cast<DWORD>((x / 10 + y / 10) % 4); });
 }
 
@@ -84,189 +42,21 @@ std::vector<BYTE> GrayDib8()
         const BYTE v = static_cast<BYTE>(i * 17);
         table.push_back({v, v, v, 0});
     }
-    return PackedDib(16, 8, 8, table, [](int x, int) { return static_cast<DWORD>(x); });
+    return MakeDib(16, 8, 8, table, [](int x, int) { return static_cast<DWORD>(x); });
 }
 
 std::vector<BYTE> Dib16()
 {
-    return PackedDib(20, 10, 16, {}, [](int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; });
+    return MakeDib(20, 10, 16, {}, [](int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; });
 }
 
 // Every pixel gray, but 24 bits: no table to look at.
 std::vector<BYTE> GrayPixelsDib24()
 {
-    return PackedDib(12, 6, 24, {}, [](int x, int) { return static_cast<DWORD>(x * 20) * 0x010101u; });
+    return MakeDib(12, 6, 24, {}, [](int x, int) { return static_cast<DWORD>(x * 20) * 0x010101u; });
 }
-
-std::string TempFolder()
-{
-    char base[MAX_PATH] = {};
-    GetTempPathA(MAX_PATH, base);
-    std::string folder = std::string(base) + "kv_spine";
-    CreateDirectoryA(folder.c_str(), nullptr);
-    return folder;
-}
-
-// Writes a .bmp file around a packed DIB; the full path.
-std::string WriteBmpFile(const std::string& name, const std::vector<BYTE>& dib)
-{
-    const std::string path = TempFolder() + "\\" + name;
-    const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(dib.data());
-    BITMAPFILEHEADER file{};
-    file.bfType = 0x4D42;
-    file.bfSize = static_cast<DWORD>(sizeof file + dib.size());
-    file.bfOffBits = static_cast<DWORD>(sizeof file + header->biSize + header->biClrUsed * sizeof(RGBQUAD));
-    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    EXPECT_NE(out, INVALID_HANDLE_VALUE) << path;
-    DWORD written = 0;
-    WriteFile(out, &file, sizeof file, &written, nullptr);
-    WriteFile(out, dib.data(), static_cast<DWORD>(dib.size()), &written, nullptr);
-    CloseHandle(out);
-    return path;
-}
-
-std::string Upper(std::string text)
-{
-    CharUpperBuffA(text.data(), static_cast<DWORD>(text.size()));
-    return text;
-}
-
-// ---- windows of the program ---------------------------------------------------------
-
-std::vector<HWND> ImageWindows(HWND frame)
-{
-    std::vector<HWND> found;
-    HWND client = GetDlgItem(frame, 3244);
-    for (HWND child = GetWindow(client, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT))
-        if (ClassName(child) == kImageClass)
-            found.push_back(child);
-    return found;
-}
-
-HWND WaitForImageWindow(HWND frame, DWORD timeoutMs)
-{
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    do {
-        std::vector<HWND> windows = ImageWindows(frame);
-        if (!windows.empty())
-            return windows.front();
-        Sleep(50);
-    } while (GetTickCount64() < end);
-    return nullptr;
-}
-
-// A top-level window of class className of process pid, waiting up to timeoutMs.
-HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs)
-{
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    do {
-        std::vector<HWND> windows = TopLevelWindows(pid, className);
-        if (!windows.empty())
-            return windows.front();
-        Sleep(50);
-    } while (GetTickCount64() < end);
-    return nullptr;
-}
-
-// ---- the profile store in the registry ---------------------------------------------------
-
-void SetCoreValue(const char* name, const char* text)
-{
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr),
-              ERROR_SUCCESS);
-    RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), static_cast<DWORD>(strlen(text) + 1));
-    RegCloseKey(key);
-}
-
-void DeleteCoreValue(const char* name)
-{
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
-        RegDeleteValueA(key, name);
-        RegCloseKey(key);
-    }
-}
-
-// The value as the registry holds it, with its type; false when it is missing.
-bool ReadCoreValue(const char* name, std::string* text, DWORD* type)
-{
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, kCoreKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return false;
-    char buffer[64] = {};
-    DWORD size = sizeof buffer - 1;
-    const bool found = RegQueryValueExA(key, name, nullptr, type, reinterpret_cast<BYTE*>(buffer), &size) ==
-                       ERROR_SUCCESS;
-    RegCloseKey(key);
-    *text = buffer;
-    return found;
-}
-
-// Removes a setting a scenario gave, whatever the scenario's outcome.
-struct CoreValueGuard {
-    const char* name;
-    ~CoreValueGuard() { DeleteCoreValue(name); }
-};
-
-// ---- services --------------------------------------------------------------------------
-
-LONG_PTR Service(Program& program, HWND frame, int item, ServiceCall call)
-{
-    LONG_PTR result = -12345;
-    EXPECT_TRUE(program.CallService(frame, item, &call, &result)) << "service " << item;
-    return result;
-}
-
-LONG_PTR Attr(Program& program, HWND frame, HWND window, LONG attribute)
-{
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    call.attribute = attribute;
-    return Service(program, frame, kGetAttr, call);
-}
-
-LONG RowOf(Program& program, HWND frame, const char* name)
-{
-    ServiceCall call;
-    call.hasText = true;
-    call.text = name;
-    return static_cast<LONG>(Service(program, frame, kFromFileName, call));
-}
-
-// Puts a DIB made in the test into a window through IMG_SetImage; its handle in the program.
-LONG_PTR SetImage(Program& program, HWND frame, HWND window, const std::vector<BYTE>& dib)
-{
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    call.dib = dib;
-    LONG_PTR result = 0;
-    EXPECT_TRUE(program.CallService(frame, kSetImage, &call, &result));
-    return call.hDIB;
-}
-
-// A program started with args whose frame is up.
-struct Started {
-    Program program;
-    HWND frame = nullptr;
-
-    explicit Started(const std::string& args)
-    {
-        if (program.Start(args))
-            frame = program.WaitForFrame();
-    }
-};
 
 // ---- the logo ---------------------------------------------------------------------------
-
-TEST(Logo, NoLogoSwitchShowsNoLogoWindow)
-{
-    Started run(kNoLogo);
-    ASSERT_NE(run.frame, nullptr);
-    Sleep(500);
-    EXPECT_TRUE(TopLevelWindows(run.program.Pid(), kLogoClass).empty());
-    EXPECT_TRUE(run.program.IsRunning());
-}
 
 TEST(Logo, ShowsThePictureCentredUntilAClick)
 {
@@ -351,20 +141,20 @@ TEST(Logo, GoesByItselfAfterTenSeconds)
 
 TEST(Logo, FileOnTheCommandLineCutsTheWaitShort)
 {
-    const std::string path = WriteBmpFile("cut.bmp", ColourDib8());
+    const std::string path = WriteBmp("cut.bmp", ColourDib8());
     Program program;
     const ULONGLONG started = GetTickCount64();
     ASSERT_TRUE(program.Start(path));
     HWND frame = program.WaitForFrame(10000);
     ASSERT_NE(frame, nullptr);
-    ASSERT_NE(WaitForImageWindow(frame, 8000), nullptr);
+    ASSERT_TRUE(Within(8000, [&] { return !ImageWindows(frame).empty(); }));
     EXPECT_LT(GetTickCount64() - started, 8000u);
     EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
 }
 
 TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
 {
-    Started run(kNoLogo);
+    Session run;
     ASSERT_NE(run.frame, nullptr);
     for (UINT closer : {static_cast<UINT>(WM_CHAR), static_cast<UINT>(WM_LBUTTONDOWN),
                         static_cast<UINT>(WM_RBUTTONDBLCLK)}) {
@@ -388,12 +178,12 @@ TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
 TEST(CommandLine, NameWithBlanksOpensAsAWholeIntoARecordFromTheLoad)
 {
     const std::vector<BYTE> dib = ColourDib8();
-    const std::string path = WriteBmpFile("my picture 1.bmp", dib);
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("my picture 1.bmp", dib);
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(ImageWindows(run.frame).size(), 1u);
+    EXPECT_EQ(run.Windows().size(), 1u);
     // The whole line after the switch, upper-cased, names the file.
     EXPECT_EQ(WindowText(window), Upper(path));
     // The window is fitted to the image.
@@ -402,23 +192,22 @@ TEST(CommandLine, NameWithBlanksOpensAsAWholeIntoARecordFromTheLoad)
     EXPECT_EQ(client.right, kColourWidth);
     EXPECT_EQ(client.bottom, kColourHeight);
 
-    Program& p = run.program;
     // A clean, titled colour raster image of 8 bits in the BMP row.
-    EXPECT_EQ(Attr(p, run.frame, window, kFlags), kColor | kRaster);
-    EXPECT_EQ(Attr(p, run.frame, window, kBits), 8);
-    EXPECT_EQ(Attr(p, run.frame, window, kFormat), RowOf(p, run.frame, "ANY.BMP"));
-    EXPECT_EQ(Attr(p, run.frame, window, kFileSize), static_cast<LONG_PTR>(sizeof(BITMAPFILEHEADER) + dib.size()));
-    EXPECT_EQ(Attr(p, run.frame, window, kScrollX), 0);
-    EXPECT_EQ(Attr(p, run.frame, window, kPaletteUpdates), 0);
-    EXPECT_NE(Attr(p, run.frame, window, kDib), 0);
+    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster);
+    EXPECT_EQ(run.Attr(window, kBits), 8);
+    EXPECT_EQ(run.Attr(window, kFormat), run.Row("ANY.BMP"));
+    EXPECT_EQ(run.Attr(window, kFileSize), static_cast<LONG_PTR>(sizeof(BITMAPFILEHEADER) + dib.size()));
+    EXPECT_EQ(run.Attr(window, kScrollX), 0);
+    EXPECT_EQ(run.Attr(window, kPaletteUpdates), 0);
+    EXPECT_NE(run.Attr(window, kDib), 0);
     // Attribute numbers that name no field read 0.
-    EXPECT_EQ(Attr(p, run.frame, window, 2), 0);
-    EXPECT_EQ(Attr(p, run.frame, window, 68), 0);
+    EXPECT_EQ(run.Attr(window, 2), 0);
+    EXPECT_EQ(run.Attr(window, 68), 0);
 }
 
 TEST(CommandLine, SwitchAfterTheNameBelongsToTheName)
 {
-    const std::string path = WriteBmpFile("switch.bmp", ColourDib8());
+    const std::string path = WriteBmp("switch.bmp", ColourDib8());
     // /NOLOGO is found anywhere, but the name runs to the end of the line.
     Program program;
     ASSERT_TRUE(program.Start(path + " /NOLOGO"));
@@ -436,11 +225,11 @@ TEST(CommandLine, SwitchAfterTheNameBelongsToTheName)
 
 TEST(CommandLine, UnknownExtensionOpensNothingAndSaysNothing)
 {
-    const std::string path = WriteBmpFile("picture.qqq", ColourDib8());
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("picture.qqq", ColourDib8());
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
     Sleep(1500);
-    EXPECT_TRUE(ImageWindows(run.frame).empty());
+    EXPECT_TRUE(run.Windows().empty());
     EXPECT_TRUE(TopLevelWindows(run.program.Pid(), "#32770").empty());
     EXPECT_TRUE(run.program.IsRunning());
 }
@@ -470,11 +259,11 @@ TEST(CommandLine, LoadSwitchOpensTheOpenDialogAfterTheLogo)
 
 TEST(CommandLine, NoLogoFileThenBatchOpensTheFileFirst)
 {
-    const std::string path = WriteBmpFile("first.bmp", ColourDib8());
-    Started run(std::string("/NOLOGO /BATCH ") + path);
+    const std::string path = WriteBmp("first.bmp", ColourDib8());
+    Session run(path, "/NOLOGO /BATCH");
     ASSERT_NE(run.frame, nullptr);
     // The file opened inside the start-up, before the loop served the posted command.
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(WindowText(window), Upper(path));
     EXPECT_TRUE(TopLevelWindows(run.program.Pid(), kLogoClass).empty());
@@ -484,7 +273,7 @@ TEST(CommandLine, NoLogoFileThenBatchOpensTheFileFirst)
 
 TEST(SecondInstance, WithoutAFileNameReportsOnlyOneCopyAndLeaves)
 {
-    Started first(kNoLogo);
+    Session first;
     ASSERT_NE(first.frame, nullptr);
     Program second;
     ASSERT_TRUE(second.Start(kNoLogo));
@@ -497,13 +286,13 @@ TEST(SecondInstance, WithoutAFileNameReportsOnlyOneCopyAndLeaves)
     ASSERT_TRUE(second.WaitForExit(5000, &code));
     EXPECT_EQ(code, 0u);
     EXPECT_TRUE(first.program.IsRunning());
-    EXPECT_TRUE(ImageWindows(first.frame).empty());
+    EXPECT_TRUE(first.Windows().empty());
 }
 
 TEST(SecondInstance, WithAFileNameHandsItToTheFirstAndEndsWithZero)
 {
-    const std::string path = WriteBmpFile("handed over.bmp", ColourDib8());
-    Started first(kNoLogo);
+    const std::string path = WriteBmp("handed over.bmp", ColourDib8());
+    Session first;
     ASSERT_NE(first.frame, nullptr);
     Program second;
     ASSERT_TRUE(second.Start(path));
@@ -511,16 +300,16 @@ TEST(SecondInstance, WithAFileNameHandsItToTheFirstAndEndsWithZero)
     ASSERT_TRUE(second.WaitForExit(10000, &code));
     EXPECT_EQ(code, 0u);
     // The send returned only after the first instance had opened the file.
-    std::vector<HWND> windows = ImageWindows(first.frame);
+    std::vector<HWND> windows = first.Windows();
     ASSERT_EQ(windows.size(), 1u);
     EXPECT_EQ(WindowText(windows[0]), Upper(path));
-    EXPECT_EQ(Attr(first.program, first.frame, windows[0], kFlags), kColor | kRaster);
+    EXPECT_EQ(first.Attr(windows[0], kFlags), kColor | kRaster);
 }
 
 TEST(SecondInstance, FileOpensBehindTheFirstInstancesOpenDialog)
 {
-    const std::string path = WriteBmpFile("behind dialog.bmp", ColourDib8());
-    Started first("/NOLOGO /LOAD");
+    const std::string path = WriteBmp("behind dialog.bmp", ColourDib8());
+    Session first("", "/NOLOGO /LOAD");
     ASSERT_NE(first.frame, nullptr);
     HWND dialog = WaitForOwnedWindow(first.frame, "#32770", 8000);
     ASSERT_NE(dialog, nullptr);
@@ -531,7 +320,7 @@ TEST(SecondInstance, FileOpensBehindTheFirstInstancesOpenDialog)
     DWORD code = 0xFFFFFFFF;
     ASSERT_TRUE(second.WaitForExit(10000, &code));
     EXPECT_EQ(code, 0u);
-    std::vector<HWND> windows = ImageWindows(first.frame);
+    std::vector<HWND> windows = first.Windows();
     ASSERT_EQ(windows.size(), 1u);
     EXPECT_EQ(WindowText(windows[0]), Upper(path));
     EXPECT_TRUE(IsWindow(dialog));
@@ -571,9 +360,9 @@ struct SharedName {
 
 TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
 {
-    const std::string path = WriteBmpFile("shared.bmp", ColourDib8());
-    const std::string unknown = WriteBmpFile("shared.qqq", ColourDib8());
-    Started run(kNoLogo);
+    const std::string path = WriteBmp("shared.bmp", ColourDib8());
+    const std::string unknown = WriteBmp("shared.qqq", ColourDib8());
+    Session run;
     ASSERT_NE(run.frame, nullptr);
     const UINT open = 0x400 + 4660 + kOpenFile;
     {
@@ -584,10 +373,10 @@ TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
         EXPECT_EQ(shared.RowWritten(), -1);
     }
     {
-        SharedName shared(TempFolder() + "\\missing.bmp", -1);
+        SharedName shared(Folder() + "\\missing.bmp", -1);
         EXPECT_EQ(SendMessageA(run.frame, open, 0, 0), 0);
     }
-    EXPECT_TRUE(ImageWindows(run.frame).empty());
+    EXPECT_TRUE(run.Windows().empty());
     EXPECT_TRUE(TopLevelWindows(run.program.Pid(), "#32770").empty());
     {
         SharedName shared(path, -1);
@@ -596,14 +385,14 @@ TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
         EXPECT_EQ(ClassName(window), kImageClass);
         EXPECT_EQ(WindowText(window), path);
         // The receiver fills in the row it found, and it became the load format.
-        const LONG bmpRow = RowOf(run.program, run.frame, "X.BMP");
+        const LONG bmpRow = run.Row("X.BMP");
         EXPECT_EQ(shared.RowWritten(), bmpRow);
         ServiceCall idOfBmp;
         idOfBmp.row = bmpRow;
         ServiceCall current;
         LONG_PTR ignored = 0;
         ASSERT_TRUE(run.program.CallService(run.frame, kCurrentIds, &current, &ignored));
-        EXPECT_EQ(current.value, Service(run.program, run.frame, kGetId, idOfBmp));
+        EXPECT_EQ(current.value, run.Service(kGetId, idOfBmp));
     }
 }
 
@@ -611,102 +400,94 @@ TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
 
 TEST(ImageRecord, SetFlagSetsOnlyForOneAndTestFlagSeesAnyBitOfTheMask)
 {
-    const std::string path = WriteBmpFile("flags.bmp", ColourDib8());
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("flags.bmp", ColourDib8());
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
-    auto setFlag = [&](LONG mask, LONG on) {
-        ServiceCall call;
-        call.window = reinterpret_cast<LONG_PTR>(window);
-        call.value = mask;
-        call.flag = on;
-        Service(run.program, run.frame, kSetFlag, call);
-    };
     auto testFlag = [&](LONG mask) {
         ServiceCall call;
         call.window = reinterpret_cast<LONG_PTR>(window);
         call.value = mask;
-        return Service(run.program, run.frame, kTestFlag, call);
+        return run.Service(kTestFlag, call);
     };
     ASSERT_EQ(testFlag(kColor), 1);
-    setFlag(kColor, 2);
+    run.SetFlag(window, kColor, 2);
     EXPECT_EQ(testFlag(kColor), 0);
-    setFlag(kColor, 1);
+    run.SetFlag(window, kColor, 1);
     EXPECT_EQ(testFlag(kColor), 1);
-    setFlag(kColor, -1);
+    run.SetFlag(window, kColor, -1);
     EXPECT_EQ(testFlag(kColor), 0);
-    setFlag(kModified | kUntitled, 1);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFlags), kModified | kUntitled | kRaster);
+    run.SetFlag(window, kModified | kUntitled, 1);
+    EXPECT_EQ(run.Attr(window, kFlags), kModified | kUntitled | kRaster);
     EXPECT_EQ(testFlag(kColor | kUntitled), 1);
-    setFlag(kModified | kUntitled, 0);
+    run.SetFlag(window, kModified | kUntitled, 0);
     EXPECT_EQ(testFlag(kColor | kUntitled | kModified), 0);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFlags), kRaster);
+    EXPECT_EQ(run.Attr(window, kFlags), kRaster);
 }
 
 TEST(ImageRecord, CopiesAreNewObjectsAndTheRecordKeepsItsOwn)
 {
-    const std::string path = WriteBmpFile("copies.bmp", ColourDib8());
-    CoreValueGuard guard{"screen_bitmaps"};
-    SetCoreValue("screen_bitmaps", "0");
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("copies.bmp", ColourDib8());
+    CoreGuard guard({"screen_bitmaps"});
+    SetCore("screen_bitmaps", "0");
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     ServiceCall call;
     call.window = reinterpret_cast<LONG_PTR>(window);
     const int kGetDib = 4, kGetBitmap = 5, kGetPalette = 6, kCopyDib = 7, kCopyBitmap = 8, kCopyPalette = 9;
     for (int get : {kGetDib, kGetBitmap, kGetPalette}) {
-        const LONG_PTR own = Service(run.program, run.frame, get, call);
-        const LONG_PTR copy = Service(run.program, run.frame, get + 3, call);
+        const LONG_PTR own = run.Service(get, call);
+        const LONG_PTR copy = run.Service(get + 3, call);
         EXPECT_NE(own, 0) << get;
         EXPECT_NE(copy, 0) << get;
         EXPECT_NE(copy, own) << get;
         // The record's own object stays in place.
-        EXPECT_EQ(Service(run.program, run.frame, get, call), own) << get;
+        EXPECT_EQ(run.Service(get, call), own) << get;
     }
-    EXPECT_EQ(Service(run.program, run.frame, kGetDib, call), Attr(run.program, run.frame, window, kDib));
+    EXPECT_EQ(run.Service(kGetDib, call), run.Attr(window, kDib));
     // A 24-bit image has no palette, and its copy is none either.
-    SetImage(run.program, run.frame, window, GrayPixelsDib24());
-    EXPECT_EQ(Service(run.program, run.frame, kGetPalette, call), 0);
-    EXPECT_EQ(Service(run.program, run.frame, kCopyPalette, call), 0);
-    EXPECT_NE(Service(run.program, run.frame, kCopyBitmap, call), 0);
-    EXPECT_NE(Service(run.program, run.frame, kCopyDib, call), 0);
+    run.SetImage(window, GrayPixelsDib24());
+    EXPECT_EQ(run.Service(kGetPalette, call), 0);
+    EXPECT_EQ(run.Service(kCopyPalette, call), 0);
+    EXPECT_NE(run.Service(kCopyBitmap, call), 0);
+    EXPECT_NE(run.Service(kCopyDib, call), 0);
 }
 
 TEST(ImageRecord, NewWindowHasNoImageAndTakesItsDepthFromABlankInfo)
 {
-    Started run(kNoLogo);
+    Session run;
     ASSERT_NE(run.frame, nullptr);
-    HWND window = reinterpret_cast<HWND>(Service(run.program, run.frame, kNewWindow, {}));
+    HWND window = reinterpret_cast<HWND>(run.Service(kNewWindow, {}));
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(WindowText(window), "Image1");
     // No load has run: the info is blank (unknown), so the depth is 4 and the image colour.
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFlags), kUntitled | kColor);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kBits), 4);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFormat), -1);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kDib), 0);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kBitmap), 0);
+    EXPECT_EQ(run.Attr(window, kFlags), kUntitled | kColor);
+    EXPECT_EQ(run.Attr(window, kBits), 4);
+    EXPECT_EQ(run.Attr(window, kFormat), -1);
+    EXPECT_EQ(run.Attr(window, kDib), 0);
+    EXPECT_EQ(run.Attr(window, kBitmap), 0);
 }
 
 TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayPalettesOnly)
 {
-    const std::string path = WriteBmpFile("gray.bmp", ColourDib8());
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("gray.bmp", ColourDib8());
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
-    Program& p = run.program;
     // A 24-bit image of gray pixels has no table to look at: it stays colour.
-    const LONG_PTR handle = SetImage(p, run.frame, window, GrayPixelsDib24());
-    EXPECT_EQ(Attr(p, run.frame, window, kDib), handle);
-    EXPECT_EQ(Attr(p, run.frame, window, kFlags), kColor | kRaster | kModified);
+    const LONG_PTR handle = run.SetImage(window, GrayPixelsDib24());
+    EXPECT_EQ(run.Attr(window, kDib), handle);
+    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster | kModified);
     // A gray table turns the colour image gray.
-    SetImage(p, run.frame, window, GrayDib8());
-    EXPECT_EQ(Attr(p, run.frame, window, kFlags), kRaster | kModified);
+    run.SetImage(window, GrayDib8());
+    EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
     // And a gray image never turns colour here.
-    SetImage(p, run.frame, window, ColourDib8());
-    EXPECT_EQ(Attr(p, run.frame, window, kFlags), kRaster | kModified);
+    run.SetImage(window, ColourDib8());
+    EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
     // The window follows the image's size.
     RECT client{};
     GetClientRect(window, &client);
@@ -716,12 +497,12 @@ TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayPalettesOnly)
 
 TEST(ImageRecord, SetImageWithKeepUndoSwapsTheTwoRecords)
 {
-    const std::string path = WriteBmpFile("undo.bmp", ColourDib8());
-    CoreValueGuard guard{"keep_undo"};
-    SetCoreValue("keep_undo", "1");
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("undo.bmp", ColourDib8());
+    CoreGuard guard({"keep_undo"});
+    SetCore("keep_undo", "1");
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     const int undoWord = sizeof(LONG_PTR);
     // Creation set the attributes in a first record; putting the loaded image
@@ -731,37 +512,37 @@ TEST(ImageRecord, SetImageWithKeepUndoSwapsTheTwoRecords)
     ASSERT_NE(loaded, 0);
     ASSERT_NE(created, 0);
     ASSERT_NE(created, loaded);
-    const LONG_PTR loadedDib = Attr(run.program, run.frame, window, kDib);
+    const LONG_PTR loadedDib = run.Attr(window, kDib);
 
-    SetImage(run.program, run.frame, window, GrayPixelsDib24());
+    run.SetImage(window, GrayPixelsDib24());
     // The loaded record went to the undo word whole; the older one is reused as current.
     EXPECT_EQ(GetWindowLongPtrA(window, 0), created);
     EXPECT_EQ(GetWindowLongPtrA(window, undoWord), loaded);
-    EXPECT_NE(Attr(run.program, run.frame, window, kDib), loadedDib);
+    EXPECT_NE(run.Attr(window, kDib), loadedDib);
     // The new state inherits the attributes: depth and format of the load.
-    EXPECT_EQ(Attr(run.program, run.frame, window, kBits), 8);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFormat), RowOf(run.program, run.frame, "X.BMP"));
+    EXPECT_EQ(run.Attr(window, kBits), 8);
+    EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
 
-    SetImage(run.program, run.frame, window, ColourDib8());
+    run.SetImage(window, ColourDib8());
     EXPECT_EQ(GetWindowLongPtrA(window, 0), loaded);
     EXPECT_EQ(GetWindowLongPtrA(window, undoWord), created);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFormat), RowOf(run.program, run.frame, "X.BMP"));
+    EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
 }
 
 TEST(ImageRecord, WithoutKeepUndoTheRecordIsReused)
 {
-    const std::string path = WriteBmpFile("noundo.bmp", ColourDib8());
-    CoreValueGuard guard{"keep_undo"};
-    SetCoreValue("keep_undo", "0");
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("noundo.bmp", ColourDib8());
+    CoreGuard guard({"keep_undo"});
+    SetCore("keep_undo", "0");
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    HWND window = WaitForImageWindow(run.frame, 8000);
+    HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     const LONG_PTR record = GetWindowLongPtrA(window, 0);
-    SetImage(run.program, run.frame, window, GrayPixelsDib24());
+    run.SetImage(window, GrayPixelsDib24());
     EXPECT_EQ(GetWindowLongPtrA(window, 0), record);
     EXPECT_EQ(GetWindowLongPtrA(window, sizeof(LONG_PTR)), 0);
-    EXPECT_EQ(Attr(run.program, run.frame, window, kFlags), kColor | kRaster | kModified);
+    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster | kModified);
 }
 
 // The device bitmap a DIB gets under each screen_bitmaps value on this 24-bit screen.
@@ -771,38 +552,38 @@ TEST(ImageRecord, ScreenBitmapsDecidesWhichImagesGetADeviceBitmap)
     const int screenBits = GetDeviceCaps(screen, BITSPIXEL) * GetDeviceCaps(screen, PLANES);
     ReleaseDC(nullptr, screen);
     ASSERT_GE(screenBits, 16) << "the rules below are for a deep screen";
-    const std::string path = WriteBmpFile("bitmaps.bmp", ColourDib8());
-    CoreValueGuard guard{"screen_bitmaps"};
+    const std::string path = WriteBmp("bitmaps.bmp", ColourDib8());
+    CoreGuard guard({"screen_bitmaps"});
     struct Case {
         const char* setting;
         bool for8, for16, for24;
     };
     // 1 says "Don't use on 16-bit and 24-bit images", yet a 16-bit DIB gets one.
     for (const Case& c : {Case{"0", true, true, true}, Case{"1", true, true, false}, Case{"2", false, false, false}}) {
-        SetCoreValue("screen_bitmaps", c.setting);
-        Started run(std::string(kNoLogo) + " " + path);
+        SetCore("screen_bitmaps", c.setting);
+        Session run(path);
         ASSERT_NE(run.frame, nullptr);
-        HWND window = WaitForImageWindow(run.frame, 8000);
+        HWND window = run.WaitForWindows(1);
         ASSERT_NE(window, nullptr);
-        EXPECT_EQ(Attr(run.program, run.frame, window, kBitmap) != 0, c.for8) << c.setting;
-        SetImage(run.program, run.frame, window, Dib16());
-        EXPECT_EQ(Attr(run.program, run.frame, window, kBitmap) != 0, c.for16) << c.setting;
-        SetImage(run.program, run.frame, window, GrayPixelsDib24());
-        EXPECT_EQ(Attr(run.program, run.frame, window, kBitmap) != 0, c.for24) << c.setting;
+        EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for8) << c.setting;
+        run.SetImage(window, Dib16());
+        EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for16) << c.setting;
+        run.SetImage(window, GrayPixelsDib24());
+        EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for24) << c.setting;
     }
 }
 
 TEST(ImageRecord, WindowPaintsItsImage)
 {
     // Left half red, right half blue, 20 by 10, through the device bitmap and without.
-    CoreValueGuard guard{"screen_bitmaps"};
+    CoreGuard guard({"screen_bitmaps"});
     for (const char* setting : {"0", "2"}) {
-        SetCoreValue("screen_bitmaps", setting);
-        Started run(kNoLogo);
+        SetCore("screen_bitmaps", setting);
+        Session run;
         ASSERT_NE(run.frame, nullptr);
-        HWND window = reinterpret_cast<HWND>(Service(run.program, run.frame, kNewWindow, {}));
+        HWND window = reinterpret_cast<HWND>(run.Service(kNewWindow, {}));
         ASSERT_NE(window, nullptr);
-        SetImage(run.program, run.frame, window, PackedDib(20, 10, 24, {}, [](int x, int) {
+        run.SetImage(window, MakeDib(20, 10, 24, {}, [](int x, int) {
                      return x < 10 ? 0xFF0000u : 0x0000FFu;
                  }));
         Sleep(300);
@@ -819,17 +600,15 @@ TEST(ImageRecord, WindowPaintsItsImage)
 
 TEST(Shutdown, ExitStoresTheCurrentFormatsInTheProfileStore)
 {
-    const std::string path = WriteBmpFile("formats.bmp", ColourDib8());
-    DeleteCoreValue("load_proc");
-    DeleteCoreValue("save_proc");
-    CoreValueGuard loadGuard{"load_proc"}, saveGuard{"save_proc"};
+    const std::string path = WriteBmp("formats.bmp", ColourDib8());
+    CoreGuard guard({"load_proc", "save_proc"});
     LONG bmpRow = -1, dibRow = -1;
     {
-        Started run(std::string(kNoLogo) + " " + path);
+        Session run(path);
         ASSERT_NE(run.frame, nullptr);
-        ASSERT_NE(WaitForImageWindow(run.frame, 8000), nullptr);
-        bmpRow = RowOf(run.program, run.frame, "X.BMP");
-        dibRow = RowOf(run.program, run.frame, "X.DIB");
+        ASSERT_NE(run.WaitForWindows(1), nullptr);
+        bmpRow = run.Row("X.BMP");
+        dibRow = run.Row("X.DIB");
         ASSERT_NE(bmpRow, dibRow);
         // Exit asks nothing, even with an image open.
         PostMessageA(run.frame, WM_COMMAND, 264, 0);
@@ -837,45 +616,37 @@ TEST(Shutdown, ExitStoresTheCurrentFormatsInTheProfileStore)
         ASSERT_TRUE(run.program.WaitForExit(5000, &code));
         EXPECT_EQ(code, 0u);
     }
-    std::string text;
-    DWORD type = 0;
-    ASSERT_TRUE(ReadCoreValue("load_proc", &text, &type));
-    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(text, std::to_string(bmpRow));
-    ASSERT_TRUE(ReadCoreValue("save_proc", &text, &type));
-    EXPECT_EQ(text, std::to_string(dibRow));
+    // Decimal strings; anything else reads "<type N>".
+    EXPECT_EQ(CoreValue("load_proc"), std::to_string(bmpRow));
+    EXPECT_EQ(CoreValue("save_proc"), std::to_string(dibRow));
 
     // The next start takes them up as its current formats.
-    Started again(kNoLogo);
+    Session again;
     ASSERT_NE(again.frame, nullptr);
     ServiceCall current;
     LONG_PTR ignored = 0;
     ASSERT_TRUE(again.program.CallService(again.frame, kCurrentIds, &current, &ignored));
     ServiceCall bmp;
     bmp.row = bmpRow;
-    EXPECT_EQ(current.value, Service(again.program, again.frame, kGetId, bmp));
+    EXPECT_EQ(current.value, again.Service(kGetId, bmp));
 }
 
 TEST(Shutdown, EndOfSessionWritesTheSettingsWithoutALoop)
 {
-    const std::string path = WriteBmpFile("session.bmp", ColourDib8());
-    DeleteCoreValue("load_proc");
-    CoreValueGuard loadGuard{"load_proc"}, saveGuard{"save_proc"};
-    Started run(std::string(kNoLogo) + " " + path);
+    const std::string path = WriteBmp("session.bmp", ColourDib8());
+    CoreGuard guard({"load_proc", "save_proc"});
+    Session run(path);
     ASSERT_NE(run.frame, nullptr);
-    ASSERT_NE(WaitForImageWindow(run.frame, 8000), nullptr);
-    const LONG bmpRow = RowOf(run.program, run.frame, "X.BMP");
+    ASSERT_NE(run.WaitForWindows(1), nullptr);
+    const LONG bmpRow = run.Row("X.BMP");
     // The frame asks its children; an image window lets the session end.
     EXPECT_EQ(SendMessageA(run.frame, WM_QUERYENDSESSION, 0, 0), 1);
-    std::string text;
-    DWORD type = 0;
-    EXPECT_FALSE(ReadCoreValue("load_proc", &text, &type));
+    EXPECT_EQ(CoreValue("load_proc"), "");
     // A false end changes nothing; a true one writes at once.
     SendMessageA(run.frame, WM_ENDSESSION, FALSE, 0);
-    EXPECT_FALSE(ReadCoreValue("load_proc", &text, &type));
+    EXPECT_EQ(CoreValue("load_proc"), "");
     SendMessageA(run.frame, WM_ENDSESSION, TRUE, 0);
-    ASSERT_TRUE(ReadCoreValue("load_proc", &text, &type));
-    EXPECT_EQ(text, std::to_string(bmpRow));
+    EXPECT_EQ(CoreValue("load_proc"), std::to_string(bmpRow));
 }
 
 }  // namespace

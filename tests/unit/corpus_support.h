@@ -269,6 +269,22 @@ inline std::vector<std::string> BoxTexts()
     return texts;
 }
 
+// ---- the load information ------------------------------------------------------------------
+
+// The load information as "name value" for the fields asked for, in that
+// order (INF_CREATOR gives the creator's text), to compare them all at once.
+inline std::string InfoText(std::initializer_list<int> fields)
+{
+    static const char* const names[] = {"file",   "format",     "width", "height", "palette", "planes",  "colors",
+                                        "gray",   "memory",     "compressed", "bits", "type", "version", "creator"};
+    std::string text;
+    for (int f : fields) {
+        text += std::string(text.empty() ? "" : " ") + names[f] + " ";
+        text += f == INF_CREATOR ? (INF_Info.creator ? INF_Info.creator : "-") : std::to_string(INF_GetValue(f));
+    }
+    return text;
+}
+
 // ---- loads ---------------------------------------------------------------------------------
 
 // What a load gave: its result and block, copies of the block's header, table

@@ -41,14 +41,6 @@ void PutText(LPCSTR section, LPCSTR key, LPCSTR text)
 }
 }  // namespace
 
-TEST(Profile, VersionTextIsThreeFifty)
-{
-    char text[16];
-    PRF_VersionText(text);
-    EXPECT_STREQ("3.50", text);
-    EXPECT_STREQ("Korvanta", PRF_ProductName);
-}
-
 TEST(Profile, ValuesOutliveTheirHandle)
 {
     ScratchStore store("values");

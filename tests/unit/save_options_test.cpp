@@ -40,17 +40,6 @@ WORD Enabled(const SaveColumn& column)
 
 }  // namespace
 
-TEST(SaveOptions, ControlIdsAreTheOptionBitsAboveF000)
-{
-    const int expected[FIL_ControlCount] = {0xF001, 0xF002, 0xF004, 0xF008, 0xF010, 0xF020, 0xF040, 0xF080, 0xF100};
-    for (int i = 0; i < FIL_ControlCount; i++) EXPECT_EQ(FIL_ControlId(i), expected[i]) << i;
-    EXPECT_EQ(FIL_ControlBit(9), 0);
-    EXPECT_EQ(FIL_DepthOption(16), FIL_OPT_16BIT);
-    EXPECT_EQ(FIL_DepthOption(2), 0);
-    EXPECT_EQ(FIL_OptionDepth(FIL_OPT_24BIT | FIL_OPT_COLOR), 24);
-    EXPECT_EQ(FIL_OptionDepth(FIL_OPT_GRAY | FIL_OPT_COMPRESSED), 0);
-}
-
 TEST(SaveOptions, PresetTakesCompressionColourAndDepthFromTheDocument)
 {
     EXPECT_EQ(FIL_PresetOptions(0, 1, 24), FIL_OPT_24BIT | FIL_OPT_COLOR);

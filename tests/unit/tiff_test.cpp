@@ -429,11 +429,8 @@ TEST_F(Tiff, DirectColourRowsAreUnpackedByLayout)
     ASSERT_EQ(1, rgb.result);
     EXPECT_EQ(24, rgb.h.biBitCount);
     EXPECT_EQ((Bytes{3, 2, 1, 6, 5, 4, 0, 0}), rgb.Row(0));
-    EXPECT_EQ(24, INF_GetValue(INF_BITSPERPIXEL));
-    EXPECT_EQ(3, INF_GetValue(INF_PLANES));
-    EXPECT_EQ(0, INF_GetValue(INF_COMPRESSED));
-    EXPECT_EQ(5, INF_GetValue(INF_VERSION));
-    EXPECT_EQ(0, INF_GetValue(INF_TYPE));
+    EXPECT_EQ("planes 3 compressed 0 bits 24 type 0 version 5",
+              InfoText({INF_PLANES, INF_COMPRESSED, INF_BITSPERPIXEL, INF_TYPE, INF_VERSION}));
 
     // Separate planes: red plane, green plane, blue plane, each read in its own pass.
     auto planar = Basic(2, 2, 8, 3);
@@ -964,25 +961,6 @@ TEST_F(Tiff, CorpusFilesLoadToTheirReferenceOrAreRefusedByOurRules)
     }
     EXPECT_EQ(15, checked);
     printf("%s", report.str().c_str());
-}
-
-TEST_F(Tiff, KeptCrashersAndFuzzSeedsAreRefusedOrLoadedWithoutHarm)
-{
-    // Every input a fuzzer ever failed on, and the seeds it starts from (some
-    // broken on purpose): loaded or refused, with libtiff's report at most.
-    int replayed = 0;
-    for (const char* dir : {"crashers/tiff", "../fuzz/seeds/tiff"}) {
-        for (const std::string& path : ReplayFilesIn(DataPath(dir))) {
-            Loaded l;
-            LoadPath(path, l);
-            replayed++;
-            EXPECT_LE(l.texts.size(), 1u) << path;
-            if (l.result) {
-                EXPECT_GT(l.h.biWidth, 0) << path;
-            }
-        }
-    }
-    EXPECT_GE(replayed, 19);
 }
 
 }  // namespace

@@ -7,22 +7,6 @@
 
 #include <cstring>
 
-TEST(Win32Subset, StructuresHaveWindowsSizesAndOffsets)
-{
-    EXPECT_EQ(14u, sizeof(BITMAPFILEHEADER));
-    EXPECT_EQ(2u, offsetof(BITMAPFILEHEADER, bfSize));
-    EXPECT_EQ(10u, offsetof(BITMAPFILEHEADER, bfOffBits));
-    EXPECT_EQ(40u, sizeof(BITMAPINFOHEADER));
-    EXPECT_EQ(14u, offsetof(BITMAPINFOHEADER, biBitCount));
-    EXPECT_EQ(32u, offsetof(BITMAPINFOHEADER, biClrUsed));
-    EXPECT_EQ(12u, sizeof(BITMAPCOREHEADER));
-    EXPECT_EQ(4u, sizeof(RGBQUAD));
-    EXPECT_EQ(3u, sizeof(RGBTRIPLE));
-    EXPECT_EQ(44u, sizeof(BITMAPINFO));
-    EXPECT_EQ(136u, sizeof(OFSTRUCT));
-    EXPECT_EQ(8u, offsetof(OFSTRUCT, szPathName));
-}
-
 TEST(Win32Subset, MoveableBlocksZeroGrowAndCountLocks)
 {
     HGLOBAL h = GlobalAlloc(GHND, 100);
