@@ -10,7 +10,8 @@ namespace {
 
 const int kList = 339, kBox = 350, kNameField = 1152, kFilterCombo = 1136;
 
-LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+// Unicode, so that list texts come back in UTF-16 across processes.
+LRESULT SendW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     DWORD_PTR result = 0;
     SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, 5000, &result);
@@ -22,9 +23,9 @@ std::vector<std::string> ListLines(HWND dialog)
 {
     std::vector<std::string> lines;
     HWND list = GetDlgItem(dialog, kList);
-    for (LRESULT i = 0, n = Send(list, LB_GETCOUNT, 0, 0); i < n; ++i) {
-        std::wstring wide(Send(list, LB_GETTEXTLEN, i, 0) + 1, L'\0');
-        Send(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(wide.data()));
+    for (LRESULT i = 0, n = SendW(list, LB_GETCOUNT, 0, 0); i < n; ++i) {
+        std::wstring wide(SendW(list, LB_GETTEXTLEN, i, 0) + 1, L'\0');
+        SendW(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(wide.data()));
         lines.emplace_back(wide.begin(), wide.begin() + wcslen(wide.c_str()));
     }
     return lines;
@@ -55,8 +56,8 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     EXPECT_EQ(WindowText(dialog), "Icon Types/Sizes");
     EXPECT_EQ(ListLines(dialog), (std::vector<std::string>{"16 x 16 Monochrome", "32 x 32 16-Color"}));
     EXPECT_EQ(ControlText(dialog, kBox), "Load icon mask to create 32-bit image");
-    EXPECT_EQ(Send(GetDlgItem(dialog, kBox), BM_GETCHECK, 0, 0), BST_CHECKED);
-    Send(GetDlgItem(dialog, kList), LB_SETCURSEL, 1, 0);
+    EXPECT_EQ(SendW(GetDlgItem(dialog, kBox), BM_GETCHECK, 0, 0), BST_CHECKED);
+    SendW(GetDlgItem(dialog, kList), LB_SETCURSEL, 1, 0);
     ASSERT_TRUE(PressButton(dialog, IDOK));
     HWND frame = program.WaitForFrame();
     ASSERT_NE(frame, nullptr);
@@ -69,8 +70,8 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     HWND save = WaitForDialog(program, kNameField);
     ASSERT_NE(save, nullptr);
     HWND filter = GetDlgItem(save, kFilterCombo);
-    Send(filter, CB_SETCURSEL, static_cast<WPARAM>(SendMessageA(filter, CB_FINDSTRING, -1, LPARAM("ICO-"))), 0);
-    Send(save, WM_COMMAND, MAKEWPARAM(kFilterCombo, CBN_SELCHANGE), reinterpret_cast<LPARAM>(filter));
+    SendW(filter, CB_SETCURSEL, static_cast<WPARAM>(SendMessageA(filter, CB_FINDSTRING, -1, LPARAM("ICO-"))), 0);
+    SendW(save, WM_COMMAND, MAKEWPARAM(kFilterCombo, CBN_SELCHANGE), reinterpret_cast<LPARAM>(filter));
     SendMessageA(GetDlgItem(save, kNameField), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(output.c_str()));
     ASSERT_TRUE(PressButton(save, IDOK));
     dialog = WaitForDialog(program, kList);
@@ -79,7 +80,7 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
               (std::vector<std::string>{"16 x 16 Monochrome", "16 x 16 16-Color", "16 x 16 256-Color",
                                         "32 x 32 Monochrome", "32 x 32 16-Color", "32 x 32 256-Color",
                                         "64 x 64 Monochrome", "64 x 64 16-Color", "64 x 64 256-Color"}));
-    EXPECT_EQ(Send(GetDlgItem(dialog, kList), LB_GETCURSEL, 0, 0), 5);
+    EXPECT_EQ(SendW(GetDlgItem(dialog, kList), LB_GETCURSEL, 0, 0), 5);
     EXPECT_EQ(ControlText(dialog, kBox), "Use alpha channel to create icon mask");
     EXPECT_TRUE(IsWindowEnabled(GetDlgItem(dialog, kBox)));
     ASSERT_TRUE(PressButton(dialog, IDOK));
