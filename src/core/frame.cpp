@@ -2,6 +2,7 @@
 // and accelerator commands and answers the service messages.
 #include "core/frame.h"
 
+#include "batch/batch.h"
 #include "capture/capture.h"
 #include "colour/conversions.h"
 #include "controls/status.h"
@@ -172,6 +173,9 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
             CLR_WindowCommand(MAI_Active, LOWORD(wParam));
             if (wait) UTL_EndWait();
         }
+        return 0;
+    case IDM_BATCH:
+        BAT_Facility(frame);
         return 0;
     case IDM_SETTINGS:
         UTL_BeginWait();

@@ -2,6 +2,7 @@
 // programs reach the image records, the format table and the open path.
 #include "core/services.h"
 
+#include "batch/batch_engine.h"
 #include "core/app.h"
 #include "core/frame.h"
 #include "core/image_record.h"
@@ -84,7 +85,7 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     if (!block && item != SVC_OPEN_FILE && item != SVC_VERSION && item != SVC_CLIENT && item != SVC_ACTIVE &&
         item != SVC_BATCH_ACTIVE && item != SVC_NOTHING && item != SVC_NEW_WINDOW && item != SVC_HOME &&
         item != SVC_ZERO_45 && item != SVC_ZERO_46 && item != SVC_TRM_CLOSE && item != SVC_INF_INVALIDATE &&
-        item != SVC_QUERY_CLOSE_ALL)
+        item != SVC_QUERY_CLOSE_ALL && item != SVC_BATCH_SESSION)
         return 0;
     switch (item) {
     case SVC_GET_ATTR:
@@ -202,6 +203,12 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
         return WIN_IsImageWindow(block->window);
     case SVC_HOME:
         return SetCurrentDirectoryA(MAI_HomeDir) ? 1 : 0;
+    case SVC_BATCH_SESSION:
+        return BAT_GetSession();
+    case SVC_BATCH_SCRIPTED:
+        // An outside program brackets its own loads and saves as a batch.
+        BAT_SetScripted(block->flag);
+        return 0;
     default:
         // 13, 45, 46, and the services whose subsystems answer them.
         return 0;
