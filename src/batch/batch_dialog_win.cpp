@@ -123,14 +123,15 @@ void FillList(HWND dialog)
     }
     if (!count) {
         noFiles = true;
+        // Inserted at the end, so that the sorted list keeps the three lines in order.
         char text[MAX_PATH + 64] = "";
         LoadStringA(MAI_Instance, kNoFiles, text, sizeof text);
-        SendMessageA(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
+        SendMessageA(list, LB_INSERTSTRING, -1, reinterpret_cast<LPARAM>(text));
         LoadStringA(MAI_Instance, kInDirectory, text, sizeof text);
-        SendMessageA(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
+        SendMessageA(list, LB_INSERTSTRING, -1, reinterpret_cast<LPARAM>(text));
         GetCurrentDirectoryA(sizeof text, text);
         OemToCharA(text, text);
-        SendMessageA(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
+        SendMessageA(list, LB_INSERTSTRING, -1, reinterpret_cast<LPARAM>(text));
     }
     FillTargets(dialog);
 }

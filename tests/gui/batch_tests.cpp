@@ -216,8 +216,14 @@ TEST(Batch, DialogListsTheInputFormatsFilesOffersTheOutputsTargetsAndNamesEachOu
     HWND dialog = b.Open();
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(StoredSession(), stored + 1);
+    // A format without files says so in three lines, and "Batch!" is off.
+    Choose(dialog, kInFormat, "PCX-");
+    EXPECT_EQ(ListItems(GetDlgItem(dialog, kFiles)),
+              (std::vector<std::string>{"NO GRAPHICS FILES FOUND", "IN DIRECTORY", Upper(folder)}));
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(dialog, kRun)));
     Choose(dialog, kInFormat, "BMP-");
     EXPECT_EQ(ListItems(GetDlgItem(dialog, kFiles)), (std::vector<std::string>{"PIC.ONE.BMP", "PLAIN.BMP"}));
+    EXPECT_TRUE(IsWindowEnabled(GetDlgItem(dialog, kRun)));
     // The targets and Compress follow the output format's capability bytes.
     const struct {
         const char* format;
