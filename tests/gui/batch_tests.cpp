@@ -359,6 +359,8 @@ TEST(Batch, AFailingFileAsksNoGoesOnAndEscapeDuringTheWaitAborts)
         EXPECT_EQ(r.bottom, GetSystemMetrics(SM_CYSCREEN));
         PressButton(box, IDNO);
         ASSERT_TRUE(WaitForWindowGone(box, 5000));
+        // The run waits 2000 ms after the failure; Escape ends the wait at once.
+        const ULONGLONG answered = GetTickCount64();
         if (escape) PostMessageA(b.frame, WM_KEYDOWN, VK_ESCAPE, 0);
         std::string end;
         ASSERT_TRUE(Within(20000, [&] {
@@ -366,6 +368,8 @@ TEST(Batch, AFailingFileAsksNoGoesOnAndEscapeDuringTheWaitAborts)
                 if (MessageBoxText(w).compare(0, 16, "Batch Processing") == 0) box = w, end = MessageBoxText(w);
             return !end.empty();
         }));
+        const ULONGLONG waited = GetTickCount64() - answered;
+        EXPECT_TRUE(escape ? waited < 1500 : waited >= 1900) << waited << " ms";
         EXPECT_EQ(end, escape ? "Batch Processing Aborted" : "Batch Processing Complete");
         PressButton(box, IDOK);
         WaitForWindowGone(box, 5000);
