@@ -51,7 +51,8 @@ run() {
     shift
     rm -rf "$work/out" && mkdir -p "$work/out"
     start=$(date +%s.%N)
-    /usr/bin/time -v -o "$work/$name.time" "$@" >/dev/null 2>"$work/$name.err" || echo "$name failed" >&2
+    /usr/bin/time -v -o "$work/$name.time" "$@" >/dev/null 2>"$work/$name.err" ||
+        echo "$name failed: $(head -c 300 "$work/$name.err")" >&2
     end=$(date +%s.%N)
     seconds=$(awk "BEGIN { printf \"%.1f\", $end - $start }")
     peak=$(awk -F: '/Maximum resident set size/ { print $2 + 0 }' "$work/$name.time")
@@ -70,7 +71,8 @@ if command -v mogrify >/dev/null; then
     run imagemagick mogrify -path "$work/out" -format gif -colors 256 "$work"/in/*.bmp
 fi
 if command -v gm >/dev/null; then
-    run graphicsmagick gm mogrify -output-directory "$work/out" -format gif -colors 256 "$work"/in/*.bmp
+    # gm puts the input's whole path under -output-directory: it runs beside the inputs.
+    run graphicsmagick sh -c 'cd "$1/in" && gm mogrify -output-directory ../out -format gif -colors 256 *.bmp' sh "$work"
 fi
 if command -v vips >/dev/null; then
     # vips converts one file a process; the loop is the whole command.

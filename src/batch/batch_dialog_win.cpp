@@ -170,6 +170,10 @@ void AcceptEdit(HWND dialog)
         InvalidateRect(list, nullptr, FALSE);
     }
     const int count = RowCount(list);
+    if (count <= 0) {
+        editIndex = -1;
+        return;
+    }
     int next = editIndex;
     do next = (next + 1) % count;
     while (next != editIndex && !RowSelected(list, next));
