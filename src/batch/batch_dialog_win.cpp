@@ -14,6 +14,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 
 namespace {
 const UINT kNoMemory = 8221, kBadDirectory = 21253, kNoFiles = 16653, kInDirectory = 16654;
@@ -405,7 +406,14 @@ void Collect(HWND dialog)
 void RunPressed(HWND dialog)
 {
     char directory[sizeof BAT_OutputDir + 1] = "";
-    GetDlgItemTextA(dialog, IDC_BAT_OUTDIR, directory, sizeof BAT_OutputDir);
+    HWND edit = GetDlgItem(dialog, IDC_BAT_OUTDIR);
+    // A name longer than the run keeps is refused whole, never cut to fit.
+    if (GetWindowTextLengthA(edit) >= static_cast<int>(sizeof BAT_OutputDir)) {
+        const std::string whole = UTL_WindowText(edit);
+        MSG_Report(SEV_ERROR, kBadDirectory, whole.c_str());
+        return;
+    }
+    GetWindowTextA(edit, directory, sizeof BAT_OutputDir);
     if (!directory[0]) lstrcpyA(directory, ".");
     if (!DirectoryWorks(directory)) {
         const size_t length = strlen(directory);

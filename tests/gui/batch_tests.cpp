@@ -256,6 +256,20 @@ TEST(Batch, DialogListsTheInputFormatsFilesOffersTheOutputsTargetsAndNamesEachOu
     ASSERT_TRUE(Within(3000, [&] { return Upper(WindowText(GetDlgItem(dialog, kEdit))) == "PIC.PCX"; }));
     PressButton(dialog, kDrop);
     ASSERT_TRUE(Within(3000, [&] { return !IsWindowEnabled(GetDlgItem(dialog, kEdit)); }));
+    // A folder that isn't there is refused, with and without its backslash; the dialog stays.
+    const std::string missing = folder + "\\nothere";
+    SendMessageA(GetDlgItem(dialog, kOutDir), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(missing.c_str()));
+    PressButton(dialog, kRun);
+    HWND box = nullptr;
+    ASSERT_TRUE(Within(10000, [&] {
+        for (HWND w : TopLevelWindows(b.program.Pid(), "#32770"))
+            if (GetDlgItem(w, IDOK) && !GetDlgItem(w, kFiles)) box = w;
+        return box != nullptr;
+    }));
+    EXPECT_EQ(MessageBoxText(box), "Illegal or non-existant output directory '" + missing + "\\'");
+    PressButton(box, IDOK);
+    ASSERT_TRUE(WaitForWindowGone(box, 5000));
+    EXPECT_TRUE(IsWindow(dialog));
     EXPECT_EQ(RunInto(b, dialog, out), "Batch Processing Complete");
     // Names cut at the first dot, the typed one upper case; the session is
     // counted once in the store and twice in memory.
