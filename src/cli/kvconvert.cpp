@@ -58,7 +58,8 @@ const char kUsage[] =
     "                             suffixes; at most and by default 2G)\n"
     "      --yes | --no           answer to a reader's question (default --no)\n"
     "      --force                overwrite existing outputs (never an input)\n"
-    "  -j, --jobs N               convert N files at once (default: one per core)\n"
+    "  -j, --jobs N               convert N files at once (default: one per core);\n"
+    "                             above 1, questions take the --yes/--no answer\n"
     "      --files-from FILE      more inputs, one name a line; - reads standard input\n"
     "  -q, --quiet / --progress   progress bar on a terminal by default; -q also\n"
     "                             drops the closing line: converted, failed,\n"
@@ -451,8 +452,10 @@ int main(int argc, char** argv)
     int jobs = o.jobs ? o.jobs : CoreCount();
     if (static_cast<size_t>(jobs) > inputs.size()) jobs = static_cast<int>(inputs.size());
     if (jobs > 1) {
-        // One bar from several processes would be noise.
+        // One bar, or one question on the terminal, from several processes
+        // at once would be noise: questions take the --yes/--no answer.
         HDL_SetProgressBar(false);
+        HDL_SetInteractive(false);
         RunWorkers(job, jobs, results.data());
     } else {
         for (size_t n = 0; n < inputs.size(); n++) {
