@@ -179,6 +179,18 @@ int CLI_ParseOptions(int argc, char** argv, ConvertOptions* o, std::string* erro
         } else if (name == "-q" || name == "--quiet" || name == "--progress") {
             if (!flag()) return 0;
             o->progress = name == "--progress" ? 1 : 0;
+        } else if (name == "-j" || name == "--jobs") {
+            if (!needValue(&v)) return 0;
+            if (!ParseInt(v, 1, 256, &o->jobs)) {
+                *error = "--jobs must be 1 to 256";
+                return 0;
+            }
+        } else if (name == "--files-from") {
+            if (!needValue(&o->filesFrom)) return 0;
+            if (o->filesFrom.empty()) {
+                *error = "--files-from needs a file name, or - for standard input";
+                return 0;
+            }
         } else if (name == "--list-formats") {
             if (!flag()) return 0;
             o->listFormats = true;

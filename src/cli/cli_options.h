@@ -21,6 +21,8 @@ struct ConvertOptions {
     int answer = 0;               // --yes 1, --no -1, 0 = ask on a terminal, else no
     bool force = false;           // --force
     int progress = -1;            // --progress 1, -q 0, -1 = on a terminal
+    int jobs = 0;                 // -j: files converted at once; 0 = the number of cores
+    std::string filesFrom;        // --files-from: input names one a line; "-" = standard input
     bool listFormats = false;     // --list-formats
     std::string info;             // --info FILE
     bool version = false;

@@ -121,6 +121,9 @@ int CLR_FlatCutDither(HWND window, int target);
 int CLR_OptimizedCut(HWND window, int count);
 int CLR_OptimizedCutDither(HWND window, int count);
 int CLR_IncreaseDepth(HWND window, int target, int alpha);
+// The window's record as a document, and a change put into the window.
+ColourDocument CLR_WindowDocument(HWND window);
+void CLR_WindowInstall(HWND window, const ColourDocument& before, const ColourChange& change);
 // Runs a command of the Colors popup on the window (1280 sets the colour flag only).
 int CLR_WindowCommand(HWND window, int command);
 #endif

@@ -6,8 +6,7 @@
 
 #include "core/image_record.h"
 
-namespace {
-ColourDocument DocumentOf(HWND window)
+ColourDocument CLR_WindowDocument(HWND window)
 {
     ColourDocument doc;
     doc.dib = IMG_GetDIB(window);
@@ -16,25 +15,27 @@ ColourDocument DocumentOf(HWND window)
     return doc;
 }
 
-// Puts a change into the window. A change without a DIB moves no pixel, so it
-// keeps no undo image and leaves the modified flag alone.
-void Install(HWND window, const ColourDocument& before, const ColourChange& change)
+// A change without a DIB moves no pixel, so it keeps no undo image and
+// leaves the modified flag alone.
+void CLR_WindowInstall(HWND window, const ColourDocument& before, const ColourChange& change)
 {
     if (change.dib) IMG_SetImage(window, change.dib);
     if (change.dib || change.bits != before.bits) IMG_SetAttr(window, IA_BITS, change.bits);
     if (change.color != CLR_COLOR_KEEP) IMG_SetFlag(window, IF_COLOR, change.color == CLR_COLOR_SET ? 1 : 0);
 }
 
+namespace {
+
 // Runs an operation on the window's document; 1 when the window changed.
 template <typename Operation>
 int Run(HWND window, Operation operation)
 {
     if (!window) return 0;
-    ColourDocument doc = DocumentOf(window);
+    ColourDocument doc = CLR_WindowDocument(window);
     if (!doc.dib) return 0;
     ColourChange change;
     if (!operation(doc, &change)) return 0;
-    Install(window, doc, change);
+    CLR_WindowInstall(window, doc, change);
     return 1;
 }
 }  // namespace

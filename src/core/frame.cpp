@@ -2,6 +2,7 @@
 // and accelerator commands and answers the service messages.
 #include "core/frame.h"
 
+#include "batch/batch.h"
 #include "capture/capture.h"
 #include "controls/image_info.h"
 #include "colour/conversions.h"
@@ -177,6 +178,9 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
     case IDM_IMAGEINFO:
         // Only an image window with an image has facts to show.
         DIS_ImageInfo(frame, MAI_Active);
+        return 0;
+    case IDM_BATCH:
+        BAT_Facility(frame);
         return 0;
     case IDM_SETTINGS:
         UTL_BeginWait();

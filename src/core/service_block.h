@@ -48,6 +48,7 @@ enum ServiceItem {
     SVC_FIT = 37,
     SVC_FROM_ID = 39,
     SVC_GET_ID = 40,
+    SVC_BATCH_SESSION = 42,
     SVC_ZERO_45 = 45,
     SVC_ZERO_46 = 46,
     SVC_GET_FORMAT = 50,
@@ -62,6 +63,7 @@ enum ServiceItem {
     SVC_MDI_CREATE = 63,
     SVC_IS_IMAGE_WINDOW = 65,
     SVC_HOME = 67,
+    SVC_BATCH_SCRIPTED = 71,
 };
 
 // The interface version answered by item 20.

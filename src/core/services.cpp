@@ -3,6 +3,7 @@
 #include "core/services.h"
 
 #include "controls/display_panel.h"
+#include "batch/batch_engine.h"
 #include "core/app.h"
 #include "core/frame.h"
 #include "core/image_record.h"
@@ -85,7 +86,7 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     if (!block && item != SVC_OPEN_FILE && item != SVC_VERSION && item != SVC_CLIENT && item != SVC_ACTIVE &&
         item != SVC_BATCH_ACTIVE && item != SVC_NOTHING && item != SVC_NEW_WINDOW && item != SVC_HOME &&
         item != SVC_ZERO_45 && item != SVC_ZERO_46 && item != SVC_TRM_CLOSE && item != SVC_INF_INVALIDATE &&
-        item != SVC_QUERY_CLOSE_ALL)
+        item != SVC_QUERY_CLOSE_ALL && item != SVC_BATCH_SESSION)
         return 0;
     switch (item) {
     case SVC_GET_ATTR:
@@ -206,6 +207,12 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     case SVC_PANEL_FLAG:
         // A program that drives the frame may switch the load panel off.
         DIS_Enabled = block->flag;
+        return 0;
+    case SVC_BATCH_SESSION:
+        return BAT_GetSession();
+    case SVC_BATCH_SCRIPTED:
+        // An outside program brackets its own loads and saves as a batch.
+        BAT_SetScripted(block->flag);
         return 0;
     default:
         // 13, 45, 46, and the services whose subsystems answer them.

@@ -142,6 +142,21 @@ echo user >"$out.kvpar"
 check "a path too long is refused, the cut name untouched" test $? -eq 1 -a "$(cat "$out.kvpar")" = user -a \
   ! -e "$out" -a "$(grep -c 'is too long (at most 4088 characters)' err.txt)" -eq 1
 
+# Many files: -j 2 writes what -j 1 writes, byte for byte; --files-from -
+# takes the names from standard input (a last line without its newline too).
+for i in 1 2 3 4 5 6; do make_bmp "many$i.bmp" $((i * 37)) $((i * 13 + 5)); done
+"$kv" -q -t gif -d 4 -o many7.gif many1.bmp 2>/dev/null
+mkdir -p one two
+"$kv" -q -j 1 -t pcx -d 8 -o one many*.bmp many7.gif 2>/dev/null
+printf 'many1.bmp\nmany2.bmp\r\n\nmany3.bmp\nmany4.bmp\nmany5.bmp\nmany6.bmp\nmany7.gif' |
+  "$kv" -j 2 -t pcx -d 8 -o two --files-from - 2>err.txt
+check "-j 2 with --files-from - converts each listed file and sums up" test $? -eq 0 -a \
+  "$(tail -n 1 err.txt | sed 's/, [0-9.]* s$//')" = "kvconvert: 7 converted, 0 failed, 0 skipped"
+check "-j 2 writes the bytes of -j 1" test "$(cd one && sha256sum *)" = "$(cd two && sha256sum *)" -a "$(ls two | wc -l)" -eq 7
+"$kv" -j 2 -t pcx -d 8 -o two many1.bmp nothere.bmp broken.bmp 2>err.txt
+check "the summary counts kept outputs and failures" test $? -eq 1 -a \
+  "$(tail -n 1 err.txt | sed 's/, [0-9.]* s$//')" = "kvconvert: 0 converted, 2 failed, 1 skipped"
+
 # Interruption: a run over many large files stopped by SIGINT leaves no
 # partial file and says how far it came.
 make_bmp big.bmp 1500 1000
