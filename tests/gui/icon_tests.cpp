@@ -86,6 +86,10 @@ TEST(Icon, OpenPicksAnImageAndSaveAsAsksForTheType)
     ASSERT_TRUE(PressButton(dialog, IDOK));
     // 22 + 40 + 1024 table bytes + 32 x 32 pixels + 32 mask rows of 4 bytes.
     WIN32_FILE_ATTRIBUTE_DATA data{};
-    for (int i = 0; i < 100 && !GetFileAttributesExA(output.c_str(), GetFileExInfoStandard, &data); ++i) Sleep(50);
+    // The file exists from its creation on: wait until the writer has put all of it there.
+    for (int i = 0; i < 200 && !(GetFileAttributesExA(output.c_str(), GetFileExInfoStandard, &data) &&
+                                 data.nFileSizeLow == 2238u);
+         ++i)
+        Sleep(50);
     EXPECT_EQ(data.nFileSizeLow, 2238u);
 }
