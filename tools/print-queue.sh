@@ -74,10 +74,17 @@ for _ in $(seq 1 100); do [ -S "$dir/sock" ] && break; sleep 0.1; done
 [ -S "$dir/sock" ] || { echo "print-queue: cupsd did not open $dir/sock" >&2; tail -5 "$dir/log/error_log" >&2; stop; exit 1; }
 export CUPS_SERVER=$dir/sock
 lpadmin -p kvcolour -E -v "file://$dir/out/kvcolour.ps" -m drv:///sample.drv/generic.ppd 2>>"$dir/lpadmin.log" \
-  || { echo "print-queue: the colour queue was refused" >&2; stop; exit 1; }
-# The monochrome queue: the same printer with its colour switched off.
-sed 's/^\*ColorDevice:.*/*ColorDevice: False/' "$dir/ppd/kvcolour.ppd" >"$dir/mono.ppd"
-lpadmin -p kvmono -E -v "file://$dir/out/kvmono.ps" -P "$dir/mono.ppd" 2>>"$dir/lpadmin.log" \
-  || { echo "print-queue: the monochrome queue was refused" >&2; stop; exit 1; }
+  || { echo "print-queue: the colour queue was refused" >&2; cat "$dir/lpadmin.log" >&2; stop; exit 1; }
+# Both printers print at 600 dots per inch; the monochrome one is the same
+# printer with its colour switched off. Like the PostScript drivers of
+# Windows, they give every job the short operators bd, gs, gr and CB, which
+# Wine's driver does not define: the spooler puts them in each job's prolog.
+[ -s "$dir/ppd/kvcolour.ppd" ] || { echo "print-queue: cupsd wrote no PPD for kvcolour" >&2; stop; exit 1; }
+{ grep -v '^\*DefaultResolution' "$dir/ppd/kvcolour.ppd"; echo '*DefaultResolution: 600dpi'
+  echo '*JobPatchFile 1: "/bd {bind def} bind def /gs {gsave} bd /gr {grestore} bd /CB {4 2 roll rectclip} bd"'; } >"$dir/colour.ppd"
+sed 's/^\*ColorDevice:.*/*ColorDevice: False/' "$dir/colour.ppd" >"$dir/mono.ppd"
+lpadmin -p kvcolour -P "$dir/colour.ppd" 2>>"$dir/lpadmin.log" \
+  && lpadmin -p kvmono -E -v "file://$dir/out/kvmono.ps" -P "$dir/mono.ppd" 2>>"$dir/lpadmin.log" \
+  || { echo "print-queue: the queues were refused" >&2; cat "$dir/lpadmin.log" >&2; stop; exit 1; }
 lpadmin -d kvcolour
 echo "print-queue: kvcolour and kvmono on $dir/sock"

@@ -9,14 +9,15 @@
 #include <cstddef>
 
 // Bytes in front of the text of every packet handed to a sink: the text's
-// length as a 32-bit little-endian number, as the passthrough escape wants it.
+// length as a 32-bit little-endian number. A sink may overwrite them (the
+// passthrough escape puts its own count there).
 constexpr size_t PS_PacketHeader = 4;
 
 // Where the text goes. send gets a packet (the header, then length bytes of
-// text) and returns the result of the device: above 0 goes on, 0 or below
-// ends the output with that result.
+// text, which it may change) and returns the result of the device: above 0
+// goes on, 0 or below ends the output with that result.
 struct PS_Sink {
-    int (*send)(void* context, const char* packet, int length);
+    int (*send)(void* context, char* packet, int length);
     void* context;
 };
 

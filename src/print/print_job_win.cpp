@@ -9,6 +9,8 @@
 #include "print/page_layout.h"
 #include "print/postscript.h"
 
+#include <algorithm>
+
 #include "print_dialog_ids.h"
 
 HWND PRI_Parent;
@@ -37,11 +39,28 @@ UINT ResultMessage(int result)
     }
 }
 
-// The sink of the PostScript text: the driver's passthrough escape, which
-// takes the packet with its length in front.
-int SendPassThrough(void* context, const char* packet, int length)
+// The sink of the PostScript text: the driver's passthrough escape. Its
+// published form is a 16-bit count followed by the text (drivers read the
+// count from the first two bytes and the text from the third), so the count
+// goes in the last two bytes in front of the text, and a text longer than a
+// count can hold goes in pieces.
+int SendPassThrough(void* context, char* packet, int length)
 {
-    return Escape(static_cast<HDC>(context), kPassThrough, length, packet, nullptr);
+    HDC printer = static_cast<HDC>(context);
+    char* text = packet + PS_PacketHeader;
+    int result = 1;
+    for (int done = 0; done < length && result > 0;) {
+        const int piece = std::min(length - done, 0xFFFF);
+        char* count = text + done - 2;
+        const char saved[2] = {count[0], count[1]};
+        count[0] = static_cast<char>(piece & 0xFF);
+        count[1] = static_cast<char>(piece >> 8);
+        result = Escape(printer, kPassThrough, piece, count, nullptr);
+        count[0] = saved[0];
+        count[1] = saved[1];
+        done += piece;
+    }
+    return result;
 }
 
 void ShowProgress(int percent) { PRI_Progress(percent); }

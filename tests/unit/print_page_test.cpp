@@ -15,7 +15,7 @@ struct Capture {
     std::vector<std::string> texts;
     size_t failAt = SIZE_MAX;
     int stopAt = 1;
-    static int Send(void* context, const char* packet, int length)
+    static int Send(void* context, char* packet, int length)
     {
         auto* self = static_cast<Capture*>(context);
         uint32_t header = 0;
