@@ -3,8 +3,8 @@
 # with two PostScript queues that write each job to a file:
 #   kvcolour -> DIR/out/kvcolour.ps (a colour PostScript printer)
 #   kvmono   -> DIR/out/kvmono.ps   (the same printer, monochrome)
-# Clients find it through CUPS_SERVER=DIR/sock. "stop" ends the scheduler by
-# the pid it wrote and leaves nothing running.
+# and a second one without any printer on DIR/empty/sock. Clients find them
+# through CUPS_SERVER. "stop" ends both by the pids kept and leaves nothing running.
 set -u
 cmd=${1:-}
 dir=${2:-}
@@ -12,26 +12,24 @@ dir=${2:-}
 mkdir -p "$dir"
 dir=$(cd "$dir" && pwd)
 
-stop() {
-  [ -f "$dir/cupsd.pid" ] || return 0
+stop_one() {  # ROOT
+  [ -f "$1/cupsd.pid" ] || return 0
   local pid
-  pid=$(cat "$dir/cupsd.pid")
+  pid=$(cat "$1/cupsd.pid")
   if [ -n "$pid" ] && kill "$pid" 2>/dev/null; then
     for _ in $(seq 1 50); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
   fi
-  rm -f "$dir/cupsd.pid"
+  rm -f "$1/cupsd.pid"
 }
+stop() { stop_one "$dir"; stop_one "$dir/empty"; }
 
-if [ "$cmd" = stop ]; then stop; exit 0; fi
-[ "$cmd" = start ] || { echo "usage: $0 start|stop DIR" >&2; exit 2; }
-stop
-command -v /usr/sbin/cupsd >/dev/null || { echo "print-queue: cupsd is not installed (package cups-daemon)" >&2; exit 1; }
-command -v lpadmin >/dev/null || { echo "print-queue: lpadmin is not installed (package cups-client)" >&2; exit 1; }
-
-rm -rf "$dir/spool" "$dir/cache" "$dir/state" "$dir/log" "$dir/ppd" "$dir/out"
-mkdir -p "$dir/spool/tmp" "$dir/cache" "$dir/state/certs" "$dir/log" "$dir/ppd" "$dir/out"
-cat >"$dir/cupsd.conf" <<CONF
-Listen $dir/sock
+# Writes the configuration of a scheduler under ROOT and starts it there.
+start_one() {  # ROOT
+  local root=$1
+  rm -rf "$root/spool" "$root/cache" "$root/state" "$root/log" "$root/ppd" "$root/out"
+  mkdir -p "$root/spool/tmp" "$root/cache" "$root/state/certs" "$root/log" "$root/ppd" "$root/out"
+  cat >"$root/cupsd.conf" <<CONF
+Listen $root/sock
 WebInterface No
 DefaultAuthType None
 LogLevel warn
@@ -49,29 +47,41 @@ PreserveJobFiles No
   </Limit>
 </Policy>
 CONF
-cat >"$dir/cups-files.conf" <<CONF
+  cat >"$root/cups-files.conf" <<CONF
 FileDevice Yes
-ServerRoot $dir
-RequestRoot $dir/spool
-TempDir $dir/spool/tmp
-CacheDir $dir/cache
-StateDir $dir/state
-AccessLog $dir/log/access_log
-ErrorLog $dir/log/error_log
-PageLog $dir/log/page_log
+ServerRoot $root
+RequestRoot $root/spool
+TempDir $root/spool/tmp
+CacheDir $root/cache
+StateDir $root/state
+AccessLog $root/log/access_log
+ErrorLog $root/log/error_log
+PageLog $root/log/page_log
 User lp
 Group lp
 CONF
-# The scheduler runs its jobs as lp: the folders it writes must be lp's.
-chown -R lp:lp "$dir/spool" "$dir/cache" "$dir/state" "$dir/log" "$dir/ppd" "$dir/out" 2>/dev/null || true
-chmod 0755 "$dir"
-/usr/sbin/cupsd -t -c "$dir/cupsd.conf" -s "$dir/cups-files.conf" >"$dir/check.log" 2>&1 \
-  || { echo "print-queue: cupsd refuses its configuration:" >&2; cat "$dir/check.log" >&2; exit 1; }
-# In the foreground of a process of its own, so that its pid is known and kept.
-setsid /usr/sbin/cupsd -f -c "$dir/cupsd.conf" -s "$dir/cups-files.conf" </dev/null >"$dir/cupsd.out" 2>&1 &
-echo $! >"$dir/cupsd.pid"
-for _ in $(seq 1 100); do [ -S "$dir/sock" ] && break; sleep 0.1; done
-[ -S "$dir/sock" ] || { echo "print-queue: cupsd did not open $dir/sock" >&2; tail -5 "$dir/log/error_log" >&2; stop; exit 1; }
+  # The scheduler runs its jobs as lp: the folders it writes must be lp's.
+  chown -R lp:lp "$root/spool" "$root/cache" "$root/state" "$root/log" "$root/ppd" "$root/out" 2>/dev/null || true
+  chmod 0755 "$root"
+  /usr/sbin/cupsd -t -c "$root/cupsd.conf" -s "$root/cups-files.conf" >"$root/check.log" 2>&1 \
+    || { echo "print-queue: cupsd refuses its configuration:" >&2; cat "$root/check.log" >&2; return 1; }
+  # In the foreground of a process of its own, so that its pid is known and kept.
+  setsid /usr/sbin/cupsd -f -c "$root/cupsd.conf" -s "$root/cups-files.conf" </dev/null >"$root/cupsd.out" 2>&1 &
+  echo $! >"$root/cupsd.pid"
+  for _ in $(seq 1 100); do [ -S "$root/sock" ] && return 0; sleep 0.1; done
+  echo "print-queue: cupsd did not open $root/sock" >&2
+  tail -5 "$root/log/error_log" >&2
+  return 1
+}
+
+if [ "$cmd" = stop ]; then stop; exit 0; fi
+[ "$cmd" = start ] || { echo "usage: $0 start|stop DIR" >&2; exit 2; }
+stop
+[ -x /usr/sbin/cupsd ] || { echo "print-queue: cupsd is not installed (package cups-daemon)" >&2; exit 1; }
+command -v lpadmin >/dev/null || { echo "print-queue: lpadmin is not installed (package cups-client)" >&2; exit 1; }
+mkdir -p "$dir/empty"
+start_one "$dir" && start_one "$dir/empty" || { stop; exit 1; }
+
 export CUPS_SERVER=$dir/sock
 lpadmin -p kvcolour -E -v "file://$dir/out/kvcolour.ps" -m drv:///sample.drv/generic.ppd 2>>"$dir/lpadmin.log" \
   || { echo "print-queue: the colour queue was refused" >&2; cat "$dir/lpadmin.log" >&2; stop; exit 1; }
@@ -85,6 +95,6 @@ lpadmin -p kvcolour -E -v "file://$dir/out/kvcolour.ps" -m drv:///sample.drv/gen
 sed 's/^\*ColorDevice:.*/*ColorDevice: False/' "$dir/colour.ppd" >"$dir/mono.ppd"
 lpadmin -p kvcolour -P "$dir/colour.ppd" 2>>"$dir/lpadmin.log" \
   && lpadmin -p kvmono -E -v "file://$dir/out/kvmono.ps" -P "$dir/mono.ppd" 2>>"$dir/lpadmin.log" \
+  && lpadmin -d kvcolour 2>>"$dir/lpadmin.log" \
   || { echo "print-queue: the queues were refused" >&2; cat "$dir/lpadmin.log" >&2; stop; exit 1; }
-lpadmin -d kvcolour
-echo "print-queue: kvcolour and kvmono on $dir/sock"
+echo "print-queue: kvcolour and kvmono on $dir/sock, no printer on $dir/empty/sock"

@@ -50,6 +50,9 @@ int SendPassThrough(void* context, char* packet, int length)
     char* text = packet + PS_PacketHeader;
     int result = 1;
     for (int done = 0; done < length && result > 0;) {
+        // Some spoolers never ask the abort procedure while a page is being
+        // drawn: ask it here, so that Cancel Print ends the output at the next escape.
+        if (!AbortProc(printer, 0)) return SP_USERABORT;
         const int piece = std::min(length - done, 0xFFFF);
         char* count = text + done - 2;
         const char saved[2] = {count[0], count[1]};

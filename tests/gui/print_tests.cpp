@@ -5,6 +5,8 @@
 
 #include "driver.h"
 
+#include <winspool.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -210,6 +212,18 @@ void ExpectImage(const Page& page, const Printer& p, int width, int height, int 
     EXPECT_NE(page.At(midX, p.offsetY + height - 2), 0xFFFFFFu);
 }
 
+// A message box of the program: neither the print dialog nor the progress dialog.
+HWND WaitForReport(const Session& run)
+{
+    HWND found = nullptr;
+    Within(10000, [&] {
+        for (HWND window : TopLevelWindows(run.program.Pid(), "#32770"))
+            if (GetDlgItem(window, 0xFFFF) && !GetDlgItem(window, kFullSize) && !GetDlgItem(window, 257)) found = window;
+        return found != nullptr;
+    });
+    return found;
+}
+
 bool PrintSystemReady()
 {
     if (PrintDir().empty()) {
@@ -272,4 +286,100 @@ TEST(Print, EachDepthTakesItsPathAndLandsAtTheOriginInItsSize)
                     c.gray, c.gray ? 1 : 0);
         EXPECT_TRUE(run.NoDialogs());
     }
+}
+
+TEST(Print, SizesCopiesCancelAndTheDocumentName)
+{
+    ASSERT_TRUE(PrintSystemReady());
+    const int imageW = 100, imageH = 60;
+    Session run(WriteBmp("PRINTS.BMP", MakeDib(imageW, imageH, 24, {}, Colour)));
+    HWND window = run.WaitForWindows(1);
+    ASSERT_NE(window, nullptr);
+    const Printer p = PrinterFacts("kvcolour");
+    const int fullW = p.dpiX * imageW / ScreenDpi(LOGPIXELSX), fullH = p.dpiY * imageH / ScreenDpi(LOGPIXELSY);
+
+    // "Aspect:" sets the two axes apart: half as wide, twice as tall.
+    Choice aspect{"kvcolour", kAspect, "", "50", "200"};
+    PrintWith(run, aspect);
+    std::string job = WaitForJob("kvcolour", 20000);
+    ASSERT_FALSE(job.empty());
+    // The spooler knows the job by the window's title.
+    EXPECT_NE(job.find("%%Title: " + WindowText(window) + "\n"), std::string::npos) << WindowText(window);
+    Page page;
+    ASSERT_TRUE(Render("kvcolour", p.dpiX, &page));
+    ExpectImage(page, p, fullW * 50 / 100, fullH * 200 / 100, imageW, imageH, Colour, false, 0);
+
+    // 0 percent: the job runs and its page stays white.
+    PrintWith(run, Choice{"kvcolour", kPercent, "0"});
+    ASSERT_FALSE(WaitForJob("kvcolour", 20000).empty());
+    ASSERT_TRUE(Render("kvcolour", p.dpiX, &page));
+    EXPECT_EQ(std::count(page.rgb.begin(), page.rgb.end(), 255), static_cast<std::ptrdiff_t>(page.rgb.size()));
+
+    // Three copies typed: one page is drawn.
+    Choice copies{"kvcolour"};
+    copies.copies = "3";
+    PrintWith(run, copies);
+    job = WaitForJob("kvcolour", 20000);
+    ASSERT_FALSE(job.empty());
+    size_t pages = 0;
+    for (size_t at = job.find("%%Page:"); at != std::string::npos; at = job.find("%%Page:", at + 1)) ++pages;
+    EXPECT_EQ(pages, 1u);
+
+    // Cancel in the dialog: nothing is printed, nothing is shown.
+    Choice cancel{"kvcolour"};
+    cancel.cancel = true;
+    PrintWith(run, cancel);
+    EXPECT_TRUE(WaitForJob("kvcolour", 3000).empty());
+    EXPECT_TRUE(run.NoDialogs());
+}
+
+TEST(Print, CancelPrintEndsThePostScriptWithoutEndingTheDocument)
+{
+    ASSERT_TRUE(PrintSystemReady());
+    // Large enough that the rows take a while to send.
+    Session run(WriteBmp("PRINTBIG.BMP", MakeDib(3000, 1500, 24, {}, [](int x, int y) { return Colour(x % 97, y % 53); })));
+    ASSERT_NE(run.WaitForWindows(1, 20000), nullptr);
+    PrintWith(run, Choice{"kvcolour"});
+    HWND progress = nullptr;
+    ASSERT_TRUE(Within(20000, [&] {
+        for (HWND window : TopLevelWindows(run.program.Pid(), "#32770"))
+            if (GetDlgItem(window, 257) && ControlText(window, IDCANCEL) == "Cancel Print") progress = window;
+        return progress != nullptr;
+    }));
+    // Once the bar has grown, the rows are on their way: cancel.
+    RECT bar;
+    GetWindowRect(GetDlgItem(progress, 257), &bar);
+    ASSERT_TRUE(Within(20000, [&] {
+        Image shot;
+        return CaptureScreenRect(bar, &shot) && shot.Count({0, 0, shot.width, shot.height}, 0xFF0000) > 0;
+    })) << "the progress bar never grew";
+    ASSERT_TRUE(PressButton(progress, IDCANCEL));
+    HWND box = WaitForReport(run);
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(MessageBoxText(box), "User Abort -- Cancelling print request");
+    Answer(box, IDOK);
+    EXPECT_TRUE(WaitForWindowGone(progress, 10000));
+    EXPECT_TRUE(run.NoDialogs());
+    // No EndDoc: the queue receives no job.
+    EXPECT_TRUE(WaitForJob("kvcolour", 5000).empty());
+}
+
+// Wine takes the printers from the scheduler once per session, so this runs
+// in a session of its own whose scheduler has none (./korvanta test runs it so).
+TEST(PrintWithoutPrinters, OnlyTheDialogSpeaks)
+{
+    DWORD needed = 0, count = 0;
+    EnumPrintersA(PRINTER_ENUM_LOCAL, nullptr, 2, nullptr, 0, &needed, &count);
+    ASSERT_EQ(needed, 0u) << "this Wine session has printers: run it alone with CUPS_SERVER=DIR/empty/sock of "
+                             "tools/print-queue.sh after wineserver -k";
+    Session run(WriteBmp("PRINTNONE.BMP", MakeDib(8, 8, 24, {}, Colour)));
+    ASSERT_NE(run.WaitForWindows(1), nullptr);
+    run.Command(kPrint);
+    HWND box = WaitForReport(run);
+    ASSERT_NE(box, nullptr);
+    EXPECT_NE(MessageBoxText(box).find("printer"), std::string::npos) << MessageBoxText(box);
+    Answer(box, IDOK);
+    // Nothing follows it.
+    Sleep(1500);
+    EXPECT_TRUE(run.NoDialogs());
 }
