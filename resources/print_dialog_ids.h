@@ -25,3 +25,5 @@
 
 // The progress dialog: the bar, 100 by 12 pixels.
 #define IDC_PRTDLG_BAR 257
+#define IDC_PRTDLG_FROM 258  // its labels, "0" and "100"
+#define IDC_PRTDLG_TO 259
