@@ -137,13 +137,6 @@ void PrintWith(Session& run, const Choice& choice)
     EXPECT_TRUE(WaitForWindowGone(dialog, 10000));
 }
 
-int ScreenDpi(int index)
-{
-    HDC screen = GetDC(nullptr);
-    const int dpi = GetDeviceCaps(screen, index);
-    ReleaseDC(nullptr, screen);
-    return dpi;
-}
 }  // namespace
 
 TEST(Print, EachPathPutsTheImageAtTheOriginInItsSize)
@@ -160,15 +153,19 @@ TEST(Print, EachPathPutsTheImageAtTheOriginInItsSize)
     struct Case {
         int bits;  // 32: the 24-bit image made 32 bits in the program
         Choice choice;
-        int scaleX, scaleY;
+        int width, height;  // printed, in printer pixels
         bool postScript, gray;
     };
+    // A 96-dpi screen and 600-dpi printers: 100 by 60 pixels print as 625 by 375.
+    HDC screen = GetDC(nullptr);
+    ASSERT_EQ(GetDeviceCaps(screen, LOGPIXELSX) * 1000 + GetDeviceCaps(screen, LOGPIXELSY), 96096);
+    ReleaseDC(nullptr, screen);
     // Copies typed as 3 still draw one page; "Aspect:" sets the two axes apart.
-    for (const Case& c : {Case{8, {"kvcolour"}, 100, 100, false, false}, Case{24, {"kvcolour"}, 100, 100, true, false},
-                          Case{32, {"kvcolour"}, 100, 100, true, false}, Case{24, {"kvmono"}, 100, 100, false, true},
-                          Case{24, {"kvcolour", kAspect, {{1156, "50"}, {1157, "200"}, {1154, "3"}}}, 50, 200, true, false},
+    for (const Case& c : {Case{8, {"kvcolour"}, 625, 375, false, false}, Case{24, {"kvcolour"}, 625, 375, true, false},
+                          Case{32, {"kvcolour"}, 625, 375, true, false}, Case{24, {"kvmono"}, 625, 375, false, true},
+                          Case{24, {"kvcolour", kAspect, {{1156, "50"}, {1157, "200"}, {1154, "3"}}}, 312, 750, true, false},
                           Case{24, {"kvcolour", kPercent, {{1155, "0"}}}, 0, 0, true, false}}) {
-        SCOPED_TRACE(std::to_string(c.bits) + " bits on " + c.choice.queue + " at " + std::to_string(c.scaleX));
+        SCOPED_TRACE(std::to_string(c.bits) + " bits on " + c.choice.queue + ", " + std::to_string(c.width) + " wide");
         Session run(WriteBmp("PRINT.BMP", c.bits == 8 ? MakeDib(kW, kH, 8, table, index) : MakeDib(kW, kH, 24, {}, Colour)));
         HWND window = run.WaitForWindows(1);
         ASSERT_NE(window, nullptr);
@@ -180,8 +177,8 @@ TEST(Print, EachPathPutsTheImageAtTheOriginInItsSize)
         EXPECT_NE(job.find("%%Title: " + WindowText(window) + "\n"), std::string::npos);
         EXPECT_EQ(job.find("%%Page:"), job.rfind("%%Page:"));
         const Printer p = Facts(c.choice.queue);
-        const int width = p.dpiX * kW / ScreenDpi(LOGPIXELSX) * c.scaleX / 100;
-        const int height = p.dpiY * kH / ScreenDpi(LOGPIXELSY) * c.scaleY / 100;
+        ASSERT_EQ(p.dpiX * 1000 + p.dpiY, 600600);
+        const int width = c.width, height = c.height;
         EXPECT_EQ(job.find("gs " + std::to_string(width) + " " + std::to_string(height) + " 0 0 CB\n") != std::string::npos,
                   c.postScript);
         const std::vector<BYTE> page = Render(c.choice.queue, p);
