@@ -11,7 +11,7 @@
 #include "print/page_layout.h"
 
 #include <cstring>
-#include <string>
+#include <initializer_list>
 
 #include "print_dialog_ids.h"
 
