@@ -30,9 +30,10 @@ TEST(PrintPage, SizesFollowDotsPerInchThenPercentAndOnlyColourPostScriptTakesTha
     struct Size { int pixels, printer, screen, percent, expected; };
     for (const Size& c : {Size{100, 600, 96, 100, 625}, Size{100, 600, 96, 50, 312}, Size{100, 600, 96, 200, 1250},
                           Size{100, 600, 96, 0, 0}, Size{7, 300, 96, 100, 21}, Size{100, 600, 0, 100, 0}})
-        EXPECT_EQ(PRI_PrintedSize(c.pixels, c.printer, c.screen, c.percent), c.expected) << c.pixels << " " << c.percent;
+        EXPECT_EQ(PRI_PrintedSize(c.pixels, c.printer, c.screen, c.percent), c.expected) << c.pixels;
     struct Driver { const char *name, *technology; int bits, planes, colours, colorDevice, expected; };
-    for (const Driver& c : {Driver{"PSCRIPT", nullptr, 24, 1, -1, -1, 1}, Driver{"Apple PostScript", "", 1, 1, 256, -1, 1},
+    for (const Driver& c : {Driver{"PSCRIPT", nullptr, 24, 1, -1, -1, 1},
+                            Driver{"Apple PostScript", "", 1, 1, 256, 1, 1},
                             Driver{"pscript.drv", nullptr, 1, 1, 2, -1, 0}, Driver{"PSCRIPT", nullptr, 8, 1, 2, 1, 0},
                             Driver{"PSCRIPT", nullptr, 3, 3, 2, -1, 1}, Driver{"HPPCL", "PCL", 24, 1, -1, 1, 0},
                             Driver{"wineps.drv", "PostScript", 32, 1, -1, 1, 1},
@@ -44,7 +45,8 @@ TEST(PrintPage, SizesFollowDotsPerInchThenPercentAndOnlyColourPostScriptTakesTha
 TEST(PrintPage, ImageTextIsHexRowsBottomFirstAndEndsAtTheFirstFailedSend)
 {
     // 2 by 2, rows bottom-up and padded to 8 bytes: blue, green, red per pixel.
-    const BYTE pixels[] = {0x01, 0x02, 0x03, 0xA0, 0xB0, 0xC0, 0xEE, 0xEE, 0xFF, 0x00, 0x10, 0x0F, 0xF0, 0x7F, 0xEE, 0xEE};
+    const BYTE pixels[] = {0x01, 0x02, 0x03, 0xA0, 0xB0, 0xC0, 0xEE, 0xEE,
+                           0xFF, 0x00, 0x10, 0x0F, 0xF0, 0x7F, 0xEE, 0xEE};
     BITMAPINFOHEADER header{sizeof header, 2, 2, 1, 24};
     Capture capture;
     progressSeen.clear();
