@@ -21,6 +21,7 @@
 #include "core/settings.h"
 #include "core/utilities.h"
 #include "edit/clipboard.h"
+#include "print/print.h"
 
 #include <direct.h>
 #include <shellapi.h>
@@ -131,6 +132,14 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
             FIL_SaveDocument(MAI_Active);
             UTL_EndWait();
         }
+        return 0;
+    case IDM_PRINT:
+        // The accelerators reach this without the menu's test.
+        if (MAI_Active && IMG_GetRecord(MAI_Active) && !IMG_TestFlag(MAI_Active, IF_MEDIA) && IMG_GetDIB(MAI_Active))
+            PRI_Print(MAI_Active);
+        return 0;
+    case IDM_PRINTSETUP:
+        PRI_PrinterSetup();
         return 0;
     case IDM_CLOSE:
         if (MAI_Active) SendMessageA(MAI_Active, WM_CLOSE, 0, 0);
