@@ -134,7 +134,7 @@ BOOL InitDialog(HWND dialog)
     CheckRadioButton(dialog, IDC_CAP_CONTENTS, IDC_CAP_WHOLEWINDOW, cap_client ? IDC_CAP_CONTENTS : IDC_CAP_WHOLEWINDOW);
     CheckDlgButton(dialog, IDC_CAP_INCREMENT, cap_use_count ? BST_CHECKED : BST_UNCHECKED);
     char text[300];
-    snprintf(text, sizeof text, "%0.*ld", static_cast<int>(cap_file_num_len), static_cast<long>(cap_file_num));
+    snprintf(text, sizeof text, "%.*ld", static_cast<int>(cap_file_num_len), static_cast<long>(cap_file_num));
     SetDlgItemTextA(dialog, IDC_CAP_NUMBER, text);
     if (cap_dir[0])
         snprintf(text, sizeof text, "%s\\%s", cap_dir, cap_file);
@@ -291,7 +291,9 @@ void CAP_LoadOptions()
     const int row = static_cast<int>(cap_save_id);
     if (row < 0 || row > FMT_LastIndex() || !FMT_CanSave(row)) cap_save_id = static_cast<DWORD>(FMT_Row_DIB);
     CAP_Mode = CAP_CheckedMode(CAP_Mode);
-    if (!(CAP_Mode & CAPD_MASK) || (CAP_Mode & CAPD_MASK & (CAP_Mode & CAPD_MASK) - 1)) CAP_Mode = CAP_DefaultMode;
+    // Exactly one destination bit.
+    const LONG destination = CAP_Mode & CAPD_MASK;
+    if (!destination || (destination & (destination - 1))) CAP_Mode = CAP_DefaultMode;
     CAP_CheckMenu(CAP_CommandOfMode(CAP_Mode));
     // Without the module the program runs on, silently, and nothing captures.
     hookModule = LoadLibraryA("CAPTURE.DLL");

@@ -39,8 +39,8 @@ int CAP_FileName(LPCSTR base, int numbered, LONG number, int digits, LPCSTR exte
         written = dot ? snprintf(out, size, "%s", base) : snprintf(out, size, "%s.%s", base, extension);
     } else {
         const int stem = dot ? static_cast<int>(dot - base) : static_cast<int>(strlen(base));
-        written = dot ? snprintf(out, size, "%.*s%0.*ld%s", stem, base, digits, static_cast<long>(number), dot)
-                      : snprintf(out, size, "%.*s%0.*ld.%s", stem, base, digits, static_cast<long>(number), extension);
+        written = dot ? snprintf(out, size, "%.*s%.*ld%s", stem, base, digits, static_cast<long>(number), dot)
+                      : snprintf(out, size, "%.*s%.*ld.%s", stem, base, digits, static_cast<long>(number), extension);
     }
     // A name that doesn't fit would name some other file.
     if (written < 0 || written >= size) {

@@ -93,10 +93,11 @@ void RemoveTransWindow(HWND window)
     UnregisterClassA(kTransClass, MAI_Instance);
 }
 
-// Draws (or, drawn again, removes) the rubber band and its "WxH" label by xor.
-void DrawBand(POINT anchor, POINT corner)
+// Draws (or, drawn again, removes) the rubber band and its "WxH" label by
+// xor, on the rectangle window, which lies at 0, 0 over the whole screen.
+void DrawBand(HWND window, POINT anchor, POINT corner)
 {
-    HDC screen = GetDC(nullptr);
+    HDC screen = GetDC(window);
     HGDIOBJ oldBrush = SelectObject(screen, GetStockObject(NULL_BRUSH));
     const int oldMix = SetROP2(screen, kNotXorPen);
     RECT band;
@@ -126,7 +127,7 @@ void DrawBand(POINT anchor, POINT corner)
         }
         if (memory) DeleteDC(memory);
     }
-    ReleaseDC(nullptr, screen);
+    ReleaseDC(window, screen);
 }
 
 // Takes the next mouse message of window (or of all windows) off the queue
@@ -162,27 +163,66 @@ int TrackRect(HWND window)
         const bool square = (GetAsyncKeyState(VK_SHIFT) & 0x8000) != 0;
         GetCursorPos(&anchor);
         corner = anchor;
-        DrawBand(anchor, corner);
+        DrawBand(window, anchor, corner);
         while (NextMouse(window, window, WM_RBUTTONUP, &msg)) {
             if (msg.message == WM_LBUTTONUP || msg.message == WM_RBUTTONUP) break;
             if (msg.message != WM_MOUSEMOVE) continue;
             POINT now;
             GetCursorPos(&now);
             if (now.x == corner.x && now.y == corner.y) continue;
-            DrawBand(anchor, corner);
+            DrawBand(window, anchor, corner);
             corner = now;
             if (square) {
                 corner = CAP_SquareCorner(anchor, corner);
                 SetCursorPos(corner.x, corner.y);
             }
-            DrawBand(anchor, corner);
+            DrawBand(window, anchor, corner);
         }
-        DrawBand(anchor, corner);
+        DrawBand(window, anchor, corner);
     }
     SetCursor(LoadCursorA(nullptr, IDC_ARROW));
     ReleaseCapture();
     return ok && CAP_SortCorners(anchor, corner, &CAP_UserRect);
 }
+
+// A copy of the whole screen in a memory context; memory is 0 when it couldn't be made.
+struct Snapshot {
+    HDC memory = nullptr;
+    HBITMAP bitmap = nullptr;
+    HGDIOBJ old = nullptr;
+    int width = 0, height = 0;
+
+    Snapshot()
+    {
+        HDC screen = GetDC(nullptr);
+        width = GetDeviceCaps(screen, HORZRES);
+        height = GetDeviceCaps(screen, VERTRES);
+        memory = CreateCompatibleDC(screen);
+        bitmap = memory ? CreateCompatibleBitmap(screen, width, height) : nullptr;
+        if (bitmap) {
+            old = SelectObject(memory, bitmap);
+            BitBlt(memory, 0, 0, width, height, screen, 0, 0, SRCCOPY);
+        } else if (memory) {
+            DeleteDC(memory);
+            memory = nullptr;
+        }
+        ReleaseDC(nullptr, screen);
+    }
+    ~Snapshot()
+    {
+        if (!memory) return;
+        SelectObject(memory, old);
+        DeleteObject(bitmap);
+        DeleteDC(memory);
+    }
+    // Lays the copy on the rectangle window, which then looks as the screen did.
+    void Show(HWND window) const
+    {
+        HDC dc = GetDC(window);
+        BitBlt(dc, 0, 0, width, height, memory, 0, 0, SRCCOPY);
+        ReleaseDC(window, dc);
+    }
+};
 
 // ---- delivery ---------------------------------------------------------------------------
 
@@ -326,18 +366,18 @@ void CAP_Capture()
         break;
     }
     case CAPK_RECTANGLE: {
-        CAP_TransWindow = MakeTransWindow();
+        // The screen as the hot key found it: where a system paints the
+        // rectangle window after all, the picture is still the screen's.
+        Snapshot shot;
+        CAP_TransWindow = shot.memory ? MakeTransWindow() : nullptr;
         if (!CAP_TransWindow) {
             MSG_ReportText(SEV_ERROR, kNoRectangle);
             break;
         }
-        if (TrackRect(CAP_TransWindow)) {
-            // The window is transparent: the grab comes first, its removal after.
-            HDC screen = GetDC(nullptr);
-            CAP_GrabRect(screen, CAP_UserRect.left, CAP_UserRect.top, CAP_UserRect.right - CAP_UserRect.left,
+        shot.Show(CAP_TransWindow);
+        if (TrackRect(CAP_TransWindow))
+            CAP_GrabRect(shot.memory, CAP_UserRect.left, CAP_UserRect.top, CAP_UserRect.right - CAP_UserRect.left,
                          CAP_UserRect.bottom - CAP_UserRect.top, &dib, &palette, &bitmap);
-            ReleaseDC(nullptr, screen);
-        }
         RemoveTransWindow(CAP_TransWindow);
         CAP_TransWindow = nullptr;
         break;

@@ -44,21 +44,14 @@ int Unix(const std::string& command)
 // The X server's own picture of a rectangle of the screen.
 Image XScreen(const RECT& r)
 {
-    Image image;
+    Image image{r.right - r.left, r.bottom - r.top};
     char crop[64];
     snprintf(crop, sizeof crop, "%ldx%ld+%ld+%ld", r.right - r.left, r.bottom - r.top, r.left, r.top);
-    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " +repage -depth 8 ppm:'" +
-                   UnixPath("screen.ppm") + "'"),
+    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:'" +
+                   UnixPath("screen.rgb") + "'"),
               0);
-    std::vector<BYTE> bytes = ReadBytes(PathOf("screen.ppm"));
-    bytes.push_back(0);
-    int w = 0, h = 0, n = 0;
-    if (sscanf(reinterpret_cast<const char*>(bytes.data()), "P6 %d %d 255%n", &w, &h, &n) < 2 ||
-        bytes.size() < n + 2 + 3u * w * h)
-        return image;
-    image.width = w;
-    image.height = h;
-    for (size_t i = n + 1; i + 3 < bytes.size(); i += 3) image.pixels.push_back(bytes[i] << 16 | bytes[i + 1] << 8 | bytes[i + 2]);
+    const std::vector<BYTE> bytes = ReadBytes(PathOf("screen.rgb"));
+    for (size_t i = 0; i + 2 < bytes.size(); i += 3) image.pixels.push_back(bytes[i] << 16 | bytes[i + 1] << 8 | bytes[i + 2]);
     return image;
 }
 
@@ -81,12 +74,14 @@ Image DibPixels(const std::vector<BYTE>& bytes, size_t at = 0)
     return image;
 }
 
-void ExpectSame(const Image& captured, const RECT& rect)
+void ExpectSame(const Image& captured, const RECT& rect, const Image* before = nullptr)
 {
-    const Image screen = XScreen(rect);
+    const Image screen = before ? *before : XScreen(rect);
+    { static int k; captured.WriteBmp(PathOf("last" + std::to_string(k++) + ".bmp")); }
     ASSERT_EQ(captured.width, rect.right - rect.left);
     ASSERT_EQ(captured.height, rect.bottom - rect.top);
     EXPECT_TRUE(captured.pixels == screen.pixels) << "captured differs from the X server's picture";
+    if (captured.pixels != screen.pixels) { static int n; captured.WriteBmp(PathOf("cap" + std::to_string(n) + ".bmp")); screen.WriteBmp(PathOf("x" + std::to_string(n++) + ".bmp")); }
 }
 
 // "Another program": a top-level window with a child of another colour, on its own thread.
@@ -151,9 +146,13 @@ struct Target {
 };
 
 // Presses the hot key through the X server, with a window of ours focused there.
-void HotKey(const std::string& keys = "key F11")
+// A click on the target makes it the foreground window, as for a user.
+void HotKey(const Target& target, const std::string& keys = "key F11")
 {
-    ASSERT_EQ(Unix("xdotool search --name '^KvCaptureTarget$' windowfocus --sync " + keys), 0);
+    const RECT r = target.Rect(target.top, true);
+    ASSERT_EQ(Unix("xdotool mousemove " + std::to_string(std::max(r.left, 0L) + 10) + " " + std::to_string(r.top + 10) +
+                   " click 1 sleep 0.3 search --name '^KvCaptureTarget$' windowfocus --sync " + keys),
+              0);
 }
 
 void SetCaptureKeys(const std::map<std::string, std::string>& values)
@@ -187,17 +186,17 @@ TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
     SetCaptureKeys({{"cap_file", "shot"}, {"cap_dir", Folder()}, {"cap_use_count", "1"}, {"cap_file_num", "12"},
                     {"cap_client", "1"}});
     for (const char* name : {"SHOT0012.DIB", "SHOT0013.DIB"}) DeleteFileA(PathOf(name).c_str());
-    Target target(-50, 100, 300, 200);
     Session run;
     ASSERT_NE(run.frame, nullptr);
-    HotKey();
+    Target target(-50, 100, 300, 200);
+    HotKey(target);
     ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SHOT0012.DIB")); }));
     run.Settle();
     // x becomes 0 and the width stays: the picture is shifted right.
     RECT client = target.Rect(target.top, true);
     ASSERT_LT(client.left, 0);
     ExpectSame(DibPixels(ReadBytes(PathOf("SHOT0012.DIB")), 14), {0, client.top, client.right - client.left, client.bottom});
-    HotKey();
+    HotKey(target);
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SHOT0013.DIB")); }));
 }
 
@@ -205,17 +204,17 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
 {
     CaptureGuard guard;
     SetCaptureKeys({});
-    Target target(300, 200, 320, 240);
+    ASSERT_EQ(Peer("put"), 0);
     Session run;
     ASSERT_NE(run.frame, nullptr);
-    ASSERT_EQ(Peer("put"), 0);
-    HotKey();  // a first start: the active application to the clipboard
+    Target target(300, 200, 320, 240);
+    HotKey(target);  // a first start: the active application to the clipboard
     run.Settle();
     ExpectSame(DibPixels(Clipboard()), target.Rect(target.top, false));
 
     run.Command(771);
     ASSERT_EQ(Peer("put"), 0);
-    HotKey();
+    HotKey(target);
     ASSERT_NE(WaitForProcessWindow(run.program.Pid(), "TransClass", 5000), nullptr);
     // Shift goes down after the button: the drag stays 200 by 60.
     ASSERT_EQ(Unix("xdotool mousemove 100 120 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 200 150 sleep 0.2 "
@@ -231,16 +230,18 @@ TEST(Capture, ChildUnderTheMouseToANewWindow)
     CaptureGuard guard;
     SetCore("capture_mode", "1040");  // the window under the mouse to an image window
     SetCaptureKeys({{"cap_client", "1"}});
-    Target target(200, 150, 300, 200);
     Session run;
     ASSERT_NE(run.frame, nullptr);
+    Target target(200, 150, 300, 200);
     const RECT child = target.Rect(target.child, true);
-    HotKey("mousemove " + std::to_string(child.left + 20) + " " + std::to_string(child.top + 20) + " sleep 0.3 key F11");
+    HotKey(target, "");
+    const Image before = XScreen(child);  // the new window will cover it
+    HotKey(target, "mousemove " + std::to_string(child.left + 20) + " " + std::to_string(child.top + 20) + " sleep 0.3 key F11");
     ASSERT_NE(run.WaitForWindows(1), nullptr);
     run.Settle();
     ASSERT_EQ(Peer("put"), 0);
     Send(run.frame, WM_COMMAND, 514, 0);  // Copy
-    ExpectSame(DibPixels(Clipboard()), child);
+    ExpectSame(DibPixels(Clipboard()), child, &before);
 }
 
 TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
@@ -249,9 +250,9 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     SetCore("capture_mode", "516");  // the entire screen to the clipboard
     SetCaptureKeys({});
     for (const char* name : {"SNAP99.BMP", "SNAP100.BMP"}) DeleteFileA(PathOf(name).c_str());
-    Target target(500, 400, 200, 150);
     Session run;
     ASSERT_NE(run.frame, nullptr);
+    Target target(500, 400, 200, 150);
     run.Command(773);
     HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 5000);
     ASSERT_NE(dialog, nullptr);
@@ -295,9 +296,10 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     EXPECT_EQ(ControlText(dialog, 325), "00012");
     Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("99"));
     EXPECT_EQ(ControlText(dialog, 326), "snap99.BMP");
+    ASSERT_TRUE(PressButton(dialog, 340));  // without Alt: the X server keeps Ctrl+Alt+F9 for itself
     Answer(dialog, IDOK);
     run.Settle();
-    HotKey("key ctrl+alt+F9");
+    HotKey(target, "key ctrl+F9");
     HWND box = run.WaitForBox();
     ASSERT_NE(box, nullptr);
     EXPECT_EQ(MessageBoxText(box), "Capture file index has reached 100, reset to zero?");
@@ -305,7 +307,7 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
     run.Settle();
     ExpectSame(DibPixels(ReadBytes(PathOf("SNAP99.BMP")), 14), {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
-    HotKey("key ctrl+alt+F9");
+    HotKey(target, "key ctrl+F9");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP100.BMP")); }));
 }
 
@@ -356,7 +358,7 @@ TEST(Capture, WithoutTheModuleThereIsNoCapture)
     _putenv_s("KV_KORVANTA_EXE", "");
     ASSERT_NE(run.frame, nullptr);
     Target target(500, 400, 200, 150);
-    HotKey();
+    HotKey(target);
     Sleep(1500);
     run.Settle();
     EXPECT_TRUE(run.Windows().empty());
