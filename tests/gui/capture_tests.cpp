@@ -77,50 +77,38 @@ Image DibPixels(const std::vector<BYTE>& bytes, size_t at = 0)
 void ExpectSame(const Image& captured, const RECT& rect, const Image* before = nullptr)
 {
     const Image screen = before ? *before : XScreen(rect);
-    { static int k; captured.WriteBmp(PathOf("last" + std::to_string(k++) + ".bmp")); }
     ASSERT_EQ(captured.width, rect.right - rect.left);
     ASSERT_EQ(captured.height, rect.bottom - rect.top);
     EXPECT_TRUE(captured.pixels == screen.pixels) << "captured differs from the X server's picture";
-    if (captured.pixels != screen.pixels) { static int n; captured.WriteBmp(PathOf("cap" + std::to_string(n) + ".bmp")); screen.WriteBmp(PathOf("x" + std::to_string(n++) + ".bmp")); }
 }
 
-// "Another program": a top-level window with a child of another colour, on its own thread.
+// "Another program": a top-level window with a child of another colour, on a thread of its own.
 struct Target {
     HWND top = nullptr, child = nullptr;
-    HANDLE thread = nullptr;
-    RECT place;
+    HANDLE thread;
+    int x, y, w, h;
 
-    static LRESULT CALLBACK Proc(HWND w, UINT m, WPARAM wp, LPARAM lp)
-    {
-        if (m == WM_PAINT) {
-            PAINTSTRUCT ps;
-            HDC dc = BeginPaint(w, &ps);
-            TextOutA(dc, 4, 4, "KorVanta capture 0123456789", 27);
-            EndPaint(w, &ps);
-            return 0;
-        }
-        return DefWindowProcA(w, m, wp, lp);
-    }
     static DWORD WINAPI Run(LPVOID self)
     {
         auto* t = static_cast<Target*>(self);
-        WNDCLASSA wc{0, Proc, 0, 0, nullptr, nullptr, LoadCursorA(nullptr, IDC_ARROW), CreateSolidBrush(RGB(200, 60, 30)),
-                     nullptr, "KvCaptureTarget"};
+        WNDCLASSA wc{0, DefWindowProcA, 0, 0, nullptr, nullptr, nullptr, CreateSolidBrush(RGB(200, 60, 30)), nullptr,
+                     "KvCaptureTarget"};
         RegisterClassA(&wc);
         wc.hbrBackground = CreateSolidBrush(RGB(20, 90, 210));
         wc.lpszClassName = "KvCaptureChild";
         RegisterClassA(&wc);
         t->top = CreateWindowExA(WS_EX_TOPMOST, "KvCaptureTarget", "KvCaptureTarget", WS_OVERLAPPEDWINDOW | WS_VISIBLE,
-                                 t->place.left, t->place.top, t->place.right, t->place.bottom, nullptr, nullptr,
-                                 nullptr, nullptr);
-        t->child = CreateWindowExA(WS_EX_CLIENTEDGE, "KvCaptureChild", "", WS_CHILD | WS_VISIBLE, 30, 40, 120, 70,
-                                   t->top, nullptr, nullptr, nullptr);
+                                 t->x, t->y, t->w, t->h, nullptr, nullptr, nullptr, nullptr);
+        t->child = CreateWindowExA(WS_EX_CLIENTEDGE, "KvCaptureChild", "", WS_CHILD | WS_VISIBLE, 30, 40, 120, 70, t->top,
+                                   nullptr, nullptr, nullptr);
+        // A spot in the child, so that no part of the picture is flat.
+        CreateWindowExA(0, "KvCaptureTarget", "", WS_CHILD | WS_VISIBLE, 10, 10, 30, 20, t->child, nullptr, nullptr, nullptr);
         MSG msg;
         while (GetMessageA(&msg, nullptr, 0, 0) > 0) DispatchMessageA(&msg);
         DestroyWindow(t->top);
         return 0;
     }
-    Target(int x, int y, int w, int h) : place{x, y, w, h}
+    Target(int x, int y, int w, int h) : x(x), y(y), w(w), h(h)
     {
         thread = CreateThread(nullptr, 0, Run, this, 0, nullptr);
         Within(5000, [&] { return child != nullptr; });
@@ -132,13 +120,11 @@ struct Target {
         WaitForSingleObject(thread, 5000);
         CloseHandle(thread);
     }
-    RECT Rect(HWND w, bool client) const
+    // The client area on the screen, or the whole window.
+    static RECT Rect(HWND w, bool client)
     {
         RECT r;
-        if (!client) {
-            GetWindowRect(w, &r);
-            return r;
-        }
+        if (!client) return GetWindowRect(w, &r), r;
         GetClientRect(w, &r);
         MapWindowPoints(w, nullptr, reinterpret_cast<POINT*>(&r), 2);
         return r;
@@ -155,25 +141,24 @@ void HotKey(const Target& target, const std::string& keys = "key F11")
               0);
 }
 
-void SetCaptureKeys(const std::map<std::string, std::string>& values)
-{
-    RegDeleteTreeA(HKEY_CURRENT_USER, kCaptureKey);
-    for (const auto& [name, text] : values)
-        RegSetKeyValueA(HKEY_CURRENT_USER, kCaptureKey, name.c_str(), REG_SZ, text.c_str(),
-                        static_cast<DWORD>(text.size() + 1));
-}
-
 std::string CaptureValue(const std::string& name)
 {
     char text[260] = "";
     DWORD size = sizeof text;
-    return RegGetValueA(HKEY_CURRENT_USER, kCaptureKey, name.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) ? ""
-                                                                                                           : text;
+    return RegGetValueA(HKEY_CURRENT_USER, kCaptureKey, name.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) ? "" : text;
 }
 
-struct CaptureGuard : CoreGuard {
-    CaptureGuard() : CoreGuard({"capture_mode", "capture_key", "capture_key_alt", "capture_key_ctrl"}) {}
-    ~CaptureGuard() { RegDeleteTreeA(HKEY_CURRENT_USER, kCaptureKey); }
+// The store as a scenario starts it: capture_mode (when given) and the "Capture" keys; all go afterwards.
+struct Store : CoreGuard {
+    Store(const std::string& mode, const std::map<std::string, std::string>& keys)
+        : CoreGuard({"capture_mode", "capture_key", "capture_key_alt", "capture_key_ctrl"})
+    {
+        RegDeleteTreeA(HKEY_CURRENT_USER, kCaptureKey);
+        if (!mode.empty()) SetCore("capture_mode", mode);
+        for (const auto& [name, text] : keys)
+            RegSetKeyValueA(HKEY_CURRENT_USER, kCaptureKey, name.c_str(), REG_SZ, text.c_str(), text.size() + 1);
+    }
+    ~Store() { RegDeleteTreeA(HKEY_CURRENT_USER, kCaptureKey); }
 };
 
 std::vector<BYTE> Clipboard() { return Peer("get 8 \"" + PathOf("clip.dib") + "\"") == 0 ? ReadBytes(PathOf("clip.dib")) : std::vector<BYTE>{}; }
@@ -181,10 +166,8 @@ std::vector<BYTE> Clipboard() { return Peer("get 8 \"" + PathOf("clip.dib") + "\
 
 TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
 {
-    CaptureGuard guard;
-    SetCore("capture_mode", "257");  // the active window to a file
-    SetCaptureKeys({{"cap_file", "shot"}, {"cap_dir", Folder()}, {"cap_use_count", "1"}, {"cap_file_num", "12"},
-                    {"cap_client", "1"}});
+    Store store("257", {{"cap_file", "shot"}, {"cap_dir", Folder()}, {"cap_use_count", "1"}, {"cap_file_num", "12"},
+                        {"cap_client", "1"}});  // the active window's client area to numbered files
     for (const char* name : {"SHOT0012.DIB", "SHOT0013.DIB"}) DeleteFileA(PathOf(name).c_str());
     Session run;
     ASSERT_NE(run.frame, nullptr);
@@ -202,8 +185,7 @@ TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
 
 TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
 {
-    CaptureGuard guard;
-    SetCaptureKeys({});
+    Store store("", {});
     ASSERT_EQ(Peer("put"), 0);
     Session run;
     ASSERT_NE(run.frame, nullptr);
@@ -217,26 +199,24 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     HotKey(target);
     ASSERT_NE(WaitForProcessWindow(run.program.Pid(), "TransClass", 5000), nullptr);
     // Shift goes down after the button: the drag stays 200 by 60.
-    ASSERT_EQ(Unix("xdotool mousemove 100 120 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 200 150 sleep 0.2 "
-                   "mousemove 300 180 sleep 0.3 mouseup 1 keyup shift"),
+    ASSERT_EQ(Unix("xdotool mousemove 250 180 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 350 210 sleep 0.2 "
+                   "mousemove 450 240 sleep 0.3 mouseup 1 keyup shift"),
               0);
     ASSERT_TRUE(Within(5000, [&] { return TopLevelWindows(run.program.Pid(), "TransClass").empty(); }));
     run.Settle();
-    ExpectSame(DibPixels(Clipboard()), {100, 120, 300, 180});
+    ExpectSame(DibPixels(Clipboard()), {250, 180, 450, 240});
 }
 
 TEST(Capture, ChildUnderTheMouseToANewWindow)
 {
-    CaptureGuard guard;
-    SetCore("capture_mode", "1040");  // the window under the mouse to an image window
-    SetCaptureKeys({{"cap_client", "1"}});
+    Store store("1040", {{"cap_client", "1"}});  // the window under the mouse to an image window
     Session run;
     ASSERT_NE(run.frame, nullptr);
     Target target(200, 150, 300, 200);
     const RECT child = target.Rect(target.child, true);
     HotKey(target, "");
     const Image before = XScreen(child);  // the new window will cover it
-    HotKey(target, "mousemove " + std::to_string(child.left + 20) + " " + std::to_string(child.top + 20) + " sleep 0.3 key F11");
+    HotKey(target, "mousemove " + std::to_string(child.left + 80) + " " + std::to_string(child.top + 50) + " sleep 0.3 key F11");
     ASSERT_NE(run.WaitForWindows(1), nullptr);
     run.Settle();
     ASSERT_EQ(Peer("put"), 0);
@@ -246,10 +226,8 @@ TEST(Capture, ChildUnderTheMouseToANewWindow)
 
 TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
 {
-    CaptureGuard guard;
-    SetCore("capture_mode", "516");  // the entire screen to the clipboard
-    SetCaptureKeys({});
-    for (const char* name : {"SNAP99.BMP", "SNAP100.BMP"}) DeleteFileA(PathOf(name).c_str());
+    Store store("516", {});  // the entire screen to the clipboard
+    for (const char* name : {"SNAP98.BMP", "SNAP99.BMP", "SNAP100.BMP"}) DeleteFileA(PathOf(name).c_str());
     Session run;
     ASSERT_NE(run.frame, nullptr);
     Target target(500, 400, 200, 150);
@@ -289,32 +267,33 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     for (const auto& [name, value] : written) EXPECT_EQ(CaptureValue(name), value) << name;
     EXPECT_EQ(CoreValue("capture_key") + CoreValue("capture_key_alt") + CoreValue("capture_key_ctrl"), "12011");
 
-    // Typed again with two digits: the file with 99 comes first, then the question.
+    // Typed again with two digits: 98, then 99, then the question, and counting goes on with three.
     run.Command(773);
     dialog = WaitForOwnedWindow(run.frame, "#32770", 5000);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(ControlText(dialog, 325), "00012");
-    Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("99"));
-    EXPECT_EQ(ControlText(dialog, 326), "snap99.BMP");
+    Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("98"));
+    EXPECT_EQ(ControlText(dialog, 326), "snap98.BMP");
     ASSERT_TRUE(PressButton(dialog, 340));  // without Alt: the X server keeps Ctrl+Alt+F9 for itself
     Answer(dialog, IDOK);
     run.Settle();
+    HotKey(target, "key ctrl+F9");
+    ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP98.BMP")); }));
+    run.Settle();
+    ExpectSame(DibPixels(ReadBytes(PathOf("SNAP98.BMP")), 14), {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
     HotKey(target, "key ctrl+F9");
     HWND box = run.WaitForBox();
     ASSERT_NE(box, nullptr);
     EXPECT_EQ(MessageBoxText(box), "Capture file index has reached 100, reset to zero?");
     Answer(box, IDNO);
-    ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
-    run.Settle();
-    ExpectSame(DibPixels(ReadBytes(PathOf("SNAP99.BMP")), 14), {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
+    EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
     HotKey(target, "key ctrl+F9");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP100.BMP")); }));
 }
 
 TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
 {
-    CaptureGuard guard;
-    SetCaptureKeys({{"cap_save_all", "0"}, {"cap_file_num", "7"}});
+    Store store("", {{"cap_save_all", "0"}, {"cap_file_num", "7"}});
     {
         Session run;
         ASSERT_NE(run.frame, nullptr);
@@ -347,9 +326,7 @@ TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
 
 TEST(Capture, WithoutTheModuleThereIsNoCapture)
 {
-    CaptureGuard guard;
-    SetCore("capture_mode", "1028");  // the entire screen to an image window
-    SetCaptureKeys({});
+    Store store("1028", {});  // the entire screen to an image window
     CreateDirectoryA(PathOf("alone").c_str(), nullptr);
     const std::string alone = PathOf("alone\\KORVANTA.EXE");
     ASSERT_TRUE(CopyFileA(KorvantaPath().c_str(), alone.c_str(), FALSE));

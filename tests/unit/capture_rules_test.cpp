@@ -2,45 +2,39 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 TEST(CaptureRules, NumberedNamesAndTheirLimits)
 {
-    struct Case {
+    const struct {
         const char* base;
-        int numbered;
-        LONG number;
-        int digits;
-        int upper;
+        int numbered, number, digits, upper;
         const char* name;
-    } cases[] = {
-        {"shot", 1, 12, 4, 1, "SHOT0012.DIB"}, {"pic.tif", 1, 5, 2, 1, "PIC05.TIF"}, {".TIF", 1, 7, 3, 1, "007.TIF"},
-        {"A.B", 0, 3, 4, 0, "A.B"},           {"pic", 0, 3, 4, 0, "pic.DIB"},     {"x.y.z", 1, 1, 1, 0, "x1.y.z"},
-    };
-    for (const Case& c : cases) {
-        char out[CAP_NameRoom];
+    } cases[] = {{"shot", 1, 12, 4, 1, "SHOT0012.DIB"}, {"pic.tif", 1, 5, 2, 1, "PIC05.TIF"},
+                 {".TIF", 1, 7, 3, 1, "007.TIF"},       {"A.B", 0, 3, 4, 0, "A.B"},
+                 {"pic", 0, 3, 4, 0, "pic.DIB"},        {"x.y.z", 1, 1, 1, 0, "x1.y.z"}};
+    char out[CAP_NameRoom];
+    for (const auto& c : cases) {
         EXPECT_EQ(CAP_FileName(c.base, c.numbered, c.number, c.digits, "DIB", c.upper, out, sizeof out), 1);
         EXPECT_STREQ(out, c.name) << c.base;
     }
-    char small[8];
-    EXPECT_EQ(CAP_FileName("shot", 1, 12, 4, "DIB", 1, small, sizeof small), 0);
-    EXPECT_STREQ(small, "");
+    EXPECT_EQ(CAP_FileName("shot", 1, 12, 4, "DIB", 1, out, 8), 0);
+    EXPECT_STREQ(out, "");
 
-    LONG number = 12;
-    EXPECT_EQ(CAP_NextNumber(&number, 4), CAPI_NONE);
-    EXPECT_EQ(number, 13);
-    number = 99;
+    // Number, digits, what the step says, then the number and digits after a No.
+    const LONG steps[][6] = {{12, 4, CAPI_NONE, 13, 4}, {99, 2, CAPI_ASK_RESET, 100, 3}, {99999999, 8, CAPI_NOTICE_RESET, 0, 8}};
+    for (const auto& s : steps) {
+        LONG number = s[0];
+        int digits = static_cast<int>(s[1]);
+        EXPECT_EQ(CAP_NextNumber(&number, digits), s[2]);
+        if (s[2] == CAPI_ASK_RESET) CAP_AnswerReset(0, &number, &digits);
+        EXPECT_EQ(number * 10 + digits, s[3] * 10 + s[4]) << s[0];
+    }
+    LONG number = 100;
     int digits = 2;
-    EXPECT_EQ(CAP_NextNumber(&number, digits), CAPI_ASK_RESET);
-    EXPECT_EQ(number, 100);
-    CAP_AnswerReset(0, &number, &digits);
-    EXPECT_EQ(number, 100);
-    EXPECT_EQ(digits, 3);
     CAP_AnswerReset(1, &number, &digits);
-    EXPECT_EQ(number, 0);
-    number = 99999999;
-    EXPECT_EQ(CAP_NextNumber(&number, 8), CAPI_NOTICE_RESET);
-    EXPECT_EQ(number, 0);
+    EXPECT_EQ(number * 10 + digits, 2);
 
     const struct {
         const char* text;
@@ -49,8 +43,7 @@ TEST(CaptureRules, NumberedNamesAndTheirLimits)
     } typed[] = {{"00012", 12, 5}, {"12", 12, 2}, {"123456789", 123456789, 8}, {"", 0, 1}};
     for (const auto& t : typed) {
         CAP_ReadNumber(t.text, &number, &digits);
-        EXPECT_EQ(number, t.number) << t.text;
-        EXPECT_EQ(digits, t.digits) << t.text;
+        EXPECT_EQ(std::to_string(number) + "/" + std::to_string(digits), std::to_string(t.number) + "/" + std::to_string(t.digits));
     }
 }
 
@@ -69,25 +62,17 @@ TEST(CaptureRules, ModesAndRectangles)
                            {900, 700, 200, 100, 900, 700, 124, 68},
                            {-5, -5, 0x7FFFFFFF, 0x7FFFFFFF, 0, 0, 1024, 768}};
     for (const auto& f : fits) {
-        int x = f[0], y = f[1], w = f[2], h = f[3];
-        CAP_FitRect(1024, 768, &x, &y, &w, &h);
-        EXPECT_EQ(std::to_string(x) + "," + std::to_string(y) + "," + std::to_string(w) + "," + std::to_string(h),
-                  std::to_string(f[4]) + "," + std::to_string(f[5]) + "," + std::to_string(f[6]) + "," +
-                      std::to_string(f[7]));
+        int r[4] = {f[0], f[1], f[2], f[3]};
+        CAP_FitRect(1024, 768, &r[0], &r[1], &r[2], &r[3]);
+        EXPECT_TRUE(std::equal(r, r + 4, f + 4)) << r[0] << "," << r[1] << " " << r[2] << "x" << r[3];
     }
-
-    POINT corner = CAP_SquareCorner({100, 100}, {130, 80});
-    EXPECT_EQ(corner.x, 130);
-    EXPECT_EQ(corner.y, 70);
-    corner = CAP_SquareCorner({100, 100}, {90, 140});
-    EXPECT_EQ(corner.x, 60);
-    EXPECT_EQ(corner.y, 140);
-
+    const POINT a = CAP_SquareCorner({100, 100}, {130, 80}), b = CAP_SquareCorner({100, 100}, {90, 140});
+    EXPECT_EQ(std::to_string(a.x) + "," + std::to_string(a.y) + " " + std::to_string(b.x) + "," + std::to_string(b.y),
+              "130,70 60,140");
     RECT rect;
     EXPECT_EQ(CAP_SortCorners({50, 40}, {10, 90}, &rect), 1);
-    EXPECT_EQ(rect.left, 10);
-    EXPECT_EQ(rect.top, 40);
-    EXPECT_EQ(rect.right, 50);
-    EXPECT_EQ(rect.bottom, 90);
+    EXPECT_EQ(std::to_string(rect.left) + "," + std::to_string(rect.top) + "," + std::to_string(rect.right) + "," +
+                  std::to_string(rect.bottom),
+              "10,40,50,90");
     EXPECT_EQ(CAP_SortCorners({50, 40}, {50, 90}, &rect), 0);
 }
