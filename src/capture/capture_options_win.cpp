@@ -112,11 +112,11 @@ void FillFormats(HWND dialog)
         FMT_GetDescription(row, description);
         const LRESULT index = SendMessageA(list, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(description));
         SendMessageA(list, CB_SETITEMDATA, index, row);
-        if (row == static_cast<int>(cap_save_id)) selected = static_cast<int>(index);
     }
     // CB_ADDSTRING may sort: the selection is looked up again by row.
     for (LRESULT i = 0, n = SendMessageA(list, CB_GETCOUNT, 0, 0); i < n; i++)
-        if (SendMessageA(list, CB_GETITEMDATA, i, 0) == static_cast<LRESULT>(cap_save_id)) selected = static_cast<int>(i);
+        if (SendMessageA(list, CB_GETITEMDATA, i, 0) == static_cast<LRESULT>(cap_save_id))
+            selected = static_cast<int>(i);
     if (selected < 0 && SendMessageA(list, CB_GETCOUNT, 0, 0) > 0) {
         selected = 0;
         cap_save_id = static_cast<DWORD>(SendMessageA(list, CB_GETITEMDATA, 0, 0));
@@ -131,7 +131,8 @@ BOOL InitDialog(HWND dialog)
                      destination == CAPD_FILE        ? IDC_CAP_TOFILE
                      : destination == CAPD_CLIPBOARD ? IDC_CAP_TOCLIPBOARD
                                                      : IDC_CAP_TOWINDOW);
-    CheckRadioButton(dialog, IDC_CAP_CONTENTS, IDC_CAP_WHOLEWINDOW, cap_client ? IDC_CAP_CONTENTS : IDC_CAP_WHOLEWINDOW);
+    CheckRadioButton(dialog, IDC_CAP_CONTENTS, IDC_CAP_WHOLEWINDOW,
+                     cap_client ? IDC_CAP_CONTENTS : IDC_CAP_WHOLEWINDOW);
     CheckDlgButton(dialog, IDC_CAP_INCREMENT, cap_use_count ? BST_CHECKED : BST_UNCHECKED);
     char text[300];
     snprintf(text, sizeof text, "%.*ld", static_cast<int>(cap_file_num_len), static_cast<long>(cap_file_num));
@@ -257,8 +258,9 @@ INT_PTR CALLBACK CAP_OptionsProc(HWND dialog, UINT message, WPARAM wParam, LPARA
 void CAP_OptionsCommand(HWND frame)
 {
     if (!cap_file[0] && LoadStringA(nullptr, kUntitled, cap_file, sizeof cap_file) <= 0) cap_file[0] = 0;
-    if (DialogBoxParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(IDD_CAPTURE_OPTIONS), frame, CAP_OptionsProc, 0) <= 0)
-        return;
+    const INT_PTR result =
+        DialogBoxParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(IDD_CAPTURE_OPTIONS), frame, CAP_OptionsProc, 0);
+    if (result <= 0) return;
     UTL_BeginWait();
     SET_Save();
     WriteKept();

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <string>
+#include <vector>
 
 TEST(CaptureRules, NumberedNamesAndTheirLimits)
 {
@@ -22,20 +21,20 @@ TEST(CaptureRules, NumberedNamesAndTheirLimits)
     EXPECT_EQ(CAP_FileName("shot", 1, 12, 4, "DIB", 1, out, 8), 0);
     EXPECT_STREQ(out, "");
 
-    // Number, digits, what the step says, then the number and digits after a No.
-    const LONG steps[][6] = {{12, 4, CAPI_NONE, 13, 4}, {99, 2, CAPI_ASK_RESET, 100, 3}, {99999999, 8, CAPI_NOTICE_RESET, 0, 8}};
+    // Number, digits, the answer to a question, what the step says, then the number and digits.
+    const LONG steps[][6] = {{12, 4, 0, CAPI_NONE, 13, 4},
+                             {99, 2, 0, CAPI_ASK_RESET, 100, 3},
+                             {99, 2, 1, CAPI_ASK_RESET, 0, 2},
+                             {99999999, 8, 0, CAPI_NOTICE_RESET, 0, 8}};
+    LONG number;
+    int digits;
     for (const auto& s : steps) {
-        LONG number = s[0];
-        int digits = static_cast<int>(s[1]);
-        EXPECT_EQ(CAP_NextNumber(&number, digits), s[2]);
-        if (s[2] == CAPI_ASK_RESET) CAP_AnswerReset(0, &number, &digits);
-        EXPECT_EQ(number * 10 + digits, s[3] * 10 + s[4]) << s[0];
+        number = s[0];
+        digits = static_cast<int>(s[1]);
+        EXPECT_EQ(CAP_NextNumber(&number, digits), s[3]);
+        if (s[3] == CAPI_ASK_RESET) CAP_AnswerReset(static_cast<int>(s[2]), &number, &digits);
+        EXPECT_EQ(number * 10 + digits, s[4] * 10 + s[5]) << s[0] << " " << s[2];
     }
-    LONG number = 100;
-    int digits = 2;
-    CAP_AnswerReset(1, &number, &digits);
-    EXPECT_EQ(number * 10 + digits, 2);
-
     const struct {
         const char* text;
         LONG number;
@@ -43,7 +42,7 @@ TEST(CaptureRules, NumberedNamesAndTheirLimits)
     } typed[] = {{"00012", 12, 5}, {"12", 12, 2}, {"123456789", 123456789, 8}, {"", 0, 1}};
     for (const auto& t : typed) {
         CAP_ReadNumber(t.text, &number, &digits);
-        EXPECT_EQ(std::to_string(number) + "/" + std::to_string(digits), std::to_string(t.number) + "/" + std::to_string(t.digits));
+        EXPECT_EQ(number * 10 + digits, t.number * 10 + t.digits) << t.text;
     }
 }
 
@@ -62,17 +61,14 @@ TEST(CaptureRules, ModesAndRectangles)
                            {900, 700, 200, 100, 900, 700, 124, 68},
                            {-5, -5, 0x7FFFFFFF, 0x7FFFFFFF, 0, 0, 1024, 768}};
     for (const auto& f : fits) {
-        int r[4] = {f[0], f[1], f[2], f[3]};
+        std::vector<int> r(f, f + 4);
         CAP_FitRect(1024, 768, &r[0], &r[1], &r[2], &r[3]);
-        EXPECT_TRUE(std::equal(r, r + 4, f + 4)) << r[0] << "," << r[1] << " " << r[2] << "x" << r[3];
+        EXPECT_EQ(r, std::vector<int>(f + 4, f + 8));
     }
     const POINT a = CAP_SquareCorner({100, 100}, {130, 80}), b = CAP_SquareCorner({100, 100}, {90, 140});
-    EXPECT_EQ(std::to_string(a.x) + "," + std::to_string(a.y) + " " + std::to_string(b.x) + "," + std::to_string(b.y),
-              "130,70 60,140");
+    EXPECT_EQ((std::vector<LONG>{a.x, a.y, b.x, b.y}), (std::vector<LONG>{130, 70, 60, 140}));
     RECT rect;
     EXPECT_EQ(CAP_SortCorners({50, 40}, {10, 90}, &rect), 1);
-    EXPECT_EQ(std::to_string(rect.left) + "," + std::to_string(rect.top) + "," + std::to_string(rect.right) + "," +
-                  std::to_string(rect.bottom),
-              "10,40,50,90");
+    EXPECT_EQ((std::vector<LONG>{rect.left, rect.top, rect.right, rect.bottom}), (std::vector<LONG>{10, 40, 50, 90}));
     EXPECT_EQ(CAP_SortCorners({50, 40}, {50, 90}, &rect), 0);
 }
