@@ -62,6 +62,14 @@ void WriteKept()
     }
 }
 
+// A stored name that doesn't fit its 128 bytes is not taken: cut, it would name another file.
+void ReadName(HPROFILE profile, LPCSTR key, char (&name)[128])
+{
+    char text[sizeof name + 1] = "";
+    if (PRF_GetString(profile, key, text, sizeof text) && lstrlenA(text) < static_cast<int>(sizeof name))
+        lstrcpyA(name, text);
+}
+
 // ---- the dialog ------------------------------------------------------------------------
 
 int Checked(HWND dialog, int id) { return IsDlgButtonChecked(dialog, id) == BST_CHECKED; }
@@ -272,8 +280,8 @@ void CAP_LoadOptions()
     cap_save_id = static_cast<DWORD>(FMT_Row_DIB);
     CAP_Mode = SET_Value(SET_CAPTURE_MODE);
     HPROFILE profile = PRF_OpenSection(kSection);
-    PRF_GetString(profile, "cap_file", cap_file, sizeof cap_file);
-    PRF_GetString(profile, "cap_dir", cap_dir, sizeof cap_dir);
+    ReadName(profile, "cap_file", cap_file);
+    ReadName(profile, "cap_dir", cap_dir);
     PRF_AddDefault(profile, "cap_save_all", 1);
     int saveAll = 1;
     PRF_GetInt(profile, "cap_save_all", &saveAll);

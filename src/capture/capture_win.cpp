@@ -261,7 +261,7 @@ void ToWindow(HGLOBAL dib, HBITMAP bitmap, HPALETTE palette)
 void GrabWindow(HWND window, HGLOBAL* dib, HPALETTE* palette, HBITMAP* bitmap)
 {
     HDC screen = GetDC(nullptr);
-    RECT rect;
+    RECT rect = {};  // no window: an empty grab, which is reported
     CAP_GetRect(window, &rect);
     CAP_GrabRect(screen, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top, dib, palette, bitmap);
     ReleaseDC(nullptr, screen);
