@@ -41,8 +41,8 @@ void BindModifiers()
         mod(SET_Value(SET_CAPTURE_KEY_ALT) != 0, SET_Value(SET_CAPTURE_KEY_CTRL) != 0);
 }
 
-// The five keys that only a cap_save_all store keeps.
-void WriteKept()
+// The five keys that only a cap_save_all store keeps; non-zero when it keeps them.
+int WriteKept()
 {
     HPROFILE profile = PRF_OpenSection(kSection);
     PRF_AddDefault(profile, "cap_save_all", 1);
@@ -56,10 +56,7 @@ void WriteKept()
         PRF_SetDword(profile, "cap_save_id", cap_save_id);
     }
     PRF_Close(profile);
-    if (saveAll) {
-        SET_Put(SET_CAPTURE_MODE, CAP_Mode);
-        SET_MarkChanged(SET_CAPTURE_MODE, 1);
-    }
+    return saveAll;
 }
 
 // A stored name that doesn't fit its 128 bytes is not taken: cut, it would name another file.
@@ -271,7 +268,10 @@ void CAP_OptionsCommand(HWND frame)
     if (result <= 0) return;
     UTL_BeginWait();
     SET_Save();
-    WriteKept();
+    if (WriteKept()) {
+        SET_Put(SET_CAPTURE_MODE, CAP_Mode);
+        SET_MarkChanged(SET_CAPTURE_MODE, 1);
+    }
     UTL_EndWait();
 }
 
