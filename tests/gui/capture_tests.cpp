@@ -12,32 +12,25 @@ using namespace kvgui;
 namespace {
 const char kCaptureKey[] = "Software\\Korvanta\\3.50\\Capture";
 
-// The name of a scratch file as the X side sees it.
-std::string UnixPath(const std::string& name)
-{
-    typedef char*(CDECL * UnixName)(LPCWSTR);
-    auto unixName = reinterpret_cast<UnixName>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), "wine_get_unix_file_name")));
-    WCHAR wide[MAX_PATH];
-    MultiByteToWideChar(CP_ACP, 0, PathOf(name).c_str(), -1, wide, MAX_PATH);
-    const char* path = unixName ? unixName(wide) : nullptr;
-    return path ? path : "";
-}
+// A scratch file that both sides name: the X side by its Unix path, this program on drive Z:.
+std::string XFile(const std::string& name) { return "/tmp/kv_capture_" + std::to_string(GetCurrentProcessId()) + name; }
 
 // Runs a shell command on the X side and waits for it; its exit status, -1 on timeout.
 int Unix(const std::string& command)
 {
-    const std::string done = UnixPath("unix.done");
-    DeleteFileA(PathOf("unix.done").c_str());
+    const std::string done = XFile(".done");
     std::string line = "/bin/sh -c \"(" + command + ") >/dev/null 2>&1; echo $? >'" + done + ".t' && mv '" + done +
                        ".t' '" + done + "'\"";
     STARTUPINFOA startup{sizeof startup};
     PROCESS_INFORMATION info{};
     // Wine starts a Unix program without a process handle: the marker file tells its end.
     if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
-        !Within(20000, [&] { return Exists(PathOf("unix.done")); }))
+        !Within(20000, [&] { return Exists("Z:" + done); }))
         return -1;
-    return atoi(reinterpret_cast<const char*>(ReadBytes(PathOf("unix.done")).data()));
+    std::vector<BYTE> status = ReadBytes("Z:" + done);
+    DeleteFileA(("Z:" + done).c_str());
+    status.push_back(0);
+    return atoi(reinterpret_cast<const char*>(status.data()));
 }
 
 // The X server's own picture of a rectangle of the screen.
@@ -46,12 +39,12 @@ Image XScreen(const RECT& r)
     Image image{r.right - r.left, r.bottom - r.top};
     char crop[64];
     snprintf(crop, sizeof crop, "%ldx%ld+%ld+%ld", r.right - r.left, r.bottom - r.top, r.left, r.top);
-    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:'" +
-                   UnixPath("screen.rgb") + "'"),
+    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:" + XFile(".rgb")),
               0);
-    const std::vector<BYTE> bytes = ReadBytes(PathOf("screen.rgb"));
+    const std::vector<BYTE> bytes = ReadBytes("Z:" + XFile(".rgb"));
     for (size_t i = 0; i + 2 < bytes.size(); i += 3)
         image.pixels.push_back(bytes[i] << 16 | bytes[i + 1] << 8 | bytes[i + 2]);
+    DeleteFileA(("Z:" + XFile(".rgb")).c_str());
     return image;
 }
 
