@@ -300,7 +300,7 @@ TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
         Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("0042"));
         Answer(dialog, IDOK);
         Send(run.frame, WM_CLOSE, 0, 0);
-        DWORD code;
+        DWORD code;  // a clean end, which writes the store
         ASSERT_TRUE(run.program.WaitForExit(10000, &code));
     }
     EXPECT_EQ(CoreValue("capture_mode"), "516");
