@@ -41,6 +41,9 @@ const char kIndexAsk[] = "Capture file index has reached %ld, reset to zero?";
 const char kTransClass[] = "TransClass";
 const int kNotXorPen = 10;
 const DWORD kXor = 0x660046;
+// The mouse messages a drag takes off the queue: to the wheel while it waits
+// for the button, to the middle button's double click during the drag.
+const UINT kWaitLast = 0x20A, kDragLast = 0x209;
 
 // ---- the rectangle mode's window and drag ----------------------------------------------
 
@@ -151,7 +154,7 @@ int TrackRect(HWND window)
     MSG msg;
     int ok = 1;
     for (;;) {
-        if (!NextMouse(window, nullptr, WM_MOUSELAST, &msg)) {
+        if (!NextMouse(window, nullptr, kWaitLast, &msg)) {
             ok = 0;
             break;
         }
@@ -164,7 +167,7 @@ int TrackRect(HWND window)
         GetCursorPos(&anchor);
         corner = anchor;
         DrawBand(window, anchor, corner);
-        while (NextMouse(window, window, WM_RBUTTONUP, &msg)) {
+        while (NextMouse(window, window, kDragLast, &msg)) {
             if (msg.message == WM_LBUTTONUP || msg.message == WM_RBUTTONUP) break;
             if (msg.message != WM_MOUSEMOVE) continue;
             POINT now;
