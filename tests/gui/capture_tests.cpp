@@ -284,6 +284,10 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
     HotKey(target, "key ctrl+F9");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP100.BMP")); }));
+    Send(run.frame, WM_CLOSE, 0, 0);
+    DWORD code;  // the mode goes to the store with the settings at the end
+    ASSERT_TRUE(run.program.WaitForExit(10000, &code));
+    EXPECT_EQ(CoreValue("capture_mode"), "260");
 }
 
 TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
