@@ -6,6 +6,9 @@
 #define IDI_FRAME 400
 #define IDI_IMAGE 401
 
+// The cursor of the capture drag.
+#define IDC_CAPTURE 600
+
 // The frame's accelerator table.
 #define IDR_ACCELERATORS 500
 

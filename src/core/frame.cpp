@@ -191,6 +191,16 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
     case IDM_BATCH:
         BAT_Facility(frame);
         return 0;
+    case IDM_CAPTURE_ACTIVEWINDOW:
+    case IDM_CAPTURE_ACTIVEAPP:
+    case IDM_CAPTURE_SCREEN:
+    case IDM_CAPTURE_RECTANGLE:
+    case IDM_CAPTURE_UNDERMOUSE:
+        CAP_SetMode(LOWORD(wParam));
+        return 0;
+    case IDM_CAPTURE_OPTIONS:
+        CAP_OptionsCommand(frame);
+        return 0;
     case IDM_SETTINGS:
         UTL_BeginWait();
         SET_Settings(frame);
@@ -290,6 +300,12 @@ LRESULT CALLBACK MPFrameWndProc(HWND frame, UINT message, WPARAM wParam, LPARAM 
         return MAI_Command(frame, wParam, lParam);
     case WM_DROPFILES:
         FIL_DropFiles(frame, reinterpret_cast<HDROP>(wParam));
+        return 0;
+    case CAP_HotKeyMessage:
+        // The hot key: the screen is grabbed as it stands, under the wait cursor.
+        UTL_BeginWait();
+        CAP_Capture();
+        UTL_EndWait();
         return 0;
     case WM_CLOSE:
         return MAI_Close(frame);

@@ -1023,4 +1023,26 @@ void Answer(HWND box, int button)
     EXPECT_TRUE(WaitForWindowGone(box, 5000));
 }
 
+int Peer(const std::string& args, DWORD timeoutMs, HANDLE* running)
+{
+    char self[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string line = std::string(self);
+    line = "\"" + line.substr(0, line.find_last_of('\\') + 1) + "kv_clip_peer.exe\" " + args;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
+        return -2;
+    CloseHandle(info.hThread);
+    DWORD code = static_cast<DWORD>(-1);
+    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0)
+        GetExitCodeProcess(info.hProcess, &code);
+    if (code == static_cast<DWORD>(-1) && running)
+        *running = info.hProcess;
+    else
+        CloseHandle(info.hProcess);
+    return static_cast<int>(code);
+}
+
 }  // namespace kvgui

@@ -338,4 +338,8 @@ struct Session {
 // Answers a box or a dialog by its button; it must go.
 void Answer(HWND box, int button);
 
+// Runs kv_clip_peer.exe beside this program; its exit code, or -1 while it
+// still runs after timeoutMs (then its handle is left in *running).
+int Peer(const std::string& args, DWORD timeoutMs = 10000, HANDLE* running = nullptr);
+
 }  // namespace kvgui

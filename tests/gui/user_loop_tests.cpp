@@ -871,30 +871,6 @@ TEST(UserLoop, EachColorsCommandOnATrueColourImageGivesItsDepthAndColourFlag)
 // ---- the Edit menu and the clipboard, with another program at the other end ------------------------
 
 namespace {
-// Runs kv_clip_peer.exe beside this program; its exit code, or -1 while it
-// still runs after timeoutMs (then its handle is left in *running).
-int Peer(const std::string& args, DWORD timeoutMs = 10000, HANDLE* running = nullptr)
-{
-    char self[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string line = std::string(self);
-    line = "\"" + line.substr(0, line.find_last_of('\\') + 1) + "kv_clip_peer.exe\" " + args;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
-        return -2;
-    CloseHandle(info.hThread);
-    DWORD code = static_cast<DWORD>(-1);
-    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0)
-        GetExitCodeProcess(info.hProcess, &code);
-    if (code == static_cast<DWORD>(-1) && running)
-        *running = info.hProcess;
-    else
-        CloseHandle(info.hProcess);
-    return static_cast<int>(code);
-}
-
 // A file with bytes for the peer to put, as a quoted argument.
 std::string Keep(const std::string& name, const std::vector<BYTE>& bytes)
 {
