@@ -450,8 +450,11 @@ def ReadHelp(data):
         else:
             Fail(f'record type {kind:#x} at {ref:#x}')
         ref = following
-    context = dict(Reader.Entries(reader.File(files[b'|CONTEXT']),
-                                  lambda tree, at: (tree.Take(at, '<iI'), at + 8)))
+    pairs = Reader.Entries(reader.File(files[b'|CONTEXT']),
+                           lambda tree, at: (tree.Take(at, '<iI'), at + 8))
+    if pairs != sorted(pairs):  # the viewer's search stops at the first greater hash
+        Fail('|CONTEXT is not sorted by hash')
+    context = dict(pairs)
     if fonts < 2:
         Fail('fewer fonts than the text uses')
     return title, caption, index, topics, context
