@@ -31,6 +31,9 @@ Format notes (numbers little-endian):
 - |FONT: the old layout (faces of 20 bytes, descriptors of 11).
 - |CONTEXT: a B+ tree of (hash of a context name, topic offset), sorted by the hash as a
   signed number; jumps name their target by that hash.
+- |KWBTREE and |KWDATA: the viewer's index of keywords, here each topic's title. Tree
+  entries are the keyword, its count of topics (1) and where its topic offsets stand in
+  |KWDATA, a plain array of topic offsets.
 """
 import os
 import struct
@@ -145,7 +148,7 @@ def PackedShort(value):  # signed, 1-byte form
     return bytes([0x80 + 2 * value])
 
 
-def Paragraph(pieces, font, after, indent=0):
+def Paragraph(pieces, font, after, indent=0, before=0):
     """A paragraph record's two parts; pieces are bytes or (hash, bytes) for a jump."""
     codes, strings, pending = bytearray(), [], b''
 
@@ -166,8 +169,9 @@ def Paragraph(pieces, font, after, indent=0):
     Code(b'\x82')
     Code(b'\xFF')
     text = b''.join(s + b'\0' for s in strings)
-    bits = 0x0004 | (0x0010 if indent else 0)
-    layout = PackedShort(after) + (PackedShort(indent) if indent else b'')
+    bits = (0x0002 if before else 0) | 0x0004 | (0x0010 if indent else 0)
+    layout = (PackedShort(before) if before else b'') + PackedShort(after) \
+        + (PackedShort(indent) if indent else b'')
     chars = sum(len(s) for s in strings) + 1
     data1 = (PackedLong(len(text)) + PackedWord(chars) + b'\x00\x80\x00\x00'
              + struct.pack('<H', bits) + layout + bytes(codes))
@@ -200,8 +204,9 @@ def BuildTopics(topics):
             if kind == 'jump':
                 paragraph = Paragraph([(ContextHash(value), titles[value])], 0, 4, 10)
             else:
-                paragraph = Paragraph([value], 0, 4 if kind == 'list' else 12,
-                                      10 if kind == 'list' else 0)
+                listed = kind == 'list'  # list entries stand close, indented
+                paragraph = Paragraph([value], 0, 4 if listed else 6, 10 if listed else 0,
+                                      0 if listed else 6)
             records.append((number,) + paragraph)
     # Sizes do not depend on positions: place the records, then fill in the links.
     sizes = [21 + (28 if r[1] == TOPIC_HEADER else len(r[2])) + len(r[3]) for r in records]
@@ -256,7 +261,13 @@ def BuildHelp(title, topics):
     font += b''.join(struct.pack('<BBBH3s3s', *f, b'\0\0\0', b'\xFF\xFF\xFF') for f in fonts)
     pairs = sorted((ContextHash(t[0]), offsets[i]) for i, t in enumerate(topics))
     context = Tree([struct.pack('<iI', h, o) for h, o in pairs], 0x800, b'L4')
-    files = {b'|CONTEXT': context, b'|FONT': font, b'|SYSTEM': system, b'|TOPIC': topic}
+    keywords = sorted(((t[1], offsets[i]) for i, t in enumerate(topics)),
+                      key=lambda keyword: keyword[0].lower())
+    kwbtree = Tree([k + b'\0' + struct.pack('<hI', 1, 4 * i) for i, (k, _) in enumerate(keywords)],
+                   0x800, b'z4')
+    kwdata = b''.join(struct.pack('<I', offset) for _, offset in keywords)
+    files = {b'|CONTEXT': context, b'|FONT': font, b'|KWBTREE': kwbtree, b'|KWDATA': kwdata,
+             b'|SYSTEM': system, b'|TOPIC': topic}
     body, where = bytearray(), {}
     for name, data in files.items():
         where[name] = 16 + len(body)
@@ -312,6 +323,11 @@ class Reader:
 def Name(tree, at):
     end = tree.data.index(b'\0', at)
     return (tree.data[at:end], tree.Take(end + 1, '<I')[0]), end + 5
+
+
+def Keyword(tree, at):
+    end = tree.data.index(b'\0', at)
+    return (tree.data[at:end],) + tree.Take(end + 1, '<hI'), end + 7
 
 
 def Unpack(packed):
@@ -384,7 +400,7 @@ def ReadParagraph(record, data1_end, text):
 
 
 def ReadHelp(data):
-    """(title, caption, index offset, topics, context); a topic is
+    """(title, caption, index offset, topics, context, keywords); a topic is
     [offset, title, paragraphs]."""
     reader = Reader(data)
     magic, directory, _, size = reader.Take(0, '<IiiI')
@@ -394,7 +410,7 @@ def ReadHelp(data):
     names = list(files)
     if names != sorted(names):
         Fail('the directory is not sorted')
-    for needed in (b'|SYSTEM', b'|TOPIC', b'|FONT', b'|CONTEXT'):
+    for needed in (b'|SYSTEM', b'|TOPIC', b'|FONT', b'|CONTEXT', b'|KWBTREE', b'|KWDATA'):
         if needed not in files:
             Fail(f'no {needed.decode()} file')
     system = Reader(reader.File(files[b'|SYSTEM']))
@@ -455,15 +471,21 @@ def ReadHelp(data):
     if pairs != sorted(pairs):  # the viewer's search stops at the first greater hash
         Fail('|CONTEXT is not sorted by hash')
     context = dict(pairs)
+    kwdata = Reader(reader.File(files[b'|KWDATA']))
+    keywords = [(word, kwdata.Take(where + 4 * n, '<I')[0]) for word, count, where
+                in Reader.Entries(reader.File(files[b'|KWBTREE']), Keyword) for n in range(count)]
     if fonts < 2:
         Fail('fewer fonts than the text uses')
-    return title, caption, index, topics, context
+    return title, caption, index, topics, context, keywords
 
 
 def Check(data, title, topics):
     """Every difference between a decoded file and the source, as texts."""
-    got_title, caption, index, got, context = ReadHelp(data)
+    got_title, caption, index, got, context, keywords = ReadHelp(data)
     problems = []
+    words = [word.lower() for word, _ in keywords]
+    if words != sorted(words) or sorted(keywords) != sorted((t[1], t[0]) for t in got):
+        problems.append('the keywords are not the topic titles in order')
     if got_title != title or caption != title:
         problems.append(f'title {got_title!r}, caption {caption!r}, not {title!r}')
     by_offset = {t[0]: t for t in got}
