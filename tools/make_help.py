@@ -122,8 +122,8 @@ def ParseSource(path):
                 lines.append(line.strip())
     if topics:
         Flush()
-    if not title or not topics:
-        Fail(f'{path}: a title and at least one topic are needed')
+    if not title or not topics or len(title) > 50:
+        Fail(f'{path}: a title of at most 50 characters and at least one topic are needed')
     names = [t[0] for t in topics]
     if len({ContextHash(n) for n in names}) != len(names):
         Fail(f'{path}: two topics share a name or its hash')
@@ -194,7 +194,7 @@ def Position(p):
 
 
 def BuildTopics(topics):
-    """|TOPIC, the offset of each topic and the record count."""
+    """|TOPIC, and the offset of each topic in it."""
     titles = {name: heading for name, heading, _ in topics}
     records = []  # (topic index, type, data1, text, chars)
     for number, (name, heading, paragraphs) in enumerate(topics):
@@ -249,7 +249,7 @@ def BuildTopics(topics):
 
 def BuildHelp(title, topics):
     topic, offsets = BuildTopics(topics)
-    caption = struct.pack('<H10s9s51s5hII', 0x0007, b'main', b'main', title[:50],
+    caption = struct.pack('<H10s9s51s5hII', 0x0007, b'main', b'main', title,
                           0, 0, 0, 0, 0, 0, 0)
     system = struct.pack('<HHHIH', SYSTEM_MAGIC, 21, 1, 0, 4)  # no date: same text, same file
     for kind, data in ((1, title + b'\0'), (3, struct.pack('<I', offsets[0])), (6, caption)):
@@ -308,8 +308,11 @@ class Reader:
         page = root
         for _ in range(levels - 1):  # down the leftmost children
             page = tree.Take(38 + page * page_size + 4, '<H')[0]
-        entries = []
+        entries, seen = [], set()
         while page != 0xFFFF:
+            if page in seen:
+                Fail('the leaf pages of a B+ tree run in a circle')
+            seen.add(page)
             base = 38 + page * page_size
             count, _, following = tree.Take(base + 2, '<hhH')
             at = base + 8
