@@ -352,7 +352,7 @@ def Unpack(packed):
     return out
 
 
-def Unpacked(reader, at, signed):
+def PackedNumber(reader, at, signed):
     """A packed number at at: (value, next)."""
     first = reader.data[at]
     wide = first & 1
@@ -366,15 +366,15 @@ def Unpacked(reader, at, signed):
 def ReadParagraph(record, data1_end, text):
     """A paragraph's pieces: bytes, or (hash, bytes) for a jump; and its character count."""
     at = 0x15
-    _, at = Unpacked(record, at, 'long')
-    chars, at = Unpacked(record, at, 'word')
+    _, at = PackedNumber(record, at, 'long')
+    chars, at = PackedNumber(record, at, 'word')
     bits = record.Take(at + 4, '<H')[0]
     at += 6
     if bits & 0x0001:
-        _, at = Unpacked(record, at, 'long')
+        _, at = PackedNumber(record, at, 'long')
     for bit in (0x0002, 0x0004, 0x0008, 0x0010, 0x0020, 0x0040):
         if bits & bit:
-            _, at = Unpacked(record, at, 'short')
+            _, at = PackedNumber(record, at, 'short')
     if bits & 0x0100:
         at += 3
     if bits & 0x0200:
