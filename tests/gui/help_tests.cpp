@@ -88,6 +88,19 @@ TEST(Help, IndexShowsOurFileFromAnyFolderAndUsingHelpAsksTheViewer)
         EXPECT_NE(at, std::string::npos) << "missing or out of order: " << entry;
     }
 
+    // A click on the last entry opens that topic, the last one written.
+    const HWND rich = GetDlgItem(viewer, 0x701);
+    const size_t found = text.find(index.entries.back());
+    size_t lineEnds = 0;  // the control counts a paragraph's end as one character
+    for (size_t p = text.find("\r\n"); p < found; p = text.find("\r\n", p + 2))
+        ++lineEnds;
+    const LRESULT where = Send(rich, EM_POSFROMCHAR, found - lineEnds + 1, 0);
+    POINT point{LOWORD(where), HIWORD(where) + 4};
+    ClientToScreen(rich, &point);
+    ASSERT_TRUE(ClickScreen(point.x, point.y));
+    EXPECT_TRUE(Within(10000, [&] { return WindowText(rich).find(index.entries.back()) == 0; }))
+        << WindowText(rich);
+
     // Wine ships no help on its viewer: the viewer says so and keeps our help.
     PostMessageA(frame, WM_COMMAND, 2561, 0);
     const HWND box = WaitForProcessWindow(pid, "#32770", 15000);
