@@ -814,20 +814,100 @@ std::string Upper(std::string text)
     return text;
 }
 
+std::string FreshFolder(const std::string& name)
+{
+    char base[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, base);
+    const std::string folder = std::string(base) + name;
+    CreateDirectoryA(folder.c_str(), nullptr);
+    WIN32_FIND_DATAA found;
+    HANDLE walk = FindFirstFileA((folder + "\\*").c_str(), &found);
+    for (BOOL more = walk != INVALID_HANDLE_VALUE; more; more = FindNextFileA(walk, &found))
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+            DeleteFileA((folder + "\\" + found.cFileName).c_str());
+    if (walk != INVALID_HANDLE_VALUE)
+        FindClose(walk);
+    return folder;
+}
+
+bool WriteBytes(const std::string& path, const std::vector<BYTE>& bytes)
+{
+    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    const bool ok = out != INVALID_HANDLE_VALUE &&
+                    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+                    written == bytes.size();
+    if (out != INVALID_HANDLE_VALUE)
+        CloseHandle(out);
+    EXPECT_TRUE(ok) << path;
+    return ok;
+}
+
 std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib)
 {
-    const std::string path = PathOf(name);
+    const std::string path = name.find('\\') == std::string::npos ? PathOf(name) : name;
     const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(dib.data());
     BITMAPFILEHEADER file{0x4D42, static_cast<DWORD>(sizeof file + dib.size()), 0, 0,
                           static_cast<DWORD>(sizeof file + header->biSize + header->biClrUsed * sizeof(RGBQUAD))};
-    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    EXPECT_NE(out, INVALID_HANDLE_VALUE) << path;
-    DWORD written = 0;
-    WriteFile(out, &file, sizeof file, &written, nullptr);
-    WriteFile(out, dib.data(), static_cast<DWORD>(dib.size()), &written, nullptr);
-    CloseHandle(out);
+    std::vector<BYTE> bytes(reinterpret_cast<const BYTE*>(&file), reinterpret_cast<const BYTE*>(&file + 1));
+    bytes.insert(bytes.end(), dib.begin(), dib.end());
+    WriteBytes(path, bytes);
     return path;
 }
+
+bool Convert(const std::string& args, const std::string& folder)
+{
+    const std::string program = KorvantaPath();
+    std::string line = "\"" + program.substr(0, program.find_last_of('\\') + 1) + "kvconvert.exe\" -q " + args;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        folder.empty() ? nullptr : folder.c_str(), &startup, &info))
+        return false;
+    DWORD code = 1;
+    if (WaitForSingleObject(info.hProcess, 60000) == WAIT_OBJECT_0)
+        GetExitCodeProcess(info.hProcess, &code);
+    CloseHandle(info.hThread);
+    CloseHandle(info.hProcess);
+    return code == 0;
+}
+
+std::vector<std::string> ListItems(HWND dialog, int id)
+{
+    std::vector<std::string> items;
+    HWND list = GetDlgItem(dialog, id);
+    DWORD_PTR count = 0;
+    if (!list || !SendMessageTimeoutW(list, LB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count))
+        return items;
+    for (DWORD_PTR i = 0; i < count && static_cast<LRESULT>(count) != LB_ERR; ++i) {
+        DWORD_PTR length = 0, copied = 0;
+        SendMessageTimeoutW(list, LB_GETTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length);
+        std::vector<WCHAR> wide(length + 1, L'\0');
+        SendMessageTimeoutW(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG, 5000,
+                            &copied);
+        char text[MAX_PATH] = "";
+        WideCharToMultiByte(CP_ACP, 0, wide.data(), -1, text, sizeof text, nullptr, nullptr);
+        items.push_back(text);
+    }
+    return items;
+}
+
+bool ChooseItem(HWND dialog, int id, const std::string& prefix)
+{
+    const std::vector<std::string> items = ComboItems(dialog, id);
+    for (size_t i = 0; i < items.size(); ++i)
+        if (items[i].compare(0, prefix.size(), prefix) == 0) {
+            // The common file dialogs take the filter at the end of the choice.
+            return SelectComboItem(dialog, id, static_cast<int>(i)) &&
+                   Send(dialog, WM_COMMAND, MAKEWPARAM(id, CBN_SELENDOK),
+                        reinterpret_cast<LPARAM>(GetDlgItem(dialog, id))) >= 0;
+        }
+    ADD_FAILURE() << "no entry " << prefix << " in combo " << id;
+    return false;
+}
+
+bool Checked(HWND dialog, int id) { return Send(GetDlgItem(dialog, id), BM_GETCHECK, 0, 0) == BST_CHECKED; }
 
 std::vector<BYTE> ReadBytes(const std::string& path)
 {
@@ -896,10 +976,41 @@ void CoreGuard::Clear() const
         RegDeleteKeyValueA(HKEY_CURRENT_USER, kCoreKey, name.c_str());
 }
 
-Session::Session(const std::string& file, const std::string& switches)
+Session::Session(const std::string& file, const std::string& switches, const std::string& folder)
 {
-    if (program.Start(file.empty() || switches.empty() ? switches + file : switches + " " + file))
+    if (program.Start(file.empty() || switches.empty() ? switches + file : switches + " " + file, folder))
         frame = program.WaitForFrame();
+}
+
+HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+{
+    HWND found = nullptr;
+    Within(timeoutMs, [&] {
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if (GetDlgItem(window, id))
+                found = window;
+        return found != nullptr;
+    });
+    return found;
+}
+
+HWND Session::WaitForText(const std::string& prefix, DWORD timeoutMs) const
+{
+    HWND found = nullptr;
+    Within(timeoutMs, [&] {
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if (GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0)
+                found = window;
+        return found != nullptr;
+    });
+    return found;
+}
+
+bool Session::Exit()
+{
+    Command(264);
+    DWORD code = 0xFFFFFFFF;
+    return program.WaitForExit(10000, &code) && code == 0;
 }
 
 std::vector<HWND> ImageWindows(HWND frame)

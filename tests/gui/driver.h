@@ -277,10 +277,25 @@ std::string Folder();
 std::string PathOf(const std::string& name);
 bool Exists(const std::string& path);
 std::string Upper(std::string text);
-// Writes a .bmp file around a packed DIB into Folder(); its full path.
+// A folder of its own under the temp folder, emptied of files; its path.
+std::string FreshFolder(const std::string& name);
+// Writes a whole file; false on failure.
+bool WriteBytes(const std::string& path, const std::vector<BYTE>& bytes);
+// Writes a .bmp file around a packed DIB into Folder(), or to name itself
+// when it holds a backslash; its full path.
 std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib);
 // A whole file; empty when it can't be read.
 std::vector<BYTE> ReadBytes(const std::string& path);
+// kvconvert.exe beside the program, run in folder (the current one when
+// empty): the batch conversion on the same engine. True on status 0.
+bool Convert(const std::string& args, const std::string& folder = "");
+
+// The rows of a dialog's list box, read in UTF-16 as Wine answers another process.
+std::vector<std::string> ListItems(HWND dialog, int id);
+// Chooses the entry of a dialog's combo box whose text begins with prefix,
+// as a choice in the list does; false when there is none.
+bool ChooseItem(HWND dialog, int id, const std::string& prefix);
+bool Checked(HWND dialog, int id);
 
 // The Core section of the profile store, read and written in the registry as
 // another program would. A missing value reads "", one that isn't a string
@@ -304,7 +319,8 @@ struct Session {
     Program program;
     HWND frame = nullptr;
 
-    explicit Session(const std::string& file = "", const std::string& switches = "/NOLOGO");
+    explicit Session(const std::string& file = "", const std::string& switches = "/NOLOGO",
+                     const std::string& folder = "");
 
     HWND Client() const { return GetDlgItem(frame, 3244); }
     std::vector<HWND> Windows() const { return ImageWindows(frame); }
@@ -330,6 +346,12 @@ struct Session {
     HWND WaitForBox() const { return WaitForDialog(false); }
     HWND WaitForFileDialog() const { return WaitForDialog(true); }
     bool NoDialogs() const { return TopLevelWindows(program.Pid(), "#32770").empty(); }
+    // A dialog of the program holding control id; 0 after the wait.
+    HWND WaitForControl(int id, DWORD timeoutMs = 10000) const;
+    // A message box of the program whose text begins with prefix; 0 after the wait.
+    HWND WaitForText(const std::string& prefix, DWORD timeoutMs = 10000) const;
+    // File, Exit; true when the program ended with code 0.
+    bool Exit();
 
     // The menu bar with each popup opened as the user opens it.
     std::vector<MenuEntry> Menus();

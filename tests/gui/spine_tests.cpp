@@ -180,7 +180,6 @@ TEST(CommandLine, NameWithBlanksOpensAsAWholeIntoARecordFromTheLoad)
     const std::vector<BYTE> dib = ColourDib8();
     const std::string path = WriteBmp("my picture 1.bmp", dib);
     Session run(path);
-    ASSERT_NE(run.frame, nullptr);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(run.Windows().size(), 1u);
@@ -289,43 +288,29 @@ TEST(SecondInstance, WithoutAFileNameReportsOnlyOneCopyAndLeaves)
     EXPECT_TRUE(first.Windows().empty());
 }
 
-TEST(SecondInstance, WithAFileNameHandsItToTheFirstAndEndsWithZero)
+TEST(SecondInstance, WithAFileNameHandsItToTheFirstEvenBehindItsOpenDialogAndEndsWithZero)
 {
     const std::string path = WriteBmp("handed over.bmp", ColourDib8());
-    Session first;
-    ASSERT_NE(first.frame, nullptr);
-    Program second;
-    ASSERT_TRUE(second.Start(path));
-    DWORD code = 0xFFFFFFFF;
-    ASSERT_TRUE(second.WaitForExit(10000, &code));
-    EXPECT_EQ(code, 0u);
-    // The send returned only after the first instance had opened the file.
-    std::vector<HWND> windows = first.Windows();
-    ASSERT_EQ(windows.size(), 1u);
-    EXPECT_EQ(WindowText(windows[0]), Upper(path));
-    EXPECT_EQ(first.Attr(windows[0], kFlags), kColor | kRaster);
-}
-
-TEST(SecondInstance, FileOpensBehindTheFirstInstancesOpenDialog)
-{
-    const std::string path = WriteBmp("behind dialog.bmp", ColourDib8());
-    Session first("", "/NOLOGO /LOAD");
-    ASSERT_NE(first.frame, nullptr);
-    HWND dialog = WaitForOwnedWindow(first.frame, "#32770", 8000);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_TRUE(IsPainted(dialog));
-    // The dialog's own message loop serves the second instance's send.
-    Program second;
-    ASSERT_TRUE(second.Start(path));
-    DWORD code = 0xFFFFFFFF;
-    ASSERT_TRUE(second.WaitForExit(10000, &code));
-    EXPECT_EQ(code, 0u);
-    std::vector<HWND> windows = first.Windows();
-    ASSERT_EQ(windows.size(), 1u);
-    EXPECT_EQ(WindowText(windows[0]), Upper(path));
-    EXPECT_TRUE(IsWindow(dialog));
-    EXPECT_TRUE(PressButton(dialog, IDCANCEL));
-    EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
+    for (bool load : {false, true}) {
+        Session first("", load ? "/NOLOGO /LOAD" : "/NOLOGO");
+        ASSERT_NE(first.frame, nullptr);
+        // The Open dialog's own message loop serves the second instance's send.
+        HWND dialog = load ? first.WaitForFileDialog() : nullptr;
+        Program second;
+        ASSERT_TRUE(second.Start(path));
+        DWORD code = 0xFFFFFFFF;
+        ASSERT_TRUE(second.WaitForExit(10000, &code)) << load;
+        EXPECT_EQ(code, 0u);
+        // The send returned only after the first instance had opened the file.
+        std::vector<HWND> windows = first.Windows();
+        ASSERT_EQ(windows.size(), 1u) << load;
+        EXPECT_EQ(WindowText(windows[0]), Upper(path));
+        EXPECT_EQ(first.Attr(windows[0], kFlags), kColor | kRaster);
+        if (load) {
+            EXPECT_TRUE(IsWindow(dialog));
+            Answer(dialog, IDCANCEL);
+        }
+    }
 }
 
 // Writes CoreMemObject as a second instance does and sends service 31 with no block.
@@ -402,7 +387,6 @@ TEST(ImageRecord, SetFlagSetsOnlyForOneAndTestFlagSeesAnyBitOfTheMask)
 {
     const std::string path = WriteBmp("flags.bmp", ColourDib8());
     Session run(path);
-    ASSERT_NE(run.frame, nullptr);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     auto testFlag = [&](LONG mask) {
@@ -432,7 +416,6 @@ TEST(ImageRecord, CopiesAreNewObjectsAndTheRecordKeepsItsOwn)
     CoreGuard guard({"screen_bitmaps"});
     SetCore("screen_bitmaps", "0");
     Session run(path);
-    ASSERT_NE(run.frame, nullptr);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     ServiceCall call;
@@ -471,21 +454,24 @@ TEST(ImageRecord, NewWindowHasNoImageAndTakesItsDepthFromABlankInfo)
     EXPECT_EQ(run.Attr(window, kBitmap), 0);
 }
 
-TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayPalettesOnly)
+TEST(ImageRecord, SetImageMarksModifiedDetectsGrayPalettesOnlyAndWithoutKeepUndoReusesTheRecord)
 {
     const std::string path = WriteBmp("gray.bmp", ColourDib8());
+    CoreGuard guard({"keep_undo"});
+    SetCore("keep_undo", "0");
     Session run(path);
-    ASSERT_NE(run.frame, nullptr);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
+    const LONG_PTR record = GetWindowLongPtrA(window, 0);
     // A 24-bit image of gray pixels has no table to look at: it stays colour.
     const LONG_PTR handle = run.SetImage(window, GrayPixelsDib24());
     EXPECT_EQ(run.Attr(window, kDib), handle);
     EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster | kModified);
-    // A gray table turns the colour image gray.
+    EXPECT_EQ(GetWindowLongPtrA(window, 0), record);
+    EXPECT_EQ(GetWindowLongPtrA(window, sizeof(LONG_PTR)), 0);
+    // A gray table turns the colour image gray, and a gray image never turns colour here.
     run.SetImage(window, GrayDib8());
     EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
-    // And a gray image never turns colour here.
     run.SetImage(window, ColourDib8());
     EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
     // The window follows the image's size.
@@ -501,7 +487,6 @@ TEST(ImageRecord, SetImageWithKeepUndoSwapsTheTwoRecords)
     CoreGuard guard({"keep_undo"});
     SetCore("keep_undo", "1");
     Session run(path);
-    ASSERT_NE(run.frame, nullptr);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
     const int undoWord = sizeof(LONG_PTR);
@@ -529,23 +514,8 @@ TEST(ImageRecord, SetImageWithKeepUndoSwapsTheTwoRecords)
     EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
 }
 
-TEST(ImageRecord, WithoutKeepUndoTheRecordIsReused)
-{
-    const std::string path = WriteBmp("noundo.bmp", ColourDib8());
-    CoreGuard guard({"keep_undo"});
-    SetCore("keep_undo", "0");
-    Session run(path);
-    ASSERT_NE(run.frame, nullptr);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    const LONG_PTR record = GetWindowLongPtrA(window, 0);
-    run.SetImage(window, GrayPixelsDib24());
-    EXPECT_EQ(GetWindowLongPtrA(window, 0), record);
-    EXPECT_EQ(GetWindowLongPtrA(window, sizeof(LONG_PTR)), 0);
-    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster | kModified);
-}
-
-// The device bitmap a DIB gets under each screen_bitmaps value on this 24-bit screen.
+// The device bitmap a DIB gets under each screen_bitmaps value on this
+// 24-bit screen, and the window painting its image through it or without.
 TEST(ImageRecord, ScreenBitmapsDecidesWhichImagesGetADeviceBitmap)
 {
     HDC screen = GetDC(nullptr);
@@ -562,37 +532,21 @@ TEST(ImageRecord, ScreenBitmapsDecidesWhichImagesGetADeviceBitmap)
     for (const Case& c : {Case{"0", true, true, true}, Case{"1", true, true, false}, Case{"2", false, false, false}}) {
         SetCore("screen_bitmaps", c.setting);
         Session run(path);
-        ASSERT_NE(run.frame, nullptr);
         HWND window = run.WaitForWindows(1);
         ASSERT_NE(window, nullptr);
         EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for8) << c.setting;
         run.SetImage(window, Dib16());
         EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for16) << c.setting;
-        run.SetImage(window, GrayPixelsDib24());
-        EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for24) << c.setting;
-    }
-}
-
-TEST(ImageRecord, WindowPaintsItsImage)
-{
-    // Left half red, right half blue, 20 by 10, through the device bitmap and without.
-    CoreGuard guard({"screen_bitmaps"});
-    for (const char* setting : {"0", "2"}) {
-        SetCore("screen_bitmaps", setting);
-        Session run;
-        ASSERT_NE(run.frame, nullptr);
-        HWND window = reinterpret_cast<HWND>(run.Service(kNewWindow, {}));
-        ASSERT_NE(window, nullptr);
-        run.SetImage(window, MakeDib(20, 10, 24, {}, [](int x, int) {
-                     return x < 10 ? 0xFF0000u : 0x0000FFu;
-                 }));
-        Sleep(300);
-        POINT origin{0, 0};
-        ClientToScreen(window, &origin);
+        // Left half red, right half blue, 20 by 10: painted through the device bitmap or without.
+        run.SetImage(window, MakeDib(20, 10, 24, {}, [](int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; }));
         Image shot;
-        ASSERT_TRUE(CaptureScreenRect(RECT{origin.x, origin.y, origin.x + 20, origin.y + 10}, &shot));
-        EXPECT_EQ(shot.Count(RECT{0, 0, 10, 10}, 0xFF0000u), 100) << setting;
-        EXPECT_EQ(shot.Count(RECT{10, 0, 20, 10}, 0x0000FFu), 100) << setting;
+        EXPECT_TRUE(Within(3000, [&] {
+            POINT at{0, 0};
+            ClientToScreen(window, &at);
+            return CaptureScreenRect(RECT{at.x, at.y, at.x + 20, at.y + 10}, &shot) &&
+                   shot.Count(RECT{0, 0, 10, 10}, 0xFF0000u) == 100 && shot.Count(RECT{10, 0, 20, 10}, 0x0000FFu) == 100;
+        })) << c.setting;
+        EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for24) << c.setting;
     }
 }
 
