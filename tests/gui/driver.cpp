@@ -1,8 +1,6 @@
 // Outside driver of KORVANTA.EXE for the GUI scenarios.
 #include "driver.h"
 
-#include "probe/probe_protocol.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -12,28 +10,9 @@ namespace kvgui {
 
 namespace {
 
-// How often waiting loops look again.
-constexpr DWORD kPollMs = 50;
-
-// Runs pred every kPollMs until it is true or timeoutMs has passed.
-template <typename Pred>
-bool PollUntil(DWORD timeoutMs, Pred pred)
-{
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    for (;;) {
-        if (pred())
-            return true;
-        if (GetTickCount64() >= end)
-            return false;
-        Sleep(kPollMs);
-    }
-}
-
 struct EnumState {
     DWORD pid;
     const char* className;
-    HWND owner;
-    bool anyOwner;
     std::vector<HWND> found;
 };
 
@@ -45,8 +24,6 @@ BOOL CALLBACK CollectTopLevel(HWND window, LPARAM param)
     DWORD pid = 0;
     GetWindowThreadProcessId(window, &pid);
     if (state->pid && pid != state->pid)
-        return TRUE;
-    if (!state->anyOwner && GetWindow(window, GW_OWNER) != state->owner)
         return TRUE;
     if (state->className && _stricmp(ClassName(window).c_str(), state->className) != 0)
         return TRUE;
@@ -124,11 +101,6 @@ std::string KorvantaPath()
 
 // ---- Program -------------------------------------------------------------------
 
-Program::~Program()
-{
-    Kill();
-}
-
 bool Program::Start(const std::string& args, const std::string& workDir)
 {
     Kill();
@@ -154,7 +126,7 @@ HWND Program::WaitForFrame(DWORD timeoutMs)
     if (!info_.hProcess)
         return nullptr;
     frame_ = nullptr;
-    PollUntil(timeoutMs, [&] {
+    Within(timeoutMs, [&] {
         if (!IsRunning())
             return true;
         for (HWND window : TopLevelWindows(info_.dwProcessId, kFrameClass)) {
@@ -225,27 +197,14 @@ std::string WindowText(HWND window)
 
 std::vector<HWND> TopLevelWindows(DWORD pid, const char* className)
 {
-    EnumState state{pid, className, nullptr, true, {}};
+    EnumState state{pid, className, {}};
     EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
     return state.found;
 }
 
-HWND WaitForOwnedWindow(HWND owner, const char* className, DWORD timeoutMs)
-{
-    HWND found = nullptr;
-    PollUntil(timeoutMs, [&] {
-        EnumState state{0, className, owner, false, {}};
-        EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
-        if (!state.found.empty())
-            found = state.found.front();
-        return found != nullptr;
-    });
-    return found;
-}
-
 bool WaitForWindowGone(HWND window, DWORD timeoutMs)
 {
-    return PollUntil(timeoutMs, [&] { return !IsWindow(window); });
+    return Within(timeoutMs, [&] { return !IsWindow(window); });
 }
 
 std::string ControlText(HWND dialog, int id)
@@ -284,36 +243,48 @@ bool PressButton(HWND dialog, int id)
                         reinterpret_cast<LPARAM>(button)) != 0;
 }
 
-std::vector<std::string> ComboItems(HWND dialog, int id)
+namespace {
+
+// The entries of a combo or list box of another process. Sent there, Wine
+// answers the ANSI text messages in UTF-16, in twice the room the ANSI
+// length promises; so the entries are read in UTF-16 and converted here.
+std::vector<std::string> Entries(HWND dialog, int id, UINT countMessage, UINT lengthMessage, UINT textMessage)
 {
-    // Sent to another process, Wine answers the ANSI CB_GETLBTEXT in UTF-16,
-    // in twice the room the ANSI length promises; so the entries are read in
-    // UTF-16 and converted here.
     std::vector<std::string> items;
-    HWND combo = GetDlgItem(dialog, id);
+    HWND control = GetDlgItem(dialog, id);
     DWORD_PTR count = 0;
-    if (!combo || !SendMessageTimeoutW(combo, CB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
-        static_cast<LRESULT>(count) == CB_ERR)
+    if (!control || !SendMessageTimeoutW(control, countMessage, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
+        static_cast<LRESULT>(count) < 0)
         return items;
     for (DWORD_PTR i = 0; i < count; ++i) {
-        DWORD_PTR length = 0;
-        if (!SendMessageTimeoutW(combo, CB_GETLBTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
-            static_cast<LRESULT>(length) == CB_ERR)
+        DWORD_PTR length = 0, copied = 0;
+        if (!SendMessageTimeoutW(control, lengthMessage, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
+            static_cast<LRESULT>(length) < 0)
             return {};
         std::vector<WCHAR> wide(length + 1, L'\0');
-        DWORD_PTR copied = 0;
-        if (!SendMessageTimeoutW(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG,
+        if (!SendMessageTimeoutW(control, textMessage, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG,
                                  5000, &copied) ||
-            static_cast<LRESULT>(copied) == CB_ERR)
+            static_cast<LRESULT>(copied) < 0)
             return {};
         const int chars = static_cast<int>(std::min<size_t>(copied, length));
-        const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, nullptr, 0, nullptr, nullptr);
-        std::string text(static_cast<size_t>(std::max(bytes, 0)), '\0');
-        if (bytes > 0)
-            WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, text.data(), bytes, nullptr, nullptr);
+        std::string text(static_cast<size_t>(chars) * 2, '\0');
+        text.resize(static_cast<size_t>(std::max(
+            WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, text.data(), chars * 2, nullptr, nullptr), 0)));
         items.push_back(text);
     }
     return items;
+}
+
+}  // namespace
+
+std::vector<std::string> ComboItems(HWND dialog, int id)
+{
+    return Entries(dialog, id, CB_GETCOUNT, CB_GETLBTEXTLEN, CB_GETLBTEXT);
+}
+
+std::vector<std::string> ListItems(HWND dialog, int id)
+{
+    return Entries(dialog, id, LB_GETCOUNT, LB_GETTEXTLEN, LB_GETTEXT);
 }
 
 int ComboSelection(HWND dialog, int id)
@@ -371,6 +342,18 @@ HWND ReplyWindow()
     return reply;
 }
 
+// kv_gui_probe.dll: $KV_GUI_PROBE_DLL if set, else beside this program.
+std::string ProbePath()
+{
+    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
+        return WindowsPath(env);
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
+    size_t cut = path.find_last_of("\\/");
+    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
+}
+
 HOOKPROC ProbeHookProc(HMODULE* module)
 {
     static HMODULE probe = LoadLibraryA(ProbePath().c_str());
@@ -399,17 +382,6 @@ std::vector<std::string> Fields(const std::string& line)
 }
 
 }  // namespace
-
-std::string ProbePath()
-{
-    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
-        return WindowsPath(env);
-    char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
-    size_t cut = path.find_last_of("\\/");
-    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
-}
 
 bool Program::Probe(HWND window, unsigned query, std::string* answer)
 {
@@ -512,51 +484,26 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
     if (!mapping)
         return false;
     auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
-    if (!view || sizeof(kvprobe::ServiceCall) + call->dib.size() > kvprobe::kServiceMappingSize ||
-        call->text.size() >= sizeof(kvprobe::ServiceCall::text)) {
-        if (view)
-            UnmapViewOfFile(view);
-        CloseHandle(mapping);
-        return false;
-    }
     auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
-    std::memset(wire, 0, sizeof *wire);
-    wire->item = static_cast<unsigned>(item);
-    wire->hasText = call->hasText;
-    wire->dibBytes = static_cast<unsigned>(call->dib.size());
-    wire->window = call->window;
-    wire->hDIB = call->hDIB;
-    wire->object = call->object;
-    wire->value = call->value;
-    wire->attribute = call->attribute;
-    wire->flag = call->flag;
-    wire->option = call->option;
-    wire->value2 = call->value2;
-    wire->value3 = call->value3;
-    wire->value4 = call->value4;
-    wire->row = call->row;
-    wire->formatId = call->formatId;
-    std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
-    if (!call->dib.empty())
-        std::memcpy(view + sizeof *wire, call->dib.data(), call->dib.size());
-    std::string answer;
-    const bool ran = Probe(frame, kvprobe::kService, &answer) && answer == "ok";
+    bool ran = view && sizeof *wire + call->dib.size() <= kvprobe::kServiceMappingSize &&
+               call->text.size() < sizeof wire->text;
+    if (ran) {
+        wire->item = static_cast<unsigned>(item);
+        wire->hasText = call->hasText;
+        wire->dibBytes = static_cast<unsigned>(call->dib.size());
+        wire->block = *call;
+        std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
+        if (!call->dib.empty())
+            std::memcpy(view + sizeof *wire, call->dib.data(), call->dib.size());
+        std::string answer;
+        ran = Probe(frame, kvprobe::kService, &answer) && answer == "ok";
+    }
     if (ran) {
         *result = wire->result;
-        call->window = wire->window;
-        call->hDIB = wire->hDIB;
-        call->object = wire->object;
-        call->value = wire->value;
-        call->attribute = wire->attribute;
-        call->flag = wire->flag;
-        call->option = wire->option;
-        call->value2 = wire->value2;
-        call->value3 = wire->value3;
-        call->value4 = wire->value4;
-        call->row = wire->row;
-        call->formatId = wire->formatId;
+        static_cast<kvprobe::Block&>(*call) = wire->block;
     }
-    UnmapViewOfFile(view);
+    if (view)
+        UnmapViewOfFile(view);
     CloseHandle(mapping);
     return ran;
 }
@@ -617,11 +564,6 @@ std::vector<ACCEL> ResourceFile::Accelerators(int id) const
     return entries;
 }
 
-bool ResourceFile::Has(LPCSTR type, LPCSTR name) const
-{
-    return module_ && FindResourceA(module_, name, type) != nullptr;
-}
-
 // ---- pixels --------------------------------------------------------------------
 
 std::uint32_t Rgb(COLORREF colour)
@@ -636,39 +578,6 @@ int Image::Count(const RECT& rect, std::uint32_t rgb) const
         for (int x = std::max<int>(rect.left, 0); x < std::min<int>(rect.right, width); ++x)
             n += At(x, y) == rgb;
     return n;
-}
-
-bool Image::WriteBmp(const std::string& path) const
-{
-    if (width <= 0 || height <= 0)
-        return false;
-    const DWORD stride = (static_cast<DWORD>(width) * 3 + 3) & ~3u;
-    BITMAPFILEHEADER file{};
-    BITMAPINFOHEADER info{};
-    info.biSize = sizeof info;
-    info.biWidth = width;
-    info.biHeight = height;
-    info.biPlanes = 1;
-    info.biBitCount = 24;
-    info.biSizeImage = stride * height;
-    file.bfType = 0x4D42;
-    file.bfOffBits = sizeof file + sizeof info;
-    file.bfSize = file.bfOffBits + info.biSizeImage;
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f)
-        return false;
-    bool ok = std::fwrite(&file, sizeof file, 1, f) == 1 && std::fwrite(&info, sizeof info, 1, f) == 1;
-    std::vector<unsigned char> row(stride, 0);
-    for (int y = height - 1; ok && y >= 0; --y) {
-        for (int x = 0; x < width; ++x) {
-            std::uint32_t p = At(x, y);
-            row[x * 3 + 0] = static_cast<unsigned char>(p);
-            row[x * 3 + 1] = static_cast<unsigned char>(p >> 8);
-            row[x * 3 + 2] = static_cast<unsigned char>(p >> 16);
-        }
-        ok = std::fwrite(row.data(), 1, row.size(), f) == row.size();
-    }
-    return std::fclose(f) == 0 && ok;
 }
 
 bool CaptureScreenRect(const RECT& rect, Image* image)
@@ -713,12 +622,6 @@ bool CaptureScreenRect(const RECT& rect, Image* image)
     return ok;
 }
 
-bool CaptureScreen(Image* image)
-{
-    RECT rect{0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
-    return CaptureScreenRect(rect, image);
-}
-
 bool CaptureWindow(HWND window, Image* image)
 {
     RECT rect;
@@ -732,7 +635,7 @@ bool CaptureWindow(HWND window, Image* image)
     constexpr int kEnough = 16;
     Image shot;
     int off = 0;
-    PollUntil(timeoutMs, [&] {
+    Within(timeoutMs, [&] {
         RECT r;
         POINT at{0, 0};
         if (!GetClientRect(window, &r) || !ClientToScreen(window, &at) ||
@@ -871,26 +774,6 @@ bool Convert(const std::string& args, const std::string& folder)
     CloseHandle(info.hThread);
     CloseHandle(info.hProcess);
     return code == 0;
-}
-
-std::vector<std::string> ListItems(HWND dialog, int id)
-{
-    std::vector<std::string> items;
-    HWND list = GetDlgItem(dialog, id);
-    DWORD_PTR count = 0;
-    if (!list || !SendMessageTimeoutW(list, LB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count))
-        return items;
-    for (DWORD_PTR i = 0; i < count && static_cast<LRESULT>(count) != LB_ERR; ++i) {
-        DWORD_PTR length = 0, copied = 0;
-        SendMessageTimeoutW(list, LB_GETTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length);
-        std::vector<WCHAR> wide(length + 1, L'\0');
-        SendMessageTimeoutW(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG, 5000,
-                            &copied);
-        char text[MAX_PATH] = "";
-        WideCharToMultiByte(CP_ACP, 0, wide.data(), -1, text, sizeof text, nullptr, nullptr);
-        items.push_back(text);
-    }
-    return items;
 }
 
 bool ChooseItem(HWND dialog, int id, const std::string& prefix)
@@ -1057,15 +940,6 @@ LONG_PTR Session::Attr(HWND window, LONG attribute)
     call.window = reinterpret_cast<LONG_PTR>(window);
     call.attribute = attribute;
     return Service(0, call);
-}
-
-void Session::SetAttr(HWND window, LONG attribute, LONG_PTR value)
-{
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    call.attribute = attribute;
-    call.value = value;
-    Service(1, call);
 }
 
 void Session::SetFlag(HWND window, LONG mask, LONG on)

@@ -38,8 +38,8 @@ using Store = std::map<std::string, std::string>;
 // The Settings dialog when it has come up; 0 otherwise.
 HWND WaitForSettings(const Session& run, DWORD timeoutMs = 10000)
 {
-    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", timeoutMs);
-    if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
+    HWND dialog = run.WaitForControl(kDitherType, timeoutMs);
+    if (!dialog || WindowText(dialog) != "Settings")
         return nullptr;
     EXPECT_TRUE(IsPainted(dialog));
     return dialog;

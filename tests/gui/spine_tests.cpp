@@ -247,8 +247,9 @@ TEST(CommandLine, LoadSwitchOpensTheOpenDialogAfterTheLogo)
     ASSERT_TRUE(ClickScreen(rect.left + 10, rect.top + 10));
     HWND frame = program.WaitForFrame(5000);
     ASSERT_NE(frame, nullptr);
-    HWND dialog = WaitForOwnedWindow(frame, "#32770", 8000);
+    HWND dialog = WaitForProcessWindow(program.Pid(), "#32770", 8000);
     ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(GetWindow(dialog, GW_OWNER), frame);
     EXPECT_TRUE(IsPainted(dialog));
     EXPECT_FALSE(IsWindow(logo));
     EXPECT_TRUE(PressButton(dialog, IDCANCEL));
