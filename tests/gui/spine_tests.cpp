@@ -139,17 +139,21 @@ TEST(Logo, GoesByItselfAfterTenSeconds)
     EXPECT_LE(stayed, 12000u);
 }
 
-TEST(Logo, FileOnTheCommandLineCutsTheWaitShort)
+TEST(Logo, FileOnTheCommandLineCutsTheWaitShortAndOpensBeforeABatchCommand)
 {
     const std::string path = WriteBmp("cut.bmp", ColourDib8());
-    Program program;
-    const ULONGLONG started = GetTickCount64();
-    ASSERT_TRUE(program.Start(path));
-    HWND frame = program.WaitForFrame(10000);
-    ASSERT_NE(frame, nullptr);
-    ASSERT_TRUE(Within(8000, [&] { return !ImageWindows(frame).empty(); }));
-    EXPECT_LT(GetTickCount64() - started, 8000u);
-    EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
+    // The file opens inside the start-up, before the loop serves a posted command.
+    for (const char* switches : {"", "/NOLOGO /BATCH "}) {
+        Program program;
+        const ULONGLONG started = GetTickCount64();
+        ASSERT_TRUE(program.Start(switches + path));
+        HWND frame = program.WaitForFrame(10000);
+        ASSERT_NE(frame, nullptr);
+        ASSERT_TRUE(Within(8000, [&] { return !ImageWindows(frame).empty(); })) << switches;
+        EXPECT_LT(GetTickCount64() - started, 8000u);
+        EXPECT_EQ(WindowText(ImageWindows(frame).front()), Upper(path));
+        EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
+    }
 }
 
 TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
@@ -255,18 +259,6 @@ TEST(CommandLine, LoadSwitchOpensTheOpenDialogAfterTheLogo)
     EXPECT_TRUE(PressButton(dialog, IDCANCEL));
     EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
     EXPECT_TRUE(ImageWindows(frame).empty());
-}
-
-TEST(CommandLine, NoLogoFileThenBatchOpensTheFileFirst)
-{
-    const std::string path = WriteBmp("first.bmp", ColourDib8());
-    Session run(path, "/NOLOGO /BATCH");
-    ASSERT_NE(run.frame, nullptr);
-    // The file opened inside the start-up, before the loop served the posted command.
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(WindowText(window), Upper(path));
-    EXPECT_TRUE(TopLevelWindows(run.program.Pid(), kLogoClass).empty());
 }
 
 // ---- a second instance ----------------------------------------------------------------------
@@ -384,17 +376,19 @@ TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
 
 // ---- the record through the services ---------------------------------------------------------
 
-TEST(ImageRecord, SetFlagSetsOnlyForOneAndTestFlagSeesAnyBitOfTheMask)
+TEST(ImageRecord, SetFlagSetsOnlyForOneTestFlagSeesAnyBitAndCopiesAreNewObjects)
 {
     const std::string path = WriteBmp("flags.bmp", ColourDib8());
+    CoreGuard guard({"screen_bitmaps"});
     Session run(path);
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
+    ServiceCall call;
+    call.window = reinterpret_cast<LONG_PTR>(window);
     auto testFlag = [&](LONG mask) {
-        ServiceCall call;
-        call.window = reinterpret_cast<LONG_PTR>(window);
-        call.value = mask;
-        return run.Service(kTestFlag, call);
+        ServiceCall test = call;
+        test.value = mask;
+        return run.Service(kTestFlag, test);
     };
     ASSERT_EQ(testFlag(kColor), 1);
     run.SetFlag(window, kColor, 2);
@@ -409,26 +403,15 @@ TEST(ImageRecord, SetFlagSetsOnlyForOneAndTestFlagSeesAnyBitOfTheMask)
     run.SetFlag(window, kModified | kUntitled, 0);
     EXPECT_EQ(testFlag(kColor | kUntitled | kModified), 0);
     EXPECT_EQ(run.Attr(window, kFlags), kRaster);
-}
 
-TEST(ImageRecord, CopiesAreNewObjectsAndTheRecordKeepsItsOwn)
-{
-    const std::string path = WriteBmp("copies.bmp", ColourDib8());
-    CoreGuard guard({"screen_bitmaps"});
-    SetCore("screen_bitmaps", "0");
-    Session run(path);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    const int kGetDib = 4, kGetBitmap = 5, kGetPalette = 6, kCopyDib = 7, kCopyBitmap = 8, kCopyPalette = 9;
-    for (int get : {kGetDib, kGetBitmap, kGetPalette}) {
+    // DIB, bitmap and palette: each copy is a new object, the record keeps its own.
+    const int kGetDib = 4, kGetPalette = 6, kCopyDib = 7, kCopyBitmap = 8, kCopyPalette = 9;
+    for (int get : {kGetDib, kGetDib + 1, kGetPalette}) {
         const LONG_PTR own = run.Service(get, call);
         const LONG_PTR copy = run.Service(get + 3, call);
         EXPECT_NE(own, 0) << get;
         EXPECT_NE(copy, 0) << get;
         EXPECT_NE(copy, own) << get;
-        // The record's own object stays in place.
         EXPECT_EQ(run.Service(get, call), own) << get;
     }
     EXPECT_EQ(run.Service(kGetDib, call), run.Attr(window, kDib));
