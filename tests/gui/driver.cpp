@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace kvgui {
 
@@ -367,20 +368,6 @@ HOOKPROC ProbeHookProc(HMODULE* module)
     return reinterpret_cast<HOOKPROC>(reinterpret_cast<void*>(proc));
 }
 
-// Splits "a\x1Fb\x1Fc" into its fields.
-std::vector<std::string> Fields(const std::string& line)
-{
-    std::vector<std::string> fields;
-    size_t start = 0;
-    for (;;) {
-        size_t end = line.find(kvprobe::kFieldSeparator, start);
-        fields.push_back(line.substr(start, end - start));
-        if (end == std::string::npos)
-            return fields;
-        start = end + 1;
-    }
-}
-
 }  // namespace
 
 bool Program::Probe(HWND window, unsigned query, std::string* answer)
@@ -430,24 +417,20 @@ bool Program::ReadMenuBar(HWND window, std::vector<MenuEntry>* bar, bool opened)
     bar->clear();
     // Each line: depth, id, type, state, popup flag, text. An entry of depth d
     // belongs to the last popup of depth d - 1.
-    size_t start = 0;
-    while (start < answer.size()) {
-        size_t end = answer.find('\n', start);
-        if (end == std::string::npos)
-            end = answer.size();
-        std::vector<std::string> f = Fields(answer.substr(start, end - start));
-        start = end + 1;
-        if (f.size() != 6)
-            return false;
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string f[6];
+        for (std::string& field : f)
+            std::getline(fields, field, kvprobe::kFieldSeparator);
         MenuEntry entry;
-        const int depth = std::atoi(f[0].c_str());
         entry.id = static_cast<UINT>(std::strtoul(f[1].c_str(), nullptr, 10));
         entry.type = static_cast<UINT>(std::strtoul(f[2].c_str(), nullptr, 10));
         entry.state = static_cast<UINT>(std::strtoul(f[3].c_str(), nullptr, 10));
         entry.popup = f[4] == "1";
         entry.text = f[5];
         std::vector<MenuEntry>* level = bar;
-        for (int d = 0; d < depth; ++d) {
+        for (int d = std::atoi(f[0].c_str()); d > 0; --d) {
             if (level->empty() || !level->back().popup)
                 return false;
             level = &level->back().items;
@@ -463,17 +446,10 @@ std::map<std::string, std::string> Program::ClassInfo(HWND window)
     std::string answer;
     if (!Probe(window, kvprobe::kClassInfo, &answer))
         return info;
-    size_t start = 0;
-    while (start < answer.size()) {
-        size_t end = answer.find('\n', start);
-        if (end == std::string::npos)
-            end = answer.size();
-        std::string line = answer.substr(start, end - start);
-        start = end + 1;
-        size_t eq = line.find('=');
-        if (eq != std::string::npos)
-            info[line.substr(0, eq)] = line.substr(eq + 1);
-    }
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);)
+        if (line.find('=') != std::string::npos)
+            info[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
     return info;
 }
 

@@ -139,20 +139,32 @@ TEST(Logo, GoesByItselfAfterTenSeconds)
     EXPECT_LE(stayed, 12000u);
 }
 
-TEST(Logo, FileOnTheCommandLineCutsTheWaitShortAndOpensBeforeABatchCommand)
+TEST(Logo, FileOnTheCommandLineCutsTheWaitShortAndOpensAsAWholeIntoARecordFromTheLoad)
 {
-    const std::string path = WriteBmp("cut.bmp", ColourDib8());
+    const std::vector<BYTE> dib = ColourDib8();
+    const std::string path = WriteBmp("my picture 1.bmp", dib);
     // The file opens inside the start-up, before the loop serves a posted command.
-    for (const char* switches : {"", "/NOLOGO /BATCH "}) {
-        Program program;
+    for (const char* switches : {"", "/NOLOGO /BATCH"}) {
         const ULONGLONG started = GetTickCount64();
-        ASSERT_TRUE(program.Start(switches + path));
-        HWND frame = program.WaitForFrame(10000);
-        ASSERT_NE(frame, nullptr);
-        ASSERT_TRUE(Within(8000, [&] { return !ImageWindows(frame).empty(); })) << switches;
+        Session run(path, switches);
+        HWND window = run.WaitForWindows(1);
+        ASSERT_NE(window, nullptr) << switches;
         EXPECT_LT(GetTickCount64() - started, 8000u);
-        EXPECT_EQ(WindowText(ImageWindows(frame).front()), Upper(path));
-        EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
+        EXPECT_TRUE(TopLevelWindows(run.program.Pid(), kLogoClass).empty());
+        // The whole line after the switches, upper-cased, names the file.
+        EXPECT_EQ(WindowText(window), Upper(path));
+        // A clean, titled colour raster image of 8 bits in the BMP row, its window fitted to it.
+        RECT client{};
+        GetClientRect(window, &client);
+        EXPECT_EQ(client.right, kColourWidth);
+        EXPECT_EQ(client.bottom, kColourHeight);
+        EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster);
+        EXPECT_EQ(run.Attr(window, kBits), 8);
+        EXPECT_EQ(run.Attr(window, kFormat), run.Row("ANY.BMP"));
+        EXPECT_EQ(run.Attr(window, kFileSize), static_cast<LONG_PTR>(sizeof(BITMAPFILEHEADER) + dib.size()));
+        EXPECT_EQ(run.Attr(window, kScrollX), 0);
+        EXPECT_EQ(run.Attr(window, kPaletteUpdates), 0);
+        EXPECT_NE(run.Attr(window, kDib), 0);
     }
 }
 
@@ -178,35 +190,6 @@ TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
 }
 
 // ---- the command line ----------------------------------------------------------------------
-
-TEST(CommandLine, NameWithBlanksOpensAsAWholeIntoARecordFromTheLoad)
-{
-    const std::vector<BYTE> dib = ColourDib8();
-    const std::string path = WriteBmp("my picture 1.bmp", dib);
-    Session run(path);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(run.Windows().size(), 1u);
-    // The whole line after the switch, upper-cased, names the file.
-    EXPECT_EQ(WindowText(window), Upper(path));
-    // The window is fitted to the image.
-    RECT client{};
-    GetClientRect(window, &client);
-    EXPECT_EQ(client.right, kColourWidth);
-    EXPECT_EQ(client.bottom, kColourHeight);
-
-    // A clean, titled colour raster image of 8 bits in the BMP row.
-    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster);
-    EXPECT_EQ(run.Attr(window, kBits), 8);
-    EXPECT_EQ(run.Attr(window, kFormat), run.Row("ANY.BMP"));
-    EXPECT_EQ(run.Attr(window, kFileSize), static_cast<LONG_PTR>(sizeof(BITMAPFILEHEADER) + dib.size()));
-    EXPECT_EQ(run.Attr(window, kScrollX), 0);
-    EXPECT_EQ(run.Attr(window, kPaletteUpdates), 0);
-    EXPECT_NE(run.Attr(window, kDib), 0);
-    // Attribute numbers that name no field read 0.
-    EXPECT_EQ(run.Attr(window, 2), 0);
-    EXPECT_EQ(run.Attr(window, 68), 0);
-}
 
 TEST(CommandLine, SwitchAfterTheNameBelongsToTheName)
 {
