@@ -604,6 +604,31 @@ bool CaptureWindow(HWND window, Image* image)
     return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
 }
 
+::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
+                                 const std::function<std::uint32_t(int, int)>& rgb, DWORD timeoutMs)
+{
+    Image shot;
+    POINT wrong{-1, -1};
+    const bool shown = Within(timeoutMs, [&] {
+        POINT at{0, 0};
+        LONG right = 1, bottom = 1;
+        for (POINT p : points)
+            right = std::max(right, p.x + 1), bottom = std::max(bottom, p.y + 1);
+        if (!ClientToScreen(window, &at) || !CaptureScreenRect(RECT{at.x, at.y, at.x + right, at.y + bottom}, &shot))
+            return false;
+        for (POINT p : points)
+            if (shot.At(p.x, p.y) != rgb(p.x, p.y))
+                return wrong = p, false;
+        return true;
+    });
+    if (shown)
+        return ::testing::AssertionSuccess();
+    if (wrong.x < 0)
+        return ::testing::AssertionFailure() << "no picture of the window";
+    return ::testing::AssertionFailure() << "pixel " << wrong.x << "," << wrong.y << " is " << std::hex
+                                         << shot.At(wrong.x, wrong.y) << ", not " << rgb(wrong.x, wrong.y);
+}
+
 ::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs)
 {
     // Texts and controls put many pixels off the background colour; a window

@@ -185,6 +185,10 @@ std::uint32_t Rgb(COLORREF colour);
 bool CaptureScreenRect(const RECT& rect, Image* image);
 // The window's rectangle on the screen, frame and menu bar included.
 bool CaptureWindow(HWND window, Image* image);
+// Whether the pixels of window's client area at points are rgb(x, y) of
+// each; waits up to timeoutMs, as the screen may lag behind a paint.
+::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
+                                 const std::function<std::uint32_t(int, int)>& rgb, DWORD timeoutMs = 3000);
 // Whether a dialog, message box or the logo has painted itself: waits until
 // the middle half of its client area is not one flat colour.
 ::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs = 5000);
