@@ -730,49 +730,80 @@ TEST(UserLoop, ExplorerStyleOpenDialogOpensSeveralFilesInSelectionOrder)
     EXPECT_EQ(CoreValue("FIL_FILENAME5"), "");
 }
 
-// ---- the Edit menu and the clipboard, with another program at the other end ------------------------
+// ---- the Edit menu and the clipboard, with this program at the other end ------------------------
 
 namespace {
-// Runs kv_clip_peer.exe beside this program; its exit code, or -1 while it
-// still runs after timeoutMs (then its handle is left in *running).
-int Peer(const std::string& args, DWORD timeoutMs = 10000, HANDLE* running = nullptr)
+// The clipboard as another program uses it. Put empties it, puts packed DIB
+// bytes as CF_DIB, a bitmap made of them as CF_BITMAP and PALETTEENTRY bytes
+// as CF_PALETTE, and lets it go with its window, as a program that ends.
+bool Put(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
 {
-    char self[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string line = std::string(self);
-    line = "\"" + line.substr(0, line.find_last_of('\\') + 1) + "kv_clip_peer.exe\" " + args;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
-        return -2;
-    CloseHandle(info.hThread);
-    DWORD code = static_cast<DWORD>(-1);
-    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0)
-        GetExitCodeProcess(info.hProcess, &code);
-    if (code == static_cast<DWORD>(-1) && running)
-        *running = info.hProcess;
-    else
-        CloseHandle(info.hProcess);
-    return static_cast<int>(code);
+    HWND owner = CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+    bool put = OpenClipboard(owner) && EmptyClipboard();
+    for (const auto& [format, bytes] : items) {
+        HANDLE data = nullptr;
+        const auto* info = reinterpret_cast<const BITMAPINFO*>(bytes.data());
+        if (format == CF_DIB) {
+            data = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+            std::memcpy(GlobalLock(data), bytes.data(), bytes.size());
+            GlobalUnlock(data);
+        } else if (format == CF_PALETTE) {
+            std::vector<BYTE> logical(sizeof(LOGPALETTE) + bytes.size());
+            auto* palette = reinterpret_cast<LOGPALETTE*>(logical.data());
+            *palette = {0x300, static_cast<WORD>(bytes.size() / 4)};
+            std::memcpy(palette->palPalEntry, bytes.data(), bytes.size());
+            data = CreatePalette(palette);
+        } else {
+            HDC screen = GetDC(nullptr);
+            data = CreateDIBitmap(screen, &info->bmiHeader, CBM_INIT,
+                                  bytes.data() + info->bmiHeader.biSize + info->bmiHeader.biClrUsed * 4, info,
+                                  DIB_RGB_COLORS);
+            ReleaseDC(nullptr, screen);
+        }
+        put = put && SetClipboardData(format, data);
+    }
+    put = CloseClipboard() && put;
+    DestroyWindow(owner);
+    return put;
 }
 
-// A file with bytes for the peer to put, as a quoted argument.
-std::string Keep(const std::string& name, const std::vector<BYTE>& bytes)
-{
-    HANDLE out = CreateFileA(PathOf(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(out);
-    return "\"" + PathOf(name) + "\"";
-}
-
-// What the peer reads of a format; empty when it got nothing.
+// What another program reads of a format: a DIB's packed bytes, a bitmap as
+// a packed 24-bit DIB, a palette's PALETTEENTRY bytes; empty when nothing came.
 std::vector<BYTE> Read(UINT format)
 {
-    DeleteFileA(PathOf("peer.out").c_str());
-    return Peer("get " + std::to_string(format) + " \"" + PathOf("peer.out") + "\"") == 0 ? ReadBytes(PathOf("peer.out"))
-                                                                                         : std::vector<BYTE>{};
+    std::vector<BYTE> bytes;
+    if (!OpenClipboard(nullptr))
+        return bytes;
+    HANDLE data = GetClipboardData(format);
+    if (data && format == CF_DIB) {
+        const auto* at = static_cast<const BYTE*>(GlobalLock(data));
+        bytes.assign(at, at + GlobalSize(data));
+        GlobalUnlock(data);
+    } else if (data && format == CF_PALETTE) {
+        PALETTEENTRY entries[256];
+        const UINT count = GetPaletteEntries(static_cast<HPALETTE>(data), 0, 256, entries);
+        bytes.assign(reinterpret_cast<BYTE*>(entries), reinterpret_cast<BYTE*>(entries + count));
+    } else if (data) {
+        BITMAP facts{};
+        GetObjectA(data, sizeof facts, &facts);
+        const DWORD stride = (static_cast<DWORD>(facts.bmWidth) * 3 + 3) & ~3u;
+        bytes.resize(sizeof(BITMAPINFOHEADER) + stride * facts.bmHeight);
+        auto* header = reinterpret_cast<BITMAPINFOHEADER*>(bytes.data());
+        *header = {sizeof *header, facts.bmWidth, facts.bmHeight, 1, 24, BI_RGB, stride * facts.bmHeight};
+        HDC screen = GetDC(nullptr);
+        if (!GetDIBits(screen, static_cast<HBITMAP>(data), 0, facts.bmHeight, header + 1,
+                       reinterpret_cast<BITMAPINFO*>(header), DIB_RGB_COLORS))
+            bytes.clear();
+        ReleaseDC(nullptr, screen);
+    }
+    CloseClipboard();
+    return bytes;
+}
+
+DWORD WINAPI ReadDib(LPVOID bytes)
+{
+    *static_cast<std::vector<BYTE>*>(bytes) = Read(CF_DIB);
+    return 0;
 }
 
 LRESULT Do(Session& run, WPARAM id) { return Send(run.frame, WM_COMMAND, id, 0); }
@@ -829,22 +860,16 @@ TEST(UserLoop, CopyRendersOnlyWhenAskedAndBeforeItsWindowOrProgramEnds)
         Do(run, 514);
         // With the clipboard open the reader's request waits on the program:
         // nothing was rendered before it asked.
-        HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_ready");
-        HANDLE go = CreateEventA(nullptr, TRUE, FALSE, "kv_peer_go");
         HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(run.frame, nullptr));
-        HANDLE reader = nullptr;
-        DeleteFileA(PathOf("peer.out").c_str());
-        EXPECT_EQ(Peer("get 8 \"" + PathOf("peer.out") + "\" gate", 0, &reader), -1);
-        ASSERT_NE(reader, nullptr);
-        EXPECT_EQ(WaitForSingleObject(ready, 5000), WAIT_OBJECT_0);
         SuspendThread(thread);
-        SetEvent(go);
+        std::vector<BYTE> got;
+        HANDLE reader = CreateThread(nullptr, 0, ReadDib, &got, 0, nullptr);
         EXPECT_EQ(WaitForSingleObject(reader, 1500), static_cast<DWORD>(WAIT_TIMEOUT)) << bits;
         ResumeThread(thread);
         EXPECT_EQ(WaitForSingleObject(reader, 10000), WAIT_OBJECT_0);
-        for (HANDLE handle : {ready, go, thread, reader})
-            CloseHandle(handle);
-        EXPECT_TRUE(ReadBytes(PathOf("peer.out")) == dib) << bits;
+        CloseHandle(thread);
+        CloseHandle(reader);
+        EXPECT_TRUE(got == dib) << bits;
         EXPECT_EQ(WrongPixels(Read(CF_BITMAP), rgb), 0) << bits;
         EXPECT_TRUE(Read(CF_PALETTE) == entries) << bits;
         // Closing the window, or ending the program, hands the offered objects over first.
@@ -874,7 +899,7 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     const std::vector<BYTE> ramp8 = MakeDib(kWidth, kHeight, 8, ramp, [](int x, int y) { return (x + y) & 255; });
     const std::vector<BYTE> colourful = ColourfulDib();
     // Without a window Paste is off; into a File New window the DIB wins over the bitmap.
-    ASSERT_EQ(Peer("put dib " + Keep("ramp.dib", ramp8) + " bitmap " + Keep("colourful.dib", colourful)), 0);
+    ASSERT_TRUE(Put({{CF_DIB, ramp8}, {CF_BITMAP, colourful}}));
     EXPECT_TRUE(Grayed(run.Menus(), 515));
     Do(run, 256);
     HWND fresh = run.WaitForWindows(1);
@@ -885,12 +910,12 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
     EXPECT_TRUE(WindowDib(run) == ramp8);
     // Pasting onto an image replaces it: 24 bits, colour.
-    ASSERT_EQ(Peer("put dib " + Keep("colourful.dib", colourful)), 0);
+    ASSERT_TRUE(Put({{CF_DIB, colourful}}));
     Do(run, 515);
     EXPECT_EQ(run.Attr(fresh, kBits), 24);
     EXPECT_TRUE(WindowDib(run) == colourful);
     // A bitmap alone pastes at its own depth; Undo gives the DIB back exactly, Undo again the bitmap's.
-    ASSERT_EQ(Peer("put bitmap " + Keep("colourful.dib", colourful)), 0);
+    ASSERT_TRUE(Put({{CF_BITMAP, colourful}}));
     Do(run, 515);
     EXPECT_EQ(run.Attr(fresh, kBits), 32);
     const std::vector<BYTE> fromBitmap = WindowDib(run);
@@ -912,7 +937,7 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     rle.back() = 1;
     reinterpret_cast<BITMAPINFOHEADER*>(rle.data())->biCompression = BI_RLE8;
     reinterpret_cast<BITMAPINFOHEADER*>(rle.data())->biSizeImage = static_cast<DWORD>(rle.size() - 1064);
-    ASSERT_EQ(Peer("put dib " + Keep("ramp.rle", rle)), 0);
+    ASSERT_TRUE(Put({{CF_DIB, rle}}));
     Do(run, 515);
     EXPECT_EQ(run.Attr(fresh, kBits), 8);
     EXPECT_TRUE(WindowDib(run) == ramp8);
@@ -936,7 +961,7 @@ TEST(UserLoop, UndoTakesBackColoursPastePaletteAndCutOneStepAtATime)
         ASSERT_NE(window, nullptr);
         const std::string title = WindowText(window);
         const LONG_PTR flags = run.Attr(window, kFlags);
-        ASSERT_EQ(Peer("put palette " + Keep("sixteen.pal", entries)), 0);
+        ASSERT_TRUE(Put({{CF_PALETTE, entries}}));
         std::vector<MenuEntry> bar = run.Menus();
         for (UINT id : {512, 513, 514, 515, 516, 517})
             EXPECT_EQ(Grayed(bar, id), id == 512 || id == 515) << id;
@@ -953,7 +978,7 @@ TEST(UserLoop, UndoTakesBackColoursPastePaletteAndCutOneStepAtATime)
         EXPECT_TRUE(WindowDib(run) == cut);
         Do(run, 512);
         // Paste Palette: the palette dither of the colour engine, to 4 bits for 16 colours.
-        ASSERT_EQ(Peer("put palette " + Keep("sixteen.pal", entries)), 0);
+        ASSERT_TRUE(Put({{CF_PALETTE, entries}}));
         Do(run, 517);
         EXPECT_EQ(run.Attr(window, kBits), 4);
         HGLOBAL source = GlobalAlloc(GMEM_MOVEABLE, colourful.size());
