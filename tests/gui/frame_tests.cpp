@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <cstdio>
 
 #include "driver.h"
@@ -13,9 +12,6 @@
 using namespace kvgui;
 
 namespace {
-
-// The logo would hold the start-up for seconds; these scenarios don't need it.
-const char kNoLogo[] = "/NOLOGO";
 
 // One line per entry, indented by depth: text, id, and the flags a user sees.
 void RenderMenu(const std::vector<MenuEntry>& items, const std::string& indent, std::string* out)
@@ -40,33 +36,14 @@ std::string RenderAccel(const ACCEL& a)
     return text + ((a.fVirt & FVIRTKEY) ? "" : " (char)") + " " + std::to_string(a.cmd);
 }
 
-// One program started for the whole suite, for the checks that only look.
-class RunningFrame : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        program_ = std::make_unique<Program>();
-        if (program_->Start(kNoLogo))
-            program_->WaitForFrame();
-    }
-    static void TearDownTestSuite() { program_.reset(); }
-
-    void SetUp() override
-    {
-        frame_ = program_->Frame();
-        ASSERT_NE(frame_, nullptr) << "no frame of " << KorvantaPath();
-    }
-
-    static std::unique_ptr<Program> program_;
-    HWND frame_ = nullptr;
-};
-std::unique_ptr<Program> RunningFrame::program_;
-
 // The window, its class and MDI client, its menu bar as the resource gives
 // it, the shortcuts and the other resources, as one text compared with
-// tests/data/gui/frame.txt.
-TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
+// tests/data/gui/frame.txt; and the picture of it on the screen.
+TEST(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
 {
+    Session run;
+    HWND frame_ = run.frame;
+    ASSERT_NE(frame_, nullptr) << "no frame of " << KorvantaPath();
     std::string text;
     RECT rect{};
     ASSERT_TRUE(GetWindowRect(frame_, &rect));
@@ -76,7 +53,7 @@ TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
                   WindowText(frame_).c_str(), GetWindowLongA(frame_, GWL_STYLE) & ~WS_CLIPSIBLINGS & 0xFFFFFFFFL,
                   rect.left, rect.top, GetParent(frame_) != nullptr);
     text += line;
-    std::map<std::string, std::string> info = program_->ClassInfo(frame_);
+    std::map<std::string, std::string> info = run.program.ClassInfo(frame_);
     for (const char* key : {"style", "cls_extra", "wnd_extra", "background", "icon_resource", "cursor_is_arrow",
                             "menu_name"})
         text += std::string("class ") + key + " " + info[key] + "\n";
@@ -92,7 +69,7 @@ TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
                   area.right - inside.right, area.bottom - inside.bottom);
     text += line;
     std::vector<MenuEntry> bar;
-    ASSERT_TRUE(program_->ReadMenuBar(frame_, &bar)) << "the probe did not answer";
+    ASSERT_TRUE(run.program.ReadMenuBar(frame_, &bar)) << "the probe did not answer";
     RenderMenu(bar, "", &text);
     ResourceFile exe(KorvantaPath());
     std::vector<std::string> keys;
@@ -116,32 +93,21 @@ TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
     const std::vector<BYTE> want = ReadBytes(std::string(KV_SOURCE_DIR) + "/tests/data/gui/frame.txt");
     EXPECT_EQ(text, std::string(want.begin(), want.end()));
 
-    // Opened as a user opens them, the Window commands are enabled without images.
-    ASSERT_TRUE(program_->ReadMenuBar(frame_, &bar, true));
-    ASSERT_EQ(bar.size(), 6u);
-    for (const MenuEntry& entry : bar[4].items)
-        EXPECT_EQ(entry.state & (MFS_GRAYED | MFS_CHECKED), 0u) << entry.text;
-    EXPECT_TRUE(bar[0].items.at(10).items.at(0).IsGrayed());
-}
-
-TEST_F(RunningFrame, ScreenShowsMenuBarOverTheWorkspace)
-{
+    // On the screen the MDI client shows the empty workspace.
     Image shot;
     ASSERT_TRUE(CaptureWindow(frame_, &shot));
-    RECT window{}, client{};
-    GetWindowRect(frame_, &window);
-    ASSERT_TRUE(GetWindowRect(GetDlgItem(frame_, 3244), &client));
-    // The MDI client, in image coordinates, shows the empty workspace.
-    const RECT workspace{client.left - window.left, client.top - window.top, client.right - window.left,
-                         client.bottom - window.top};
-    const int area = (workspace.right - workspace.left) * (workspace.bottom - workspace.top);
-    ASSERT_GT(area, 0);
-    EXPECT_EQ(shot.Count(workspace, Rgb(GetSysColor(COLOR_APPWORKSPACE))), area);
+    RECT outer{}, inner{};
+    GetWindowRect(frame_, &outer);
+    ASSERT_TRUE(GetWindowRect(client, &inner));
+    const RECT workspace{inner.left - outer.left, inner.top - outer.top, inner.right - outer.left,
+                         inner.bottom - outer.top};
+    const int pixels = (workspace.right - workspace.left) * (workspace.bottom - workspace.top);
+    ASSERT_GT(pixels, 0);
+    EXPECT_EQ(shot.Count(workspace, Rgb(GetSysColor(COLOR_APPWORKSPACE))), pixels);
     // The menu bar stands right above it: menu background with menu text on it.
-    const int barHeight = GetSystemMetrics(SM_CYMENU);
-    const RECT bar{workspace.left, workspace.top - barHeight, workspace.right, workspace.top};
-    EXPECT_GT(shot.Count(bar, Rgb(GetSysColor(COLOR_MENU))), area / 1000);
-    EXPECT_GT(shot.Count(bar, Rgb(GetSysColor(COLOR_MENUTEXT))), 50);
+    const RECT strip{workspace.left, workspace.top - GetSystemMetrics(SM_CYMENU), workspace.right, workspace.top};
+    EXPECT_GT(shot.Count(strip, Rgb(GetSysColor(COLOR_MENU))), pixels / 1000);
+    EXPECT_GT(shot.Count(strip, Rgb(GetSysColor(COLOR_MENUTEXT))), 50);
 }
 
 // ---- ending the program -------------------------------------------------------------
