@@ -154,10 +154,7 @@ struct Store : CoreGuard {
     ~Store() { RegDeleteTreeA(HKEY_CURRENT_USER, kCaptureKey); }
 };
 
-std::vector<BYTE> Clipboard()
-{
-    return Peer("get 8 \"" + PathOf("clip.dib") + "\"") == 0 ? ReadBytes(PathOf("clip.dib")) : std::vector<BYTE>{};
-}
+std::vector<BYTE> Clipboard() { return ClipboardRead(CF_DIB); }
 }  // namespace
 
 TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
@@ -183,7 +180,7 @@ TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
 TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
 {
     Store store("", {});
-    ASSERT_EQ(Peer("put"), 0);
+    ASSERT_TRUE(ClipboardPut({}));
     Session run;
     ASSERT_NE(run.frame, nullptr);
     Target target(300, 200, 320, 240);
@@ -192,7 +189,7 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     ExpectSame(DibPixels(Clipboard()), target.Rect(target.top, false));
 
     run.Command(771);
-    ASSERT_EQ(Peer("put"), 0);
+    ASSERT_TRUE(ClipboardPut({}));
     HotKey(target);
     ASSERT_NE(WaitForProcessWindow(run.program.Pid(), "TransClass", 5000), nullptr);
     // Shift goes down after the button: the drag stays 200 by 60.
@@ -218,7 +215,7 @@ TEST(Capture, ChildUnderTheMouseToANewWindow)
                        " sleep 0.3 key F11");
     ASSERT_NE(run.WaitForWindows(1), nullptr);
     run.Settle();
-    ASSERT_EQ(Peer("put"), 0);
+    ASSERT_TRUE(ClipboardPut({}));
     Send(run.frame, WM_COMMAND, 514, 0);  // Copy
     ExpectSame(DibPixels(Clipboard()), child, &before);
 }

@@ -77,96 +77,43 @@ TEST(PlayStrip, SitsAtTheBottomKeepsPositionAndLengthAndReportsEachPartToItsPare
     DestroyWindow(parent);
 }
 
-// ---- files made here -----------------------------------------------------------
-
-std::string TempFile(const std::string& name)
-{
-    char folder[MAX_PATH] = {};
-    GetTempPathA(MAX_PATH, folder);
-    return std::string(folder) + "kv_controls_" + name;
-}
-
-void WriteBytes(const std::string& path, const std::vector<BYTE>& bytes)
-{
-    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(out);
-}
-
-std::vector<BYTE> Le(DWORD value, int bytes)
-{
-    std::vector<BYTE> out;
-    for (int i = 0; i < bytes; i++) out.push_back(static_cast<BYTE>(value >> (8 * i)));
-    return out;
-}
-
-// A document keeps its path in capitals.
-std::string Upper(std::string text)
-{
-    CharUpperA(&text[0]);
-    return text;
-}
-
-// A 24-bit packed DIB, 40 by 30, of a colour ramp.
-std::vector<BYTE> Ramp()
-{
-    BITMAPINFOHEADER h{sizeof h, 40, 30, 1, 24, BI_RGB, 120 * 30};
-    std::vector<BYTE> dib(sizeof h + h.biSizeImage);
-    std::memcpy(dib.data(), &h, sizeof h);
-    for (size_t i = sizeof h; i < dib.size(); i++) dib[i] = static_cast<BYTE>(i * 7);
-    return dib;
-}
+// ---- the Image Info dialog -------------------------------------------------------
 
 // The program with file on its command line and the Image Info dialog of
 // the window it opens; the texts of the value controls, or nothing.
 std::vector<std::string> ImageInfoTexts(const std::string& file)
 {
-    Program program;
-    if (!program.Start("/NOLOGO " + file)) return {};
-    HWND frame = program.WaitForFrame();
-    HWND client = GetDlgItem(frame, 3244);
-    for (int tries = 0; tries < 100 && !GetWindow(client, GW_CHILD); tries++) Sleep(50);
-    PostMessageA(frame, WM_COMMAND, 40003, 0);
-    HWND dialog = WaitForOwnedWindow(frame, "#32770", 8000);
+    Session run(file);
+    if (!run.WaitForWindows(1)) return {};
+    run.Command(40003);
+    HWND dialog = run.WaitForControl(1201);
     if (!dialog) return {};
     std::vector<std::string> texts;
     for (int id = 1201; id <= 1212; id++)
         texts.push_back(ControlText(dialog, id) + (IsWindowEnabled(GetDlgItem(dialog, id)) ? "" : " (off)"));
-    PressButton(dialog, IDOK);
-    EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
+    Answer(dialog, IDOK);
     return texts;
 }
 
 TEST(ImageInfo, ShowsTheImageFactsAndForAJpegItsQualityLinesAndComment)
 {
-    const std::vector<BYTE> dib = Ramp();
-    std::vector<BYTE> bmp = {'B', 'M'};
-    for (DWORD v : {static_cast<DWORD>(14 + dib.size()), DWORD{0}, DWORD{54}}) {
-        const std::vector<BYTE> field = Le(v, 4);
-        bmp.insert(bmp.end(), field.begin(), field.end());
-    }
-    bmp.insert(bmp.end(), dib.begin(), dib.end());
-    const std::string bmpPath = TempFile("info.bmp");
-    WriteBytes(bmpPath, bmp);
+    const std::vector<BYTE> dib = MakeDib(40, 30, 24, {}, [](int x, int y) { return DWORD(x * 0x070503 + y * 0x0B0D11); });
+    const std::string bmpPath = WriteBmp("info.bmp", dib);
+    const std::string bmpSize = std::to_string(sizeof(BITMAPFILEHEADER) + dib.size());
     const std::vector<std::string> bmpExpected = {
-        Upper(bmpPath), "BMP- Windows Bitmap", "40", "30", "24", "3600", std::to_string(bmp.size()), "1 : 1",
+        Upper(bmpPath), "BMP- Windows Bitmap", "40", "30", "24", "3600", bmpSize, "1 : 1",
         " (off)", " (off)", " (off)", " (off)"};
     EXPECT_EQ(bmpExpected, ImageInfoTexts(bmpPath));
 
     // A quality-60 file with a comment of three lines ending in CR, LF.
-    const std::string jpgPath = TempFile("info.jpg");
+    const std::string jpgPath = PathOf("info.jpg");
     HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, dib.size());
     std::memcpy(GlobalLock(handle), dib.data(), dib.size());
     GlobalUnlock(handle);
     ZIM_SetQuality(60);
     ASSERT_TRUE(ZIM_Save(jpgPath.c_str(), handle, 1, 1, 24));
     GlobalFree(handle);
-    HANDLE in = CreateFileA(jpgPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    std::vector<BYTE> jpg(GetFileSize(in, nullptr));
-    DWORD got = 0;
-    ReadFile(in, jpg.data(), static_cast<DWORD>(jpg.size()), &got, nullptr);
-    CloseHandle(in);
+    std::vector<BYTE> jpg = ReadBytes(jpgPath);
     const std::string comment = "one\rtwo\nthree";
     std::vector<BYTE> segment = {0xFF, 0xFE, 0, static_cast<BYTE>(comment.size() + 2)};
     segment.insert(segment.end(), comment.begin(), comment.end());
@@ -235,21 +182,13 @@ TEST(LoadPanel, StandsOverTheFrameWithTheReadersFactsDuringALoadAndGoesAfter)
     // with a message while the panel stands, half way.
     std::vector<BYTE> tga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 100, 0, 24, 0};
     tga.resize(tga.size() + 60 * 30, 0x40);
-    const std::string path = TempFile("cut.tga");
+    const std::string path = PathOf("cut.tga");
     WriteBytes(path, tga);
-    Program program;
-    ASSERT_TRUE(program.Start("/NOLOGO " + path));
-    auto waitForBox = [&] {
-        std::vector<HWND> boxes;
-        for (int tries = 0; tries < 200 && boxes.empty(); tries++, Sleep(50))
-            boxes = TopLevelWindows(program.Pid(), "#32770");
-        return boxes;
-    };
-    const std::vector<HWND> boxes = waitForBox();
-    ASSERT_EQ(1u, boxes.size());
-    HWND frame = program.WaitForFrame();
-    EXPECT_EQ("Incomplete TGA file, cannot load", MessageBoxText(boxes[0]));
-    const std::vector<HWND> panels = TopLevelWindows(program.Pid(), "DisplayClass");
+    Session run(path);
+    ASSERT_NE(run.frame, nullptr);
+    HWND box = run.WaitForText("Incomplete TGA file, cannot load");
+    ASSERT_NE(box, nullptr);
+    const std::vector<HWND> panels = TopLevelWindows(run.program.Pid(), "DisplayClass");
     ASSERT_EQ(1u, panels.size());
     EXPECT_EQ("Loading...", WindowText(panels[0]));
     ASSERT_TRUE(IsPainted(panels[0]));
@@ -268,19 +207,15 @@ TEST(LoadPanel, StandsOverTheFrameWithTheReadersFactsDuringALoadAndGoesAfter)
     EXPECT_EQ(0x0000FFu, well.At(middle, h * 3 / 4));
     EXPECT_EQ(0xFFFFFFu, well.At(middle, h / 4));
 
-    PressButton(boxes[0], IDOK);
+    Answer(box, IDOK);
     EXPECT_TRUE(WaitForWindowGone(panels[0], 5000));
 
     // Switched off by frame service 60, the same load shows no panel.
-    ServiceCall off;
-    LONG_PTR result = 0;
-    ASSERT_TRUE(program.CallService(frame, 60, &off, &result));
-    ASSERT_TRUE(program.DropFiles(frame, {path}));
-    const std::vector<HWND> again = waitForBox();
-    ASSERT_EQ(1u, again.size());
-    EXPECT_EQ("Incomplete TGA file, cannot load", MessageBoxText(again[0]));
-    EXPECT_TRUE(TopLevelWindows(program.Pid(), "DisplayClass").empty());
-    PressButton(again[0], IDOK);
+    run.Service(60, {});
+    ASSERT_TRUE(run.program.DropFiles(run.frame, {path}));
+    box = run.WaitForText("Incomplete TGA file, cannot load");
+    EXPECT_TRUE(TopLevelWindows(run.program.Pid(), "DisplayClass").empty());
+    Answer(box, IDOK);
 }
 
 }  // namespace

@@ -1,39 +1,19 @@
 // Outside driver of KORVANTA.EXE for the GUI scenarios.
 #include "driver.h"
 
-#include "probe/probe_protocol.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace kvgui {
 
 namespace {
 
-// How often waiting loops look again.
-constexpr DWORD kPollMs = 50;
-
-// Runs pred every kPollMs until it is true or timeoutMs has passed.
-template <typename Pred>
-bool PollUntil(DWORD timeoutMs, Pred pred)
-{
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    for (;;) {
-        if (pred())
-            return true;
-        if (GetTickCount64() >= end)
-            return false;
-        Sleep(kPollMs);
-    }
-}
-
 struct EnumState {
     DWORD pid;
     const char* className;
-    HWND owner;
-    bool anyOwner;
     std::vector<HWND> found;
 };
 
@@ -45,8 +25,6 @@ BOOL CALLBACK CollectTopLevel(HWND window, LPARAM param)
     DWORD pid = 0;
     GetWindowThreadProcessId(window, &pid);
     if (state->pid && pid != state->pid)
-        return TRUE;
-    if (!state->anyOwner && GetWindow(window, GW_OWNER) != state->owner)
         return TRUE;
     if (state->className && _stricmp(ClassName(window).c_str(), state->className) != 0)
         return TRUE;
@@ -124,11 +102,6 @@ std::string KorvantaPath()
 
 // ---- Program -------------------------------------------------------------------
 
-Program::~Program()
-{
-    Kill();
-}
-
 bool Program::Start(const std::string& args, const std::string& workDir)
 {
     Kill();
@@ -154,7 +127,7 @@ HWND Program::WaitForFrame(DWORD timeoutMs)
     if (!info_.hProcess)
         return nullptr;
     frame_ = nullptr;
-    PollUntil(timeoutMs, [&] {
+    Within(timeoutMs, [&] {
         if (!IsRunning())
             return true;
         for (HWND window : TopLevelWindows(info_.dwProcessId, kFrameClass)) {
@@ -225,27 +198,14 @@ std::string WindowText(HWND window)
 
 std::vector<HWND> TopLevelWindows(DWORD pid, const char* className)
 {
-    EnumState state{pid, className, nullptr, true, {}};
+    EnumState state{pid, className, {}};
     EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
     return state.found;
 }
 
-HWND WaitForOwnedWindow(HWND owner, const char* className, DWORD timeoutMs)
-{
-    HWND found = nullptr;
-    PollUntil(timeoutMs, [&] {
-        EnumState state{0, className, owner, false, {}};
-        EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
-        if (!state.found.empty())
-            found = state.found.front();
-        return found != nullptr;
-    });
-    return found;
-}
-
 bool WaitForWindowGone(HWND window, DWORD timeoutMs)
 {
-    return PollUntil(timeoutMs, [&] { return !IsWindow(window); });
+    return Within(timeoutMs, [&] { return !IsWindow(window); });
 }
 
 std::string ControlText(HWND dialog, int id)
@@ -284,36 +244,48 @@ bool PressButton(HWND dialog, int id)
                         reinterpret_cast<LPARAM>(button)) != 0;
 }
 
-std::vector<std::string> ComboItems(HWND dialog, int id)
+namespace {
+
+// The entries of a combo or list box of another process. Sent there, Wine
+// answers the ANSI text messages in UTF-16, in twice the room the ANSI
+// length promises; so the entries are read in UTF-16 and converted here.
+std::vector<std::string> Entries(HWND dialog, int id, UINT countMessage, UINT lengthMessage, UINT textMessage)
 {
-    // Sent to another process, Wine answers the ANSI CB_GETLBTEXT in UTF-16,
-    // in twice the room the ANSI length promises; so the entries are read in
-    // UTF-16 and converted here.
     std::vector<std::string> items;
-    HWND combo = GetDlgItem(dialog, id);
+    HWND control = GetDlgItem(dialog, id);
     DWORD_PTR count = 0;
-    if (!combo || !SendMessageTimeoutW(combo, CB_GETCOUNT, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
-        static_cast<LRESULT>(count) == CB_ERR)
+    if (!control || !SendMessageTimeoutW(control, countMessage, 0, 0, SMTO_ABORTIFHUNG, 5000, &count) ||
+        static_cast<LRESULT>(count) < 0)
         return items;
     for (DWORD_PTR i = 0; i < count; ++i) {
-        DWORD_PTR length = 0;
-        if (!SendMessageTimeoutW(combo, CB_GETLBTEXTLEN, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
-            static_cast<LRESULT>(length) == CB_ERR)
+        DWORD_PTR length = 0, copied = 0;
+        if (!SendMessageTimeoutW(control, lengthMessage, i, 0, SMTO_ABORTIFHUNG, 5000, &length) ||
+            static_cast<LRESULT>(length) < 0)
             return {};
         std::vector<WCHAR> wide(length + 1, L'\0');
-        DWORD_PTR copied = 0;
-        if (!SendMessageTimeoutW(combo, CB_GETLBTEXT, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG,
+        if (!SendMessageTimeoutW(control, textMessage, i, reinterpret_cast<LPARAM>(wide.data()), SMTO_ABORTIFHUNG,
                                  5000, &copied) ||
-            static_cast<LRESULT>(copied) == CB_ERR)
+            static_cast<LRESULT>(copied) < 0)
             return {};
         const int chars = static_cast<int>(std::min<size_t>(copied, length));
-        const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, nullptr, 0, nullptr, nullptr);
-        std::string text(static_cast<size_t>(std::max(bytes, 0)), '\0');
-        if (bytes > 0)
-            WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, text.data(), bytes, nullptr, nullptr);
+        std::string text(static_cast<size_t>(chars) * 2, '\0');
+        text.resize(static_cast<size_t>(std::max(
+            WideCharToMultiByte(CP_ACP, 0, wide.data(), chars, text.data(), chars * 2, nullptr, nullptr), 0)));
         items.push_back(text);
     }
     return items;
+}
+
+}  // namespace
+
+std::vector<std::string> ComboItems(HWND dialog, int id)
+{
+    return Entries(dialog, id, CB_GETCOUNT, CB_GETLBTEXTLEN, CB_GETLBTEXT);
+}
+
+std::vector<std::string> ListItems(HWND dialog, int id)
+{
+    return Entries(dialog, id, LB_GETCOUNT, LB_GETTEXTLEN, LB_GETTEXT);
 }
 
 int ComboSelection(HWND dialog, int id)
@@ -371,6 +343,18 @@ HWND ReplyWindow()
     return reply;
 }
 
+// kv_gui_probe.dll: $KV_GUI_PROBE_DLL if set, else beside this program.
+std::string ProbePath()
+{
+    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
+        return WindowsPath(env);
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
+    size_t cut = path.find_last_of("\\/");
+    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
+}
+
 HOOKPROC ProbeHookProc(HMODULE* module)
 {
     static HMODULE probe = LoadLibraryA(ProbePath().c_str());
@@ -384,32 +368,7 @@ HOOKPROC ProbeHookProc(HMODULE* module)
     return reinterpret_cast<HOOKPROC>(reinterpret_cast<void*>(proc));
 }
 
-// Splits "a\x1Fb\x1Fc" into its fields.
-std::vector<std::string> Fields(const std::string& line)
-{
-    std::vector<std::string> fields;
-    size_t start = 0;
-    for (;;) {
-        size_t end = line.find(kvprobe::kFieldSeparator, start);
-        fields.push_back(line.substr(start, end - start));
-        if (end == std::string::npos)
-            return fields;
-        start = end + 1;
-    }
-}
-
 }  // namespace
-
-std::string ProbePath()
-{
-    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
-        return WindowsPath(env);
-    char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
-    size_t cut = path.find_last_of("\\/");
-    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
-}
 
 bool Program::Probe(HWND window, unsigned query, std::string* answer)
 {
@@ -458,24 +417,20 @@ bool Program::ReadMenuBar(HWND window, std::vector<MenuEntry>* bar, bool opened)
     bar->clear();
     // Each line: depth, id, type, state, popup flag, text. An entry of depth d
     // belongs to the last popup of depth d - 1.
-    size_t start = 0;
-    while (start < answer.size()) {
-        size_t end = answer.find('\n', start);
-        if (end == std::string::npos)
-            end = answer.size();
-        std::vector<std::string> f = Fields(answer.substr(start, end - start));
-        start = end + 1;
-        if (f.size() != 6)
-            return false;
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string f[6];
+        for (std::string& field : f)
+            std::getline(fields, field, kvprobe::kFieldSeparator);
         MenuEntry entry;
-        const int depth = std::atoi(f[0].c_str());
         entry.id = static_cast<UINT>(std::strtoul(f[1].c_str(), nullptr, 10));
         entry.type = static_cast<UINT>(std::strtoul(f[2].c_str(), nullptr, 10));
         entry.state = static_cast<UINT>(std::strtoul(f[3].c_str(), nullptr, 10));
         entry.popup = f[4] == "1";
         entry.text = f[5];
         std::vector<MenuEntry>* level = bar;
-        for (int d = 0; d < depth; ++d) {
+        for (int d = std::atoi(f[0].c_str()); d > 0; --d) {
             if (level->empty() || !level->back().popup)
                 return false;
             level = &level->back().items;
@@ -491,17 +446,10 @@ std::map<std::string, std::string> Program::ClassInfo(HWND window)
     std::string answer;
     if (!Probe(window, kvprobe::kClassInfo, &answer))
         return info;
-    size_t start = 0;
-    while (start < answer.size()) {
-        size_t end = answer.find('\n', start);
-        if (end == std::string::npos)
-            end = answer.size();
-        std::string line = answer.substr(start, end - start);
-        start = end + 1;
-        size_t eq = line.find('=');
-        if (eq != std::string::npos)
-            info[line.substr(0, eq)] = line.substr(eq + 1);
-    }
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);)
+        if (line.find('=') != std::string::npos)
+            info[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
     return info;
 }
 
@@ -512,51 +460,26 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
     if (!mapping)
         return false;
     auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
-    if (!view || sizeof(kvprobe::ServiceCall) + call->dib.size() > kvprobe::kServiceMappingSize ||
-        call->text.size() >= sizeof(kvprobe::ServiceCall::text)) {
-        if (view)
-            UnmapViewOfFile(view);
-        CloseHandle(mapping);
-        return false;
-    }
     auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
-    std::memset(wire, 0, sizeof *wire);
-    wire->item = static_cast<unsigned>(item);
-    wire->hasText = call->hasText;
-    wire->dibBytes = static_cast<unsigned>(call->dib.size());
-    wire->window = call->window;
-    wire->hDIB = call->hDIB;
-    wire->object = call->object;
-    wire->value = call->value;
-    wire->attribute = call->attribute;
-    wire->flag = call->flag;
-    wire->option = call->option;
-    wire->value2 = call->value2;
-    wire->value3 = call->value3;
-    wire->value4 = call->value4;
-    wire->row = call->row;
-    wire->formatId = call->formatId;
-    std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
-    if (!call->dib.empty())
-        std::memcpy(view + sizeof *wire, call->dib.data(), call->dib.size());
-    std::string answer;
-    const bool ran = Probe(frame, kvprobe::kService, &answer) && answer == "ok";
+    bool ran = view && sizeof *wire + call->dib.size() <= kvprobe::kServiceMappingSize &&
+               call->text.size() < sizeof wire->text;
+    if (ran) {
+        wire->item = static_cast<unsigned>(item);
+        wire->hasText = call->hasText;
+        wire->dibBytes = static_cast<unsigned>(call->dib.size());
+        wire->block = *call;
+        std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
+        if (!call->dib.empty())
+            std::memcpy(view + sizeof *wire, call->dib.data(), call->dib.size());
+        std::string answer;
+        ran = Probe(frame, kvprobe::kService, &answer) && answer == "ok";
+    }
     if (ran) {
         *result = wire->result;
-        call->window = wire->window;
-        call->hDIB = wire->hDIB;
-        call->object = wire->object;
-        call->value = wire->value;
-        call->attribute = wire->attribute;
-        call->flag = wire->flag;
-        call->option = wire->option;
-        call->value2 = wire->value2;
-        call->value3 = wire->value3;
-        call->value4 = wire->value4;
-        call->row = wire->row;
-        call->formatId = wire->formatId;
+        static_cast<kvprobe::Block&>(*call) = wire->block;
     }
-    UnmapViewOfFile(view);
+    if (view)
+        UnmapViewOfFile(view);
     CloseHandle(mapping);
     return ran;
 }
@@ -617,11 +540,6 @@ std::vector<ACCEL> ResourceFile::Accelerators(int id) const
     return entries;
 }
 
-bool ResourceFile::Has(LPCSTR type, LPCSTR name) const
-{
-    return module_ && FindResourceA(module_, name, type) != nullptr;
-}
-
 // ---- pixels --------------------------------------------------------------------
 
 std::uint32_t Rgb(COLORREF colour)
@@ -636,39 +554,6 @@ int Image::Count(const RECT& rect, std::uint32_t rgb) const
         for (int x = std::max<int>(rect.left, 0); x < std::min<int>(rect.right, width); ++x)
             n += At(x, y) == rgb;
     return n;
-}
-
-bool Image::WriteBmp(const std::string& path) const
-{
-    if (width <= 0 || height <= 0)
-        return false;
-    const DWORD stride = (static_cast<DWORD>(width) * 3 + 3) & ~3u;
-    BITMAPFILEHEADER file{};
-    BITMAPINFOHEADER info{};
-    info.biSize = sizeof info;
-    info.biWidth = width;
-    info.biHeight = height;
-    info.biPlanes = 1;
-    info.biBitCount = 24;
-    info.biSizeImage = stride * height;
-    file.bfType = 0x4D42;
-    file.bfOffBits = sizeof file + sizeof info;
-    file.bfSize = file.bfOffBits + info.biSizeImage;
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f)
-        return false;
-    bool ok = std::fwrite(&file, sizeof file, 1, f) == 1 && std::fwrite(&info, sizeof info, 1, f) == 1;
-    std::vector<unsigned char> row(stride, 0);
-    for (int y = height - 1; ok && y >= 0; --y) {
-        for (int x = 0; x < width; ++x) {
-            std::uint32_t p = At(x, y);
-            row[x * 3 + 0] = static_cast<unsigned char>(p);
-            row[x * 3 + 1] = static_cast<unsigned char>(p >> 8);
-            row[x * 3 + 2] = static_cast<unsigned char>(p >> 16);
-        }
-        ok = std::fwrite(row.data(), 1, row.size(), f) == row.size();
-    }
-    return std::fclose(f) == 0 && ok;
 }
 
 bool CaptureScreenRect(const RECT& rect, Image* image)
@@ -713,16 +598,35 @@ bool CaptureScreenRect(const RECT& rect, Image* image)
     return ok;
 }
 
-bool CaptureScreen(Image* image)
-{
-    RECT rect{0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
-    return CaptureScreenRect(rect, image);
-}
-
 bool CaptureWindow(HWND window, Image* image)
 {
     RECT rect;
     return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
+}
+
+::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
+                                 const std::function<std::uint32_t(int, int)>& rgb, DWORD timeoutMs)
+{
+    Image shot;
+    POINT wrong{-1, -1};
+    const bool shown = Within(timeoutMs, [&] {
+        POINT at{0, 0};
+        LONG right = 1, bottom = 1;
+        for (POINT p : points)
+            right = std::max(right, p.x + 1), bottom = std::max(bottom, p.y + 1);
+        if (!ClientToScreen(window, &at) || !CaptureScreenRect(RECT{at.x, at.y, at.x + right, at.y + bottom}, &shot))
+            return false;
+        for (POINT p : points)
+            if (shot.At(p.x, p.y) != rgb(p.x, p.y))
+                return wrong = p, false;
+        return true;
+    });
+    if (shown)
+        return ::testing::AssertionSuccess();
+    if (wrong.x < 0)
+        return ::testing::AssertionFailure() << "no picture of the window";
+    return ::testing::AssertionFailure() << "pixel " << wrong.x << "," << wrong.y << " is " << std::hex
+                                         << shot.At(wrong.x, wrong.y) << ", not " << rgb(wrong.x, wrong.y);
 }
 
 ::testing::AssertionResult IsPainted(HWND window, DWORD timeoutMs)
@@ -732,7 +636,7 @@ bool CaptureWindow(HWND window, Image* image)
     constexpr int kEnough = 16;
     Image shot;
     int off = 0;
-    PollUntil(timeoutMs, [&] {
+    Within(timeoutMs, [&] {
         RECT r;
         POINT at{0, 0};
         if (!GetClientRect(window, &r) || !ClientToScreen(window, &at) ||
@@ -814,20 +718,80 @@ std::string Upper(std::string text)
     return text;
 }
 
+std::string FreshFolder(const std::string& name)
+{
+    char base[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, base);
+    const std::string folder = std::string(base) + name;
+    CreateDirectoryA(folder.c_str(), nullptr);
+    WIN32_FIND_DATAA found;
+    HANDLE walk = FindFirstFileA((folder + "\\*").c_str(), &found);
+    for (BOOL more = walk != INVALID_HANDLE_VALUE; more; more = FindNextFileA(walk, &found))
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+            DeleteFileA((folder + "\\" + found.cFileName).c_str());
+    if (walk != INVALID_HANDLE_VALUE)
+        FindClose(walk);
+    return folder;
+}
+
+bool WriteBytes(const std::string& path, const std::vector<BYTE>& bytes)
+{
+    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    const bool ok = out != INVALID_HANDLE_VALUE &&
+                    WriteFile(out, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+                    written == bytes.size();
+    if (out != INVALID_HANDLE_VALUE)
+        CloseHandle(out);
+    EXPECT_TRUE(ok) << path;
+    return ok;
+}
+
 std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib)
 {
-    const std::string path = PathOf(name);
+    const std::string path = name.find('\\') == std::string::npos ? PathOf(name) : name;
     const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(dib.data());
     BITMAPFILEHEADER file{0x4D42, static_cast<DWORD>(sizeof file + dib.size()), 0, 0,
                           static_cast<DWORD>(sizeof file + header->biSize + header->biClrUsed * sizeof(RGBQUAD))};
-    HANDLE out = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    EXPECT_NE(out, INVALID_HANDLE_VALUE) << path;
-    DWORD written = 0;
-    WriteFile(out, &file, sizeof file, &written, nullptr);
-    WriteFile(out, dib.data(), static_cast<DWORD>(dib.size()), &written, nullptr);
-    CloseHandle(out);
+    std::vector<BYTE> bytes(reinterpret_cast<const BYTE*>(&file), reinterpret_cast<const BYTE*>(&file + 1));
+    bytes.insert(bytes.end(), dib.begin(), dib.end());
+    WriteBytes(path, bytes);
     return path;
 }
+
+bool Convert(const std::string& args, const std::string& folder)
+{
+    const std::string program = KorvantaPath();
+    std::string line = "\"" + program.substr(0, program.find_last_of('\\') + 1) + "kvconvert.exe\" -q " + args;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        folder.empty() ? nullptr : folder.c_str(), &startup, &info))
+        return false;
+    DWORD code = 1;
+    if (WaitForSingleObject(info.hProcess, 60000) == WAIT_OBJECT_0)
+        GetExitCodeProcess(info.hProcess, &code);
+    CloseHandle(info.hThread);
+    CloseHandle(info.hProcess);
+    return code == 0;
+}
+
+bool ChooseItem(HWND dialog, int id, const std::string& prefix)
+{
+    const std::vector<std::string> items = ComboItems(dialog, id);
+    for (size_t i = 0; i < items.size(); ++i)
+        if (items[i].compare(0, prefix.size(), prefix) == 0) {
+            // The common file dialogs take the filter at the end of the choice.
+            return SelectComboItem(dialog, id, static_cast<int>(i)) &&
+                   Send(dialog, WM_COMMAND, MAKEWPARAM(id, CBN_SELENDOK),
+                        reinterpret_cast<LPARAM>(GetDlgItem(dialog, id))) >= 0;
+        }
+    ADD_FAILURE() << "no entry " << prefix << " in combo " << id;
+    return false;
+}
+
+bool Checked(HWND dialog, int id) { return Send(GetDlgItem(dialog, id), BM_GETCHECK, 0, 0) == BST_CHECKED; }
 
 std::vector<BYTE> ReadBytes(const std::string& path)
 {
@@ -896,10 +860,41 @@ void CoreGuard::Clear() const
         RegDeleteKeyValueA(HKEY_CURRENT_USER, kCoreKey, name.c_str());
 }
 
-Session::Session(const std::string& file, const std::string& switches)
+Session::Session(const std::string& file, const std::string& switches, const std::string& folder)
 {
-    if (program.Start(file.empty() || switches.empty() ? switches + file : switches + " " + file))
+    if (program.Start(file.empty() || switches.empty() ? switches + file : switches + " " + file, folder))
         frame = program.WaitForFrame();
+}
+
+HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+{
+    HWND found = nullptr;
+    Within(timeoutMs, [&] {
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if (GetDlgItem(window, id))
+                found = window;
+        return found != nullptr;
+    });
+    return found;
+}
+
+HWND Session::WaitForText(const std::string& prefix, DWORD timeoutMs) const
+{
+    HWND found = nullptr;
+    Within(timeoutMs, [&] {
+        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
+            if (GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0)
+                found = window;
+        return found != nullptr;
+    });
+    return found;
+}
+
+bool Session::Exit()
+{
+    Command(264);
+    DWORD code = 0xFFFFFFFF;
+    return program.WaitForExit(10000, &code) && code == 0;
 }
 
 std::vector<HWND> ImageWindows(HWND frame)
@@ -946,15 +941,6 @@ LONG_PTR Session::Attr(HWND window, LONG attribute)
     call.window = reinterpret_cast<LONG_PTR>(window);
     call.attribute = attribute;
     return Service(0, call);
-}
-
-void Session::SetAttr(HWND window, LONG attribute, LONG_PTR value)
-{
-    ServiceCall call;
-    call.window = reinterpret_cast<LONG_PTR>(window);
-    call.attribute = attribute;
-    call.value = value;
-    Service(1, call);
 }
 
 void Session::SetFlag(HWND window, LONG mask, LONG on)
@@ -1023,26 +1009,71 @@ void Answer(HWND box, int button)
     EXPECT_TRUE(WaitForWindowGone(box, 5000));
 }
 
-int Peer(const std::string& args, DWORD timeoutMs, HANDLE* running)
+// The clipboard as another program uses it. Put empties it, puts packed DIB
+// bytes as CF_DIB, a bitmap made of them as CF_BITMAP and PALETTEENTRY bytes
+// as CF_PALETTE, and lets it go with its window, as a program that ends.
+bool ClipboardPut(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
 {
-    char self[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string line = std::string(self);
-    line = "\"" + line.substr(0, line.find_last_of('\\') + 1) + "kv_clip_peer.exe\" " + args;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
-        return -2;
-    CloseHandle(info.hThread);
-    DWORD code = static_cast<DWORD>(-1);
-    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0)
-        GetExitCodeProcess(info.hProcess, &code);
-    if (code == static_cast<DWORD>(-1) && running)
-        *running = info.hProcess;
-    else
-        CloseHandle(info.hProcess);
-    return static_cast<int>(code);
+    HWND owner = CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+    bool put = OpenClipboard(owner) && EmptyClipboard();
+    for (const auto& [format, bytes] : items) {
+        HANDLE data = nullptr;
+        const auto* info = reinterpret_cast<const BITMAPINFO*>(bytes.data());
+        if (format == CF_DIB) {
+            data = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+            std::memcpy(GlobalLock(data), bytes.data(), bytes.size());
+            GlobalUnlock(data);
+        } else if (format == CF_PALETTE) {
+            std::vector<BYTE> logical(sizeof(LOGPALETTE) + bytes.size());
+            auto* palette = reinterpret_cast<LOGPALETTE*>(logical.data());
+            *palette = {0x300, static_cast<WORD>(bytes.size() / 4)};
+            std::memcpy(palette->palPalEntry, bytes.data(), bytes.size());
+            data = CreatePalette(palette);
+        } else {
+            HDC screen = GetDC(nullptr);
+            data = CreateDIBitmap(screen, &info->bmiHeader, CBM_INIT,
+                                  bytes.data() + info->bmiHeader.biSize + info->bmiHeader.biClrUsed * 4, info,
+                                  DIB_RGB_COLORS);
+            ReleaseDC(nullptr, screen);
+        }
+        put = put && SetClipboardData(format, data);
+    }
+    put = CloseClipboard() && put;
+    DestroyWindow(owner);
+    return put;
+}
+
+// What another program reads of a format: a DIB's packed bytes, a bitmap as
+// a packed 24-bit DIB, a palette's PALETTEENTRY bytes; empty when nothing came.
+std::vector<BYTE> ClipboardRead(UINT format)
+{
+    std::vector<BYTE> bytes;
+    if (!OpenClipboard(nullptr))
+        return bytes;
+    HANDLE data = GetClipboardData(format);
+    if (data && format == CF_DIB) {
+        const auto* at = static_cast<const BYTE*>(GlobalLock(data));
+        bytes.assign(at, at + GlobalSize(data));
+        GlobalUnlock(data);
+    } else if (data && format == CF_PALETTE) {
+        PALETTEENTRY entries[256];
+        const UINT count = GetPaletteEntries(static_cast<HPALETTE>(data), 0, 256, entries);
+        bytes.assign(reinterpret_cast<BYTE*>(entries), reinterpret_cast<BYTE*>(entries + count));
+    } else if (data) {
+        BITMAP facts{};
+        GetObjectA(data, sizeof facts, &facts);
+        const DWORD stride = (static_cast<DWORD>(facts.bmWidth) * 3 + 3) & ~3u;
+        bytes.resize(sizeof(BITMAPINFOHEADER) + stride * facts.bmHeight);
+        auto* header = reinterpret_cast<BITMAPINFOHEADER*>(bytes.data());
+        *header = {sizeof *header, facts.bmWidth, facts.bmHeight, 1, 24, BI_RGB, stride * facts.bmHeight};
+        HDC screen = GetDC(nullptr);
+        if (!GetDIBits(screen, static_cast<HBITMAP>(data), 0, facts.bmHeight, header + 1,
+                       reinterpret_cast<BITMAPINFO*>(header), DIB_RGB_COLORS))
+            bytes.clear();
+        ReleaseDC(nullptr, screen);
+    }
+    CloseClipboard();
+    return bytes;
 }
 
 }  // namespace kvgui

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
-#include <memory>
 #include <cstdio>
 
 #include "driver.h"
@@ -14,9 +12,6 @@
 using namespace kvgui;
 
 namespace {
-
-// The logo would hold the start-up for seconds; these scenarios don't need it.
-const char kNoLogo[] = "/NOLOGO";
 
 // One line per entry, indented by depth: text, id, and the flags a user sees.
 void RenderMenu(const std::vector<MenuEntry>& items, const std::string& indent, std::string* out)
@@ -41,39 +36,14 @@ std::string RenderAccel(const ACCEL& a)
     return text + ((a.fVirt & FVIRTKEY) ? "" : " (char)") + " " + std::to_string(a.cmd);
 }
 
-// Where to leave screenshots for a person to look at: $KV_GUI_SHOTS, if set.
-void KeepScreenshot(const Image& image, const char* name)
+// The window, its class and MDI client, its menu bar as the resource gives
+// it, the shortcuts and the other resources, as one text compared with
+// tests/data/gui/frame.txt; and the picture of it on the screen.
+TEST(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
 {
-    if (const char* dir = std::getenv("KV_GUI_SHOTS"); dir && *dir)
-        image.WriteBmp(WindowsPath(std::string(dir) + "/" + name));
-}
-
-// One program started for the whole suite, for the checks that only look.
-class RunningFrame : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        program_ = std::make_unique<Program>();
-        if (program_->Start(kNoLogo))
-            program_->WaitForFrame();
-    }
-    static void TearDownTestSuite() { program_.reset(); }
-
-    void SetUp() override
-    {
-        frame_ = program_->Frame();
-        ASSERT_NE(frame_, nullptr) << "no frame of " << KorvantaPath();
-    }
-
-    static std::unique_ptr<Program> program_;
-    HWND frame_ = nullptr;
-};
-std::unique_ptr<Program> RunningFrame::program_;
-
-// The window, its class, its menu bar as the resource gives it and the
-// shortcuts, as one text compared with tests/data/gui/frame.txt.
-TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
-{
+    Session run;
+    HWND frame_ = run.frame;
+    ASSERT_NE(frame_, nullptr) << "no frame of " << KorvantaPath();
     std::string text;
     RECT rect{};
     ASSERT_TRUE(GetWindowRect(frame_, &rect));
@@ -83,12 +53,23 @@ TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
                   WindowText(frame_).c_str(), GetWindowLongA(frame_, GWL_STYLE) & ~WS_CLIPSIBLINGS & 0xFFFFFFFFL,
                   rect.left, rect.top, GetParent(frame_) != nullptr);
     text += line;
-    std::map<std::string, std::string> info = program_->ClassInfo(frame_);
+    std::map<std::string, std::string> info = run.program.ClassInfo(frame_);
     for (const char* key : {"style", "cls_extra", "wnd_extra", "background", "icon_resource", "cursor_is_arrow",
                             "menu_name"})
         text += std::string("class ") + key + " " + info[key] + "\n";
+    // The client fills the frame's client area but for the status bars' strip at the bottom.
+    HWND client = GetDlgItem(frame_, 3244);
+    RECT area{}, inside{};
+    GetClientRect(frame_, &area);
+    GetWindowRect(client, &inside);
+    MapWindowPoints(nullptr, frame_, reinterpret_cast<POINT*>(&inside), 2);
+    std::snprintf(line, sizeof line, "client %s style %08lX parent %d children %d at %ld,%ld,+%ld,-%ld\n",
+                  Upper(ClassName(client)).c_str(), GetWindowLongA(client, GWL_STYLE) & 0xFFFF0000L,
+                  GetParent(client) == frame_, GetWindow(client, GW_CHILD) != nullptr, inside.left, inside.top,
+                  area.right - inside.right, area.bottom - inside.bottom);
+    text += line;
     std::vector<MenuEntry> bar;
-    ASSERT_TRUE(program_->ReadMenuBar(frame_, &bar)) << "the probe did not answer";
+    ASSERT_TRUE(run.program.ReadMenuBar(frame_, &bar)) << "the probe did not answer";
     RenderMenu(bar, "", &text);
     ResourceFile exe(KorvantaPath());
     std::vector<std::string> keys;
@@ -97,120 +78,56 @@ TEST_F(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
     std::sort(keys.begin(), keys.end());
     for (const std::string& key : keys)
         text += "accel " + key + "\n";
+    for (int icon : {400, 401})
+        text += "icon " + std::to_string(icon) + " " +
+                std::to_string(FindResourceA(exe.Module(), MAKEINTRESOURCEA(icon), RT_GROUP_ICON) != nullptr) + "\n";
+    // The logo: a packed DIB.
+    HRSRC logo = FindResourceA(exe.Module(), "Korvanta", "HDIB");
+    const auto* header = logo ? static_cast<const BITMAPINFOHEADER*>(LockResource(LoadResource(exe.Module(), logo)))
+                              : nullptr;
+    if (header && SizeofResource(exe.Module(), logo) >= sizeof *header) {
+        std::snprintf(line, sizeof line, "logo %lu: %ld x %ld, %d bits\n", header->biSize, header->biWidth,
+                      header->biHeight, header->biBitCount);
+        text += line;
+    }
     const std::vector<BYTE> want = ReadBytes(std::string(KV_SOURCE_DIR) + "/tests/data/gui/frame.txt");
     EXPECT_EQ(text, std::string(want.begin(), want.end()));
 
-    // Opened as a user opens them, the Window commands are enabled without images.
-    ASSERT_TRUE(program_->ReadMenuBar(frame_, &bar, true));
-    ASSERT_EQ(bar.size(), 6u);
-    for (const MenuEntry& entry : bar[4].items)
-        EXPECT_EQ(entry.state & (MFS_GRAYED | MFS_CHECKED), 0u) << entry.text;
-    EXPECT_TRUE(bar[0].items.at(10).items.at(0).IsGrayed());
-}
-
-TEST_F(RunningFrame, MdiClientFillsTheFrame)
-{
-    HWND client = GetDlgItem(frame_, 3244);
-    ASSERT_NE(client, nullptr);
-    EXPECT_EQ(_stricmp(ClassName(client).c_str(), "MDIClient"), 0) << ClassName(client);
-    EXPECT_EQ(GetParent(client), frame_);
-    EXPECT_TRUE(IsWindowVisible(client));
-    const LONG style = GetWindowLongA(client, GWL_STYLE);
-    EXPECT_EQ(style & (WS_CHILD | WS_CLIPCHILDREN | WS_VISIBLE), WS_CHILD | WS_CLIPCHILDREN | WS_VISIBLE);
-    // The client spans the frame's client area from its top left corner; only
-    // status bars may take a strip at the bottom.
-    RECT frameClient{}, clientRect{};
-    GetClientRect(frame_, &frameClient);
-    GetWindowRect(client, &clientRect);
-    MapWindowPoints(nullptr, frame_, reinterpret_cast<POINT*>(&clientRect), 2);
-    EXPECT_EQ(clientRect.left, 0);
-    EXPECT_EQ(clientRect.top, 0);
-    EXPECT_EQ(clientRect.right, frameClient.right);
-    EXPECT_GT(clientRect.bottom, frameClient.bottom / 2);
-    EXPECT_LE(clientRect.bottom, frameClient.bottom);
-    // No image windows yet.
-    EXPECT_EQ(GetWindow(client, GW_CHILD), nullptr);
-}
-
-TEST_F(RunningFrame, ScreenShowsMenuBarOverTheWorkspace)
-{
+    // On the screen the MDI client shows the empty workspace.
     Image shot;
     ASSERT_TRUE(CaptureWindow(frame_, &shot));
-    KeepScreenshot(shot, "frame.bmp");
-    RECT window{}, client{};
-    GetWindowRect(frame_, &window);
-    ASSERT_TRUE(GetWindowRect(GetDlgItem(frame_, 3244), &client));
-    // The MDI client, in image coordinates, shows the empty workspace.
-    const RECT workspace{client.left - window.left, client.top - window.top, client.right - window.left,
-                         client.bottom - window.top};
-    const int area = (workspace.right - workspace.left) * (workspace.bottom - workspace.top);
-    ASSERT_GT(area, 0);
-    EXPECT_EQ(shot.Count(workspace, Rgb(GetSysColor(COLOR_APPWORKSPACE))), area);
+    RECT outer{}, inner{};
+    GetWindowRect(frame_, &outer);
+    ASSERT_TRUE(GetWindowRect(client, &inner));
+    const RECT workspace{inner.left - outer.left, inner.top - outer.top, inner.right - outer.left,
+                         inner.bottom - outer.top};
+    const int pixels = (workspace.right - workspace.left) * (workspace.bottom - workspace.top);
+    ASSERT_GT(pixels, 0);
+    EXPECT_EQ(shot.Count(workspace, Rgb(GetSysColor(COLOR_APPWORKSPACE))), pixels);
     // The menu bar stands right above it: menu background with menu text on it.
-    const int barHeight = GetSystemMetrics(SM_CYMENU);
-    const RECT bar{workspace.left, workspace.top - barHeight, workspace.right, workspace.top};
-    EXPECT_GT(shot.Count(bar, Rgb(GetSysColor(COLOR_MENU))), area / 1000);
-    EXPECT_GT(shot.Count(bar, Rgb(GetSysColor(COLOR_MENUTEXT))), 50);
-}
-
-// ---- resources of the program file ------------------------------------------------
-
-TEST(ProgramResources, IconsLogoAndMenuArePresent)
-{
-    ResourceFile exe(KorvantaPath());
-    ASSERT_NE(exe.Module(), nullptr) << KorvantaPath();
-    EXPECT_TRUE(exe.Has(RT_GROUP_ICON, MAKEINTRESOURCEA(400)));
-    EXPECT_TRUE(exe.Has(RT_GROUP_ICON, MAKEINTRESOURCEA(401)));
-    EXPECT_TRUE(exe.Has(RT_MENU, "FrameMenu"));
-    // The logo: a packed 8-bit DIB of 320 by 200 pixels.
-    HRSRC logo = FindResourceA(exe.Module(), "Korvanta", "HDIB");
-    ASSERT_NE(logo, nullptr);
-    HGLOBAL data = LoadResource(exe.Module(), logo);
-    ASSERT_NE(data, nullptr);
-    ASSERT_GE(SizeofResource(exe.Module(), logo), sizeof(BITMAPINFOHEADER));
-    const auto* header = static_cast<const BITMAPINFOHEADER*>(LockResource(data));
-    ASSERT_NE(header, nullptr);
-    EXPECT_EQ(header->biSize, sizeof(BITMAPINFOHEADER));
-    EXPECT_EQ(header->biWidth, 320);
-    EXPECT_EQ(header->biHeight, 200);
-    EXPECT_EQ(header->biBitCount, 8);
+    const RECT strip{workspace.left, workspace.top - GetSystemMetrics(SM_CYMENU), workspace.right, workspace.top};
+    EXPECT_GT(shot.Count(strip, Rgb(GetSysColor(COLOR_MENU))), pixels / 1000);
+    EXPECT_GT(shot.Count(strip, Rgb(GetSysColor(COLOR_MENUTEXT))), 50);
 }
 
 // ---- ending the program -------------------------------------------------------------
 
-// Sends message to a freshly started frame and expects the process to end
-// with exit code 0 within a few seconds.
-void ExpectEndsWithZero(UINT message, WPARAM wParam)
+TEST(Shutdown, WindowCommandsWithoutImagesLeaveTheProgramRunningAndCloseEndsItWithZero)
 {
-    Program program;
-    ASSERT_TRUE(program.Start(kNoLogo));
-    HWND frame = program.WaitForFrame();
-    ASSERT_NE(frame, nullptr);
-    ASSERT_TRUE(PostMessageA(frame, message, wParam, 0));
-    DWORD code = 0xFFFFFFFF;
-    ASSERT_TRUE(program.WaitForExit(5000, &code)) << "still running";
-    EXPECT_EQ(code, 0u);
-    EXPECT_FALSE(IsWindow(frame));
-}
-
-TEST(Shutdown, CloseOfTheFrameEndsTheProgramWithCodeZero)
-{
-    ExpectEndsWithZero(WM_CLOSE, 0);
-}
-
-TEST(Shutdown, WindowCommandsWithoutImagesLeaveTheProgramRunning)
-{
-    Program program;
-    ASSERT_TRUE(program.Start(kNoLogo));
-    HWND frame = program.WaitForFrame();
-    ASSERT_NE(frame, nullptr);
+    Session run;
+    ASSERT_NE(run.frame, nullptr);
     for (WPARAM id : {2305, 2306, 2308})
-        EXPECT_EQ(SendMessageA(frame, WM_COMMAND, id, 0), 0) << id;
-    // Swallowed: the frame answers them itself with 0.
-    EXPECT_EQ(SendMessageA(frame, WM_WININICHANGE, 0, 0), 0);
-    EXPECT_TRUE(program.IsRunning());
-    EXPECT_TRUE(IsWindowVisible(frame));
-    EXPECT_EQ(GetWindow(GetDlgItem(frame, 3244), GW_CHILD), nullptr);
+        EXPECT_EQ(Send(run.frame, WM_COMMAND, id, 0), 0) << id;
+    // Swallowed: the frame answers it itself with 0.
+    EXPECT_EQ(Send(run.frame, WM_WININICHANGE, 0, 0), 0);
+    EXPECT_TRUE(run.program.IsRunning());
+    EXPECT_TRUE(IsWindowVisible(run.frame));
+    EXPECT_TRUE(run.Windows().empty());
+    ASSERT_TRUE(PostMessageA(run.frame, WM_CLOSE, 0, 0));
+    DWORD code = 0xFFFFFFFF;
+    ASSERT_TRUE(run.program.WaitForExit(5000, &code)) << "still running";
+    EXPECT_EQ(code, 0u);
+    EXPECT_FALSE(IsWindow(run.frame));
 }
 
 }  // namespace

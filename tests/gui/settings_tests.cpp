@@ -4,7 +4,6 @@
 // directly in the registry, as another program would see it.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,9 +14,7 @@ using namespace kvgui;
 
 namespace {
 
-
-// Commands of the frame.
-const WPARAM kOpen = 257, kSettings = 263, kExit = 264;
+const WPARAM kSettings = 263;
 
 // Controls of the Settings dialog.
 const int kTiffMono = 304, kTiff16Colors = 305, kTiff256Colors = 306, kTiff16Bit = 307, kTiff24Bit = 308;
@@ -25,11 +22,8 @@ const int kFlatCut = 309, kOptimizedCut = 310, kSaveDither = 311, kWarnColorLoss
 const int kScreenBitmaps = 327, kStatusBars = 328, kStartup = 331, kColorMatch = 336, kDitherType = 337;
 const int kAlphaDisplay = 346, kThumbnails = 1018;
 
-// The filter list of the Open dialog.
-const int kFilterCombo = 1136;
-
-// Rows of the format table as the store names them.
-const char kBmpRow[] = "3", kDibRow[] = "7";
+// The DIB row of the format table as the store names it.
+const char kDibRow[] = "7";
 
 const std::vector<std::string> kDithers = {
     "Halftone", "QVD Fast", "Floyd-Steinberg", "Stucki", "Burkes", "Sierra", "Jarvis, Judice + Ninke",
@@ -44,8 +38,8 @@ using Store = std::map<std::string, std::string>;
 // The Settings dialog when it has come up; 0 otherwise.
 HWND WaitForSettings(const Session& run, DWORD timeoutMs = 10000)
 {
-    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", timeoutMs);
-    if (!dialog || WindowText(dialog) != "Settings" || !GetDlgItem(dialog, kDitherType))
+    HWND dialog = run.WaitForControl(kDitherType, timeoutMs);
+    if (!dialog || WindowText(dialog) != "Settings")
         return nullptr;
     EXPECT_TRUE(IsPainted(dialog));
     return dialog;
@@ -68,40 +62,6 @@ bool CloseDialog(const Session& run, HWND dialog, int button)
     return true;
 }
 
-// File, Exit; true when the program ended with code 0.
-bool Exit(Session& run)
-{
-    run.Command(kExit);
-    DWORD code = 0xFFFFFFFF;
-    return run.program.WaitForExit(10000, &code) && code == 0;
-}
-
-std::string SelectedText(HWND dialog, int id)
-{
-    const std::vector<std::string> items = ComboItems(dialog, id);
-    const int at = ComboSelection(dialog, id);
-    return at >= 0 && at < static_cast<int>(items.size()) ? items[at] : "<none>";
-}
-
-bool Checked(HWND dialog, int id)
-{
-    return IsDlgButtonChecked(dialog, id) == BST_CHECKED;
-}
-
-// The filter the Open dialog starts on, that is the current load format; the
-// dialog is cancelled again. Even so it leaves its folder in FILEDIRECTORY.
-std::string OpenDialogFilter(const Session& run)
-{
-    PostMessageA(run.frame, WM_COMMAND, kOpen, 0);
-    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 15000);
-    if (!dialog)
-        return "<no Open dialog>";
-    EXPECT_TRUE(IsPainted(dialog));
-    const std::string filter = SelectedText(dialog, kFilterCombo);
-    EXPECT_TRUE(CloseDialog(run, dialog, IDCANCEL));
-    return filter;
-}
-
 // Each scenario starts from an empty Core section and empties it again at
 // the end, so that no setting it made (no undo, other status bars) reaches
 // the scenarios that run after it.
@@ -111,103 +71,35 @@ protected:
     void TearDown() override { ClearCore(); }
 };
 
-// ---- first start ---------------------------------------------------------------------------------
+// ---- the dialog and the store ----------------------------------------------------------------------
 
-TEST_F(SettingsDialog, FirstStartShowsDefaultsAndWritesOnlyTheFormatRowsAtExit)
+// The rules of the values (defaults, unusable rows, TIFF compressions, the
+// metafile keys) are the settings' unit tests' business; these scenarios
+// check that the dialog shows and writes each of them.
+TEST_F(SettingsDialog, FirstStartShowsTheDefaultsAndOkWritesEachControlsOwnKeyForTheNextStart)
 {
-    Session run;
-    ASSERT_NE(run.frame, nullptr) << "no frame of " << KorvantaPath();
-    run.Settle();
-    // Loading writes nothing.
-    EXPECT_EQ(CoreValues(), Store{});
-
-    HWND dialog = OpenSettings(run);
-    ASSERT_NE(dialog, nullptr) << "no Settings dialog";
-    EXPECT_EQ(ComboItems(dialog, kScreenBitmaps),
-              (std::vector<std::string>{"Use on all images", "Don't use on 16-bit and 24-bit images",
-                                        "Don't use on any image"}));
-    EXPECT_EQ(ComboItems(dialog, kStatusBars),
-              (std::vector<std::string>{"No Status Bars", "System/Help Status Bar", "Local Status Bar",
-                                        "Show Both Status Bars"}));
-    EXPECT_EQ(ComboItems(dialog, kStartup),
-              (std::vector<std::string>{"No Startup Command", "Load Dialog", "Batch Facility"}));
-    EXPECT_EQ(ComboItems(dialog, kColorMatch), (std::vector<std::string>{"Best Match", "Halftone"}));
-    EXPECT_EQ(ComboItems(dialog, kDitherType), kDithers);
-    EXPECT_EQ(ComboItems(dialog, kAlphaDisplay),
-              (std::vector<std::string>{"No Alpha Channel", "Half Alpha Channel", "Full Alpha Channel",
-                                        "Stripe Alpha Channel"}));
-    // Every setting at its default.
-    EXPECT_EQ(ComboSelection(dialog, kScreenBitmaps), 0);
-    EXPECT_EQ(ComboSelection(dialog, kStatusBars), 3);
-    EXPECT_EQ(ComboSelection(dialog, kStartup), 0);
-    EXPECT_EQ(ComboSelection(dialog, kColorMatch), 1);
-    EXPECT_EQ(ComboSelection(dialog, kDitherType), 2);
-    EXPECT_EQ(ComboSelection(dialog, kAlphaDisplay), 3);
-    for (int id : {kTiffMono, kTiff16Colors, kTiff256Colors, kTiff16Bit, kTiff24Bit})
-        EXPECT_EQ(SelectedText(dialog, id), "PackBits") << "combo " << id;
-    EXPECT_TRUE(Checked(dialog, kKeepUndo));
-    EXPECT_TRUE(Checked(dialog, kFlatCut));
-    EXPECT_FALSE(Checked(dialog, kOptimizedCut));
-    EXPECT_FALSE(Checked(dialog, kSaveDither));
-    EXPECT_TRUE(Checked(dialog, kWarnColorLoss));
-    EXPECT_FALSE(Checked(dialog, kThumbnails));
-    ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
-    EXPECT_EQ(CoreValues(), Store{});
-
-    // The load and save formats are the DIB row, and the end writes exactly them.
-    ASSERT_TRUE(Exit(run));
-    EXPECT_EQ(CoreValues(), (Store{{"load_proc", kDibRow}, {"save_proc", kDibRow}}));
-}
-
-// ---- OK and Cancel -------------------------------------------------------------------------------
-
-TEST_F(SettingsDialog, OnlyDitherChangedWritesOnlyDitherTypeAndCancelWritesNothing)
-{
-    {
-        Session run;
-        ASSERT_NE(run.frame, nullptr);
-        HWND dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr);
-        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
-        ASSERT_TRUE(PressButton(dialog, kKeepUndo));
-        ASSERT_TRUE(PressButton(dialog, kOptimizedCut));
-        ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
-        EXPECT_EQ(CoreValues(), Store{});
-
-        // Cancel kept the settings in memory as they were, too.
-        dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(ComboSelection(dialog, kDitherType), 2);
-        EXPECT_TRUE(Checked(dialog, kKeepUndo));
-        EXPECT_TRUE(Checked(dialog, kFlatCut));
-        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 5));
-        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-        // OK wrote the one setting that changed, at once and as decimal text.
-        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
-
-        // An OK that changes nothing writes nothing more.
-        dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(SelectedText(dialog, kDitherType), "Sierra");
-        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}}));
-
-        ASSERT_TRUE(Exit(run));
-        EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
-    }
-    // The next start reads it back.
-    Session again;
-    ASSERT_NE(again.frame, nullptr);
-    HWND dialog = OpenSettings(again);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(ComboSelection(dialog, kDitherType), 5);
-    ASSERT_TRUE(CloseDialog(again, dialog, IDCANCEL));
-    ASSERT_TRUE(Exit(again));
-    EXPECT_EQ(CoreValues(), (Store{{"dither_type", "5"}, {"load_proc", kDibRow}, {"save_proc", kDibRow}}));
-}
-
-TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
-{
+    const std::vector<std::string> tiffMono = {"Group4", "PackBits"}, packBits = {"PackBits"};
+    // Each combo's entries, the default and the entry chosen.
+    const struct {
+        int id;
+        std::vector<std::string> items;
+        int first, chosen;
+    } combos[] = {
+        {kScreenBitmaps, {"Use on all images", "Don't use on 16-bit and 24-bit images", "Don't use on any image"}, 0, 2},
+        {kStatusBars, {"No Status Bars", "System/Help Status Bar", "Local Status Bar", "Show Both Status Bars"}, 3, 1},
+        {kStartup, {"No Startup Command", "Load Dialog", "Batch Facility"}, 0, 2},
+        {kColorMatch, {"Best Match", "Halftone"}, 1, 0},
+        {kDitherType, kDithers, 2, 7},
+        {kAlphaDisplay, {"No Alpha Channel", "Half Alpha Channel", "Full Alpha Channel", "Stripe Alpha Channel"}, 3, 0},
+        {kTiffMono, tiffMono, 1, 0},
+        {kTiff16Colors, packBits, 0, 0},
+        {kTiff256Colors, packBits, 0, 0},
+        {kTiff16Bit, packBits, 0, 0},
+        {kTiff24Bit, packBits, 0, 0},
+    };
+    // Each box, whether it starts checked; each is clicked once.
+    const std::pair<int, bool> boxes[] = {{kKeepUndo, true},       {kOptimizedCut, false}, {kSaveDither, false},
+                                          {kWarnColorLoss, true},  {kThumbnails, false}};
     const Store written = {
         {"screen_bitmaps", "2"}, {"status_wnd", "1"},       {"startup", "2"},
         {"color_match", "0"},    {"dither_type", "7"},      {"alpha_display", "0"},
@@ -217,27 +109,44 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
     };
     {
         Session run;
-        ASSERT_NE(run.frame, nullptr);
+        ASSERT_NE(run.frame, nullptr) << "no frame of " << KorvantaPath();
+        run.Settle();
+        // Loading writes nothing, and neither does Cancel.
+        EXPECT_EQ(CoreValues(), Store{});
         HWND dialog = OpenSettings(run);
+        ASSERT_NE(dialog, nullptr) << "no Settings dialog";
+        EXPECT_TRUE(Checked(dialog, kFlatCut));
+        for (const auto& c : combos) {
+            EXPECT_EQ(ComboItems(dialog, c.id), c.items) << "combo " << c.id;
+            EXPECT_EQ(ComboSelection(dialog, c.id), c.first) << "combo " << c.id;
+            ASSERT_TRUE(SelectComboItem(dialog, c.id, c.chosen)) << "combo " << c.id;
+        }
+        for (const auto& box : boxes) {
+            EXPECT_EQ(Checked(dialog, box.first), box.second) << "box " << box.first;
+            ASSERT_TRUE(PressButton(dialog, box.first)) << "box " << box.first;
+        }
+        ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
+        EXPECT_EQ(CoreValues(), Store{});
+
+        // Cancel kept the settings in memory as they were, too.
+        dialog = OpenSettings(run);
         ASSERT_NE(dialog, nullptr);
-        ASSERT_TRUE(SelectComboItem(dialog, kScreenBitmaps, 2));
-        ASSERT_TRUE(SelectComboItem(dialog, kStatusBars, 1));
-        ASSERT_TRUE(SelectComboItem(dialog, kStartup, 2));
-        ASSERT_TRUE(SelectComboItem(dialog, kColorMatch, 0));
-        ASSERT_TRUE(SelectComboItem(dialog, kDitherType, 7));
-        ASSERT_TRUE(SelectComboItem(dialog, kAlphaDisplay, 0));
-        // "Group4" stands first in the Monochrome list and is compression 4.
-        ASSERT_EQ(ComboItems(dialog, kTiffMono), (std::vector<std::string>{"Group4", "PackBits"}));
-        ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
-        for (int id : {kKeepUndo, kOptimizedCut, kSaveDither, kWarnColorLoss, kThumbnails})
-            ASSERT_TRUE(PressButton(dialog, id)) << id;
+        for (const auto& c : combos) {
+            EXPECT_EQ(ComboSelection(dialog, c.id), c.first) << "combo " << c.id;
+            ASSERT_TRUE(SelectComboItem(dialog, c.id, c.chosen)) << "combo " << c.id;
+        }
+        for (const auto& box : boxes) {
+            EXPECT_EQ(Checked(dialog, box.first), box.second) << "box " << box.first;
+            ASSERT_TRUE(PressButton(dialog, box.first)) << "box " << box.first;
+        }
+        // OK writes the settings that changed, at once and as decimal text.
         ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
         EXPECT_EQ(CoreValues(), written);
-        ASSERT_TRUE(Exit(run));
+        // The end writes the load and save formats: the DIB row on a first start.
+        ASSERT_TRUE(run.Exit());
     }
     Store afterExit = written;
-    afterExit["load_proc"] = kDibRow;
-    afterExit["save_proc"] = kDibRow;
+    afterExit["load_proc"] = afterExit["save_proc"] = kDibRow;
     EXPECT_EQ(CoreValues(), afterExit);
 
     // startup 2 opens the batch facility at the next start; it is set back
@@ -247,132 +156,13 @@ TEST_F(SettingsDialog, EachControlWritesItsOwnKeyAndTheNextStartShowsIt)
     ASSERT_NE(again.frame, nullptr);
     HWND dialog = OpenSettings(again);
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(ComboSelection(dialog, kScreenBitmaps), 2);
-    EXPECT_EQ(ComboSelection(dialog, kStatusBars), 1);
-    EXPECT_EQ(ComboSelection(dialog, kStartup), 0);
-    EXPECT_EQ(ComboSelection(dialog, kColorMatch), 0);
-    EXPECT_EQ(ComboSelection(dialog, kDitherType), 7);
-    EXPECT_EQ(ComboSelection(dialog, kAlphaDisplay), 0);
-    EXPECT_EQ(SelectedText(dialog, kTiffMono), "Group4");
-    EXPECT_FALSE(Checked(dialog, kKeepUndo));
+    for (const auto& c : combos)
+        EXPECT_EQ(ComboSelection(dialog, c.id), c.id == kStartup ? 0 : c.chosen) << "combo " << c.id;
+    for (const auto& box : boxes)
+        EXPECT_NE(Checked(dialog, box.first), box.second) << "box " << box.first;
     EXPECT_FALSE(Checked(dialog, kFlatCut));
-    EXPECT_TRUE(Checked(dialog, kOptimizedCut));
-    EXPECT_TRUE(Checked(dialog, kSaveDither));
-    EXPECT_FALSE(Checked(dialog, kWarnColorLoss));
-    EXPECT_TRUE(Checked(dialog, kThumbnails));
     ASSERT_TRUE(CloseDialog(again, dialog, IDCANCEL));
-    ASSERT_TRUE(Exit(again));
-}
-
-// ---- TIFF compression ----------------------------------------------------------------------------
-
-TEST_F(SettingsDialog, TiffCombosOfferGroup4ForMonochromeAndPackBitsEverywhere)
-{
-    SetCore("tif_1_bit_compression", "4");
-    Session run;
-    ASSERT_NE(run.frame, nullptr);
-    HWND dialog = OpenSettings(run);
-    ASSERT_NE(dialog, nullptr);
-    // "LZW" and "Group3" are never offered.
-    EXPECT_EQ(ComboItems(dialog, kTiffMono), (std::vector<std::string>{"Group4", "PackBits"}));
-    for (int id : {kTiff16Colors, kTiff256Colors, kTiff16Bit, kTiff24Bit})
-        EXPECT_EQ(ComboItems(dialog, id), std::vector<std::string>{"PackBits"}) << "combo " << id;
-    // The value is found by its name, not by its position in the list.
-    EXPECT_EQ(ComboSelection(dialog, kTiffMono), 0);
-    EXPECT_EQ(SelectedText(dialog, kTiffMono), "Group4");
-    // Choosing "PackBits", second in the list, stores compression 1.
-    ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 1));
-    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-    EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "1"}}));
-
-    // And "Group4", first in the list, stores compression 4.
-    dialog = OpenSettings(run);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(SelectedText(dialog, kTiffMono), "PackBits");
-    ASSERT_TRUE(SelectComboItem(dialog, kTiffMono, 0));
-    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-    EXPECT_EQ(CoreValues(), (Store{{"tif_1_bit_compression", "4"}}));
-    ASSERT_TRUE(Exit(run));
-}
-
-TEST_F(SettingsDialog, StoredLzwCompressionReadsBackAsPackBits)
-{
-    SetCore("tif_8_bit_compression", "0");
-    Store expected = {{"tif_8_bit_compression", "0"}};
-    for (int start = 0; start < 2; ++start) {
-        SCOPED_TRACE("start " + std::to_string(start));
-        Session run;
-        ASSERT_NE(run.frame, nullptr);
-        HWND dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(ComboSelection(dialog, kTiff256Colors), 0);
-        EXPECT_EQ(SelectedText(dialog, kTiff256Colors), "PackBits");
-        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-        // The 0 became 1 when it was loaded, so OK finds nothing changed and
-        // leaves the stored text as it was: each start reads it as 1 again.
-        EXPECT_EQ(CoreValues(), expected);
-        ASSERT_TRUE(Exit(run));
-        expected["load_proc"] = kDibRow;
-        expected["save_proc"] = kDibRow;
-        EXPECT_EQ(CoreValues(), expected);
-        EXPECT_EQ(CoreValue("tif_8_bit_compression"), "0");
-    }
-}
-
-// ---- keys the dialog no longer edits -------------------------------------------------------------
-
-TEST_F(SettingsDialog, OkStoresZeroForAnOldMetafilePaletteAndKeepsMetafileSize)
-{
-    SetCore("metafile_pal", "1");
-    SetCore("metafile_size", "250");
-    Session run;
-    ASSERT_NE(run.frame, nullptr);
-    HWND dialog = OpenSettings(run);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(GetDlgItem(dialog, 338), nullptr);
-    EXPECT_EQ(GetDlgItem(dialog, 318), nullptr);
-    ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-    EXPECT_EQ(CoreValues(), (Store{{"metafile_pal", "0"}, {"metafile_size", "250"}}));
-    ASSERT_TRUE(Exit(run));
-}
-
-// ---- the current formats ------------------------------------------------------------------------
-
-TEST_F(SettingsDialog, FormatRowsThatCantServeFallBackToTheDibRow)
-{
-    struct Case {
-        const char* loadProc;  // nullptr: not stored
-        const char* saveProc;
-        const char* filter;  // the Open dialog's first filter
-        const char* loadAtExit;
-        const char* saveAtExit;
-    };
-    const Case cases[] = {
-        // Beyond the table, as after a format module has gone (the other
-        // unusable rows are the settings' unit tests' business).
-        {"99", kBmpRow, "DIB- Windows DIB", kDibRow, kBmpRow},
-        {kBmpRow, "99", "BMP- Windows Bitmap", kBmpRow, kDibRow},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string("load_proc ") + (c.loadProc ? c.loadProc : "none") + ", save_proc " +
-                     (c.saveProc ? c.saveProc : "none"));
-        ClearCore();
-        if (c.loadProc) {
-            SetCore("load_proc", c.loadProc);
-            SetCore("save_proc", c.saveProc);
-        }
-        Session run;
-        ASSERT_NE(run.frame, nullptr);
-        EXPECT_EQ(OpenDialogFilter(run), c.filter);
-        // Without a message: no other window of the program came up.
-        EXPECT_EQ(TopLevelWindows(run.program.Pid(), "#32770").size(), 0u);
-        ASSERT_TRUE(Exit(run));
-        // The Open dialog keeps the folder it was in; the rest is the two rows.
-        Store values = CoreValues();
-        EXPECT_NE(values["FILEDIRECTORY"], "");
-        values.erase("FILEDIRECTORY");
-        EXPECT_EQ(values, (Store{{"load_proc", c.loadAtExit}, {"save_proc", c.saveAtExit}}));
-    }
+    ASSERT_TRUE(again.Exit());
 }
 
 // ---- the keyboard --------------------------------------------------------------------------------
@@ -438,7 +228,7 @@ TEST_F(SettingsDialog, CtrlSOpensSettings)
     HWND dialog = WaitForSettings(run);
     ASSERT_NE(dialog, nullptr) << "Ctrl+S brought no Settings dialog";
     ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
-    ASSERT_TRUE(Exit(run));
+    ASSERT_TRUE(run.Exit());
 }
 
 }  // namespace

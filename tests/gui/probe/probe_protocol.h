@@ -47,37 +47,36 @@ inline constexpr unsigned kDropMappingSize = 1u << 16;
 inline constexpr char kServiceMapping[] = "KorvantaGuiProbeService";
 inline constexpr unsigned kServiceMappingSize = 1u << 20;
 
-// The service block as the program's services take it, restated here as an
-// outside program lays it out: 14 32-bit fields, of which the handles and
-// pointers widen to pointer size on 64-bit systems.
-struct WireBlock {
-    void* window;
-    void* hDIB;
-    char* text;
-    long attribute;
-    intptr_t object;
-    void* record;
-    long flag;
-    long option;
-    intptr_t value;
-    long value2;
-    long value3;
-    long value4;
-    long row;
-    long formatId;
+// The service block as the program's services take it, as an outside
+// program lays it out: 14 fields, of which the handles and pointers
+// (window, hDIB, text, object, record, value) are pointer-sized.
+struct Block {
+    intptr_t window = 0;
+    intptr_t hDIB = 0;
+    intptr_t textPointer = 0;
+    long attribute = 0;
+    intptr_t object = 0;
+    intptr_t record = 0;
+    long flag = 0;
+    long option = 0;
+    intptr_t value = 0;
+    long value2 = 0;
+    long value3 = 0;
+    long value4 = 0;
+    long row = 0;
+    long formatId = -1;
 };
 
-// A service call in the mapping: the item, the block's values (pointers as
-// integers), an optional text for the block's text field and an optional
-// packed DIB that the probe puts in a movable block of the program for hDIB.
-// The probe writes the result and the block's values after the call back.
+// A service call in the mapping: the item, the block (its text pointer
+// unset), an optional text for it and an optional packed DIB that the
+// probe puts in a movable block of the program for hDIB. The probe writes
+// the result and the block as the call left it.
 struct ServiceCall {
     unsigned item;
     unsigned hasText;
     unsigned dibBytes;  // 0: hDIB is taken as given
     intptr_t result;
-    intptr_t window, hDIB, object, value;
-    long attribute, flag, option, value2, value3, value4, row, formatId;
+    Block block;
     char text[1024];
     // dibBytes bytes of a packed DIB follow.
 };
