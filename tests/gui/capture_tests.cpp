@@ -228,7 +228,7 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     ASSERT_NE(run.frame, nullptr);
     Target target(500, 400, 200, 150);
     run.Command(773);
-    HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 5000);
+    HWND dialog = run.WaitForControl(325, 5000);
     ASSERT_NE(dialog, nullptr);
     // Only the formats that can save the display's depth are offered.
     FMT_RegisterBuiltins();
@@ -260,7 +260,7 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
 
     // Typed again with two digits: 98, then 99, then the question, and counting goes on with three.
     run.Command(773);
-    dialog = WaitForOwnedWindow(run.frame, "#32770", 5000);
+    dialog = run.WaitForControl(325, 5000);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(ControlText(dialog, 325), "00012");
     Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("98"));
@@ -295,7 +295,7 @@ TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
         ASSERT_NE(run.frame, nullptr);
         run.Command(770);
         run.Command(773);
-        HWND dialog = WaitForOwnedWindow(run.frame, "#32770", 5000);
+        HWND dialog = run.WaitForControl(325, 5000);
         ASSERT_NE(dialog, nullptr);
         for (int id : {293, 291, 289}) ASSERT_TRUE(PressButton(dialog, id));
         Send(GetDlgItem(dialog, 325), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("0042"));
@@ -308,7 +308,7 @@ TEST(Capture, WithoutSaveAllOnlyTheClipboardDestinationLasts)
     EXPECT_EQ(CaptureValue("cap_file_num"), "7");
     Session again;
     again.Command(773);
-    HWND dialog = WaitForOwnedWindow(again.frame, "#32770", 5000);
+    HWND dialog = again.WaitForControl(325, 5000);
     ASSERT_NE(dialog, nullptr);
     std::string checks;
     for (int id : {292, 293, 330, 291, 289, 290})
