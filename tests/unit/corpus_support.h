@@ -152,7 +152,7 @@ struct ManifestRow {
     std::vector<std::string> columns;  // every cell of the line
 };
 
-// The rows of one format folder of the corpus manifest.
+// The rows of one format folder of the corpus manifest (all rows for "").
 inline std::vector<ManifestRow> Manifest(const std::string& format)
 {
     std::vector<ManifestRow> rows;
@@ -164,7 +164,7 @@ inline std::vector<ManifestRow> Manifest(const std::string& format)
         std::istringstream cells(line);
         std::string cell;
         while (std::getline(cells, cell, '\t')) col.push_back(cell);
-        if (col.size() < 6 || col[1] != format) continue;
+        if (col.size() < 6 || (!format.empty() && col[1] != format) || col[0] == "path") continue;
         rows.push_back({col[0], col[1], col[2], col[4], col[5], col});
     }
     return rows;
