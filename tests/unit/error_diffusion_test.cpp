@@ -304,28 +304,6 @@ TEST_F(Diffusion, FlatDitherHalftoneOnMidGrayFollowsTheMatrix)
     EXPECT_EQ(Pixels(got), (Bytes{0x50, 0, 0, 0, 0xA0, 0, 0, 0, 0x50, 0, 0, 0, 0xE0, 0, 0, 0}));
 }
 
-TEST_F(Diffusion, FlatDitherHalftoneTo16BitsEqualsPlainFlatCut)
-{
-    SET_Put(SET_DITHER_TYPE, 0);
-    std::vector<std::vector<Rgb>> rows;
-    unsigned state = 99;
-    for (int y = 0; y < 5; y++) {
-        rows.emplace_back();
-        for (int x = 0; x < 7; x++) {
-            state = state * 1103515245U + 12345U;
-            rows.back().push_back({static_cast<int>(state >> 24), static_cast<int>((state >> 16) & 255),
-                                   static_cast<int>((state >> 8) & 255)});
-        }
-    }
-    Bytes source = Dib24(rows);
-    HGLOBAL in = BlockFrom(source), plain = nullptr;
-    ASSERT_TRUE(CLR_FlatReduce(in, &plain, 16, 0));
-    Bytes want = BytesOf(plain);
-    GlobalFree(plain);
-    GlobalFree(in);
-    EXPECT_EQ(FirstDifference(FlatDither(source, 16), want), "");
-}
-
 TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
 {
     // Exact palette colours carry no error: line 0 red, green, blue; line 1,
@@ -333,22 +311,6 @@ TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
     // in the high nibble of byte 1.
     Bytes got = FlatDither(Dib24({{{255, 0, 0}, {0, 255, 0}, {0, 0, 255}}, {{0, 0, 0}, {0, 0, 0}, {255, 0, 0}}}), 4);
     EXPECT_EQ(Pixels(got), (Bytes{0x9A, 0xC0, 0, 0, 0x00, 0x90, 0, 0}));
-}
-
-TEST_F(Diffusion, FlatDitherKeepsMoreGraysThanFlatCut)
-{
-    // (117,100,100) has s = 50: Flat Cut takes the map (black), the dither
-    // needs 200 and takes the gray by red 117 (dark gray 8).
-    EXPECT_EQ(Pixels(FlatDither(Dib24({{{117, 100, 100}}}), 4)), (Bytes{0x80, 0, 0, 0}));
-}
-
-TEST_F(Diffusion, FlatDitherThermometerHasNoFinishedText)
-{
-    CLR_SetFlatProgress(1);
-    ASSERT_FALSE(FlatDither(Dib24(Flat(1, 17, {9, 9, 9})), 4).empty());
-    EXPECT_EQ(HDL_ThermometerCalls(),
-              (std::vector<std::string>{"open Performing a Flat Color Reduction with Dither", "range 0 17",
-                                        "update 1 5", "update 17 100", "close"}));
 }
 
 // ---- dither to a palette -------------------------------------------------------------
@@ -366,20 +328,6 @@ TEST_F(Diffusion, DitherToPaletteGoldenImagesMatchByteForByte)
         EXPECT_EQ(FirstDifference(ToPalette(set.images[c.image], c.templ, 0, &ok), c.expected), "");
         EXPECT_EQ(ok, 1);
     }
-}
-
-// Gray 100 on 3 x 2 to black and white, rows holding pixel plus error, both
-// lines left to right. Line 0 as in the serpentine case: 0, 1, 0, leaving
-// line 1 at 110, 80, 108. Line 1: 110 -> black, error 110 sends 48 right;
-// 128 is nearer white (distance 381 against 384): error -127 sends
-// -889 >> 4 = -56 right; 52 -> black.
-TEST_F(Diffusion, DitherToPaletteByHandScansLeftToRight)
-{
-    Bytes got = ToPalette(Dib24(Flat(3, 2, {100, 100, 100})), Destination(3, 2, 1, kMono));
-    Bytes want = Destination(3, 2, 1, kMono);
-    want[48] = 0x40;
-    want[52] = 0x40;
-    EXPECT_EQ(FirstDifference(got, want), "");
 }
 
 TEST_F(Diffusion, ImagesShorterThanTheKernelReadOnlyTheirLines)

@@ -250,22 +250,6 @@ TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Pcx, VersionsFourAndFiveReadAlike)
-{
-    Bytes map = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 10, 20};
-    for (int version : {4, 5, 100}) {
-        HGLOBAL dib = nullptr;
-        ASSERT_EQ(1, Load(Cat(Header(version, 2, 3, 0, 1, 2, map), {0x1B, 0x00}), &dib)) << version;
-        OwnedDib own{dib};
-        DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        EXPECT_EQ(Bytes({0x01, 0x23, 0x00, 0x00}), v.TopRow(0, 4));
-        EXPECT_EQ(6, v.table[1].rgbRed);
-        EXPECT_EQ(20, v.table[3].rgbBlue);
-        EXPECT_EQ(version, INF_GetValue(INF_VERSION));
-    }
-}
-
 TEST_F(Pcx, VersionThreeTablesAreGray)
 {
     HGLOBAL dib = nullptr;
@@ -348,20 +332,6 @@ TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
 }
 
 // ---- the reader: plane layouts -----------------------------------------------------------
-
-TEST_F(Pcx, FourPlanesGatherIntoNibbles)
-{
-    // Pixels 1, 2, 4, 15, 0, 8, 0, 0 as four one-bit planes.
-    Bytes line = {0x90, 0x50, 0x30, 0x14};
-    HGLOBAL dib = nullptr;
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 7, 0, 4, 1), line), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(4, v.h->biBitCount);
-    EXPECT_EQ(Bytes({0x12, 0x4F, 0x08, 0x00}), v.TopRow(0, 4));
-    EXPECT_EQ(4, INF_GetValue(INF_PLANES));
-    EXPECT_EQ(1, INF_GetValue(INF_BITSPERPIXEL));
-}
 
 TEST_F(Pcx, ThreePlanesBecomeBlueGreenRed)
 {

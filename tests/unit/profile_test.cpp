@@ -160,26 +160,6 @@ TEST(Profile, HandlesOpenTogetherKeepEachOthersWrites)
     EXPECT_EQ(3, GetNumber("Core", "z", 0));
 }
 
-TEST(Profile, NullHandleDoesNothing)
-{
-    char buffer[8] = "keep";
-    int i = 5;
-    LONG l = 6;
-    DWORD d = 7;
-    EXPECT_FALSE(PRF_GetString(nullptr, "k", buffer, sizeof buffer));
-    PRF_GetInt(nullptr, "k", &i);
-    PRF_GetLong(nullptr, "k", &l);
-    PRF_GetDword(nullptr, "k", &d);
-    PRF_SetString(nullptr, "k", "v", 1);
-    PRF_SetInt(nullptr, "k", 1);
-    PRF_AddDefault(nullptr, "k", 1);
-    PRF_Close(nullptr);
-    EXPECT_STREQ("keep", buffer);
-    EXPECT_EQ(5, i);
-    EXPECT_EQ(6, l);
-    EXPECT_EQ(7u, d);
-}
-
 #ifdef _WIN32
 TEST(Profile, RegistryHoldsTheProgramsSectionsAsStrings)
 {
