@@ -83,8 +83,6 @@ struct Loaded : LoadedDib {
         DWORD stride = h.biSizeImage / static_cast<DWORD>(h.biHeight);
         return &pixels[static_cast<size_t>(h.biHeight - 1 - y) * stride + static_cast<size_t>(x) * (h.biBitCount / 8)];
     }
-    // R, G, B bytes, top row first.
-    Bytes Rgb() const { return ReferenceSamples(h, table, pixels, false); }
 };
 
 void Load(const std::string& path, Loaded& l) { LoadWith(JPG_Load, path, l); }
@@ -156,6 +154,14 @@ TEST_F(Jpeg, ColourAndGrayImagesRoundTrip)
     // Version 101 is JFIF 1.01.
     EXPECT_EQ("planes 1 gray 0 compressed 1 bits 24 version 101",
               InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION}));
+
+    // Saved as gray, a pixel takes the luminance of its own red, green and
+    // blue: 0.299 * 200 + 0.587 * 60 + 0.114 * 40 = 99.6.
+    EXPECT_TRUE(Save(JPG_Save, path, colour, 0, 24, &result).empty());
+    Loaded lum;
+    Load(path, lum);
+    ASSERT_EQ(1, lum.result);
+    EXPECT_NEAR(100, lum.At(2, 2)[0], 3);
 
     // Gray levels in 8 x 8 blocks come back exactly at quality 100.
     std::vector<RGBQUAD> grays(256);

@@ -297,11 +297,11 @@ TEST_F(Tiff, TwoBitFilesWidenToFourBitsAndFourBitGrayKeepsItsDepth)
 
 TEST_F(Tiff, GrayResponseCurvesShapeTheGrayTable)
 {
-    // Unit 2 (hundredths of density): 10 ^ (-value / 100) of 65535, entry 0 = 0
-    // for min-is-black; the values exceed 255, so the high bytes are used.
+    // No unit stored is unit 2 (hundredths of density): 10 ^ (-value / 100) of
+    // 65535, entry 0 = 0 for min-is-black; the values exceed 255, so the high
+    // bytes are used.
     auto tags = Basic(4, 1, 2, 1);
     tags.push_back(Short(262, {1}));
-    tags.push_back(Short(290, {2}));
     tags.push_back(Short(291, {300, 100, 30, 0}));
     Loaded black;
     LoadBytes(BuildTiff(tags, {0x1B}), black);
@@ -657,7 +657,10 @@ TEST_F(Tiff, HugeOrLyingSizesAreRefusedBeforeMemoryIsTaken)
     EXPECT_EQ(0, pb.result);
     ASSERT_EQ(1u, pb.texts.size());
     EXPECT_EQ(kIncomplete, pb.texts[0]);
-    // Sides beyond 65535.
+    // Sides up to 65535 and not beyond.
+    Loaded edge;
+    LoadBytes(BuildTiff(Basic(65535, 1, 1, 1), Bytes(8192, 0)), edge);
+    EXPECT_EQ(1, edge.result);
     Loaded wide;
     LoadBytes(BuildTiff(Basic(70000, 1, 1, 1), Bytes(8750, 0)), wide);
     EXPECT_EQ(0, wide.result);
@@ -829,6 +832,10 @@ TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
     EXPECT_EQ(std::vector<std::string>{kGroupBits}, texts);
     EXPECT_FALSE(FileExists(path));
 
+    // A setting that names no scheme is PackBits.
+    SET_Put(SET_TIF_8_BIT_COMPRESSION, 9);
+    EXPECT_TRUE(Save(path, gray, 8, 1, &result).empty());
+    EXPECT_EQ(COMPRESSION_PACKBITS, Inspect(path).compression);
     // "LZW" (0) is refused with its message; the file is written uncompressed.
     SET_Put(SET_TIF_8_BIT_COMPRESSION, 0);
     texts = Save(path, gray, 8, 1, &result);
