@@ -7,6 +7,7 @@
 #include "core/messages.h"
 #include "core/settings.h"
 #include "corpus_support.h"
+#include "formats/format_table.h"
 #include "formats/formats.h"
 #include "test_support.h"
 
@@ -207,6 +208,66 @@ TEST(Readers, AStopRequestEndsTheLoadSilently)
         }
         EXPECT_GT(stopped, 0) << r.name;
     }
+}
+
+// A picture at every depth each writable row lists, with and without
+// compression as the row allows, saved through the table and read back: the
+// same colours at every pixel. Runs and noise, so that run-length coders
+// meet both; a gray table where the row holds only gray; black and white at
+// one bit; channels of five bits where 16 bits are asked of a 24-bit image.
+TEST(Writers, EveryRowReadsBackEveryDepthItLists)
+{
+    FMT_RegisterBuiltins();
+    SET_Reset();
+    BAT_SetActive(0, 0);
+    const int depths[6] = {1, 4, 8, 16, 24, 32};
+    int checked = 0;
+    for (int row = 0; row <= FMT_LastIndex(); row++) {
+        char extension[16];
+        FMT_GetExtension(row, extension);
+        // The lossless coders of our own; JPEG's and the icon's (sized to the icon) have tests of their own.
+        if (std::string(" BMP DIB RLE GIF PCX TGA TIF PPM RAS RGB GEN HEX ").find(" " + std::string(extension) + " ") ==
+            std::string::npos)
+            continue;
+        for (int d = 0; d < 6; d++) {
+            const int caps = FMT_GetCapability(row, d), bits = depths[d], dibBits = bits == 16 ? 24 : bits;
+            if (!caps) continue;
+            const WORD colour = caps & 1;
+            std::vector<RGBQUAD> table(bits <= 8 ? 1u << bits : 0);
+            uint32_t seed = 7u * row + bits;
+            auto noise = [&] { return static_cast<BYTE>((seed = seed * 1103515245u + 12345u) >> 16); };
+            for (size_t i = 0; i < table.size(); i++) {
+                const BYTE v = static_cast<BYTE>(bits == 1 ? 255 * i : i * 255 / (table.size() - 1));
+                table[i] = colour && bits > 1 ? RGBQUAD{noise(), noise(), noise(), 0} : RGBQUAD{v, v, v, 0};
+            }
+            std::vector<Bytes> rows;
+            const BYTE mask = bits == 16 ? 0xF8 : 0xFF;
+            for (int y = 0; y < 5; y++) {
+                rows.emplace_back(DIB_Stride(37, dibBits), static_cast<BYTE>(y == 0 ? 0 : noise() & mask));
+                for (size_t i = rows.back().size() / 2; i < rows.back().size(); i++) rows.back()[i] = noise() & mask;
+            }
+            for (WORD compressed : {0, 1}) {
+                if ((compressed && !(caps & 12)) || (!compressed && (caps & 8))) continue;
+                SCOPED_TRACE(std::string(extension) + " " + std::to_string(bits) + " bits, compressed " +
+                             std::to_string(compressed));
+                HGLOBAL dib = DibFromRows(37, 5, dibBits, table, rows), back = nullptr;
+                const std::string path = TempPath(std::string("every_depth.") + extension);
+                HDL_ClearBoxes();
+                HDL_SetActiveBits(bits);
+                EXPECT_EQ(1, FMT_Save(path.c_str(), dib, colour, compressed, static_cast<WORD>(bits), row));
+                EXPECT_EQ(1, FMT_Load(path.c_str(), &back, row));
+                EXPECT_EQ(ReferenceSamples(dib, false), ReferenceSamples(back, false));
+                EXPECT_EQ(std::vector<std::string>{}, BoxTexts());
+                GlobalFree(dib);
+                if (back) GlobalFree(back);
+                remove(path.c_str());
+                checked++;
+            }
+        }
+    }
+    HDL_SetActiveBits(0);
+    EXPECT_GE(checked, 40);
+    SET_Reset();
 }
 
 struct FailedWrite {

@@ -186,46 +186,6 @@ TEST_F(Pcx, DepthsWithoutAPcxForm)
     GlobalFree(dib);
 }
 
-// ---- round trips -----------------------------------------------------------------------
-
-TEST_F(Pcx, EveryDepthReadsBackAsWritten)
-{
-    for (int bits : {1, 4, 8, 24}) {
-        SCOPED_TRACE(bits);
-        const LONG w = 37, h = 9;
-        HGLOBAL dib = MakeDib(w, h, bits);
-        {
-            DibView v(dib);
-            for (DWORD i = 0; i < v.stride * h; i++)
-                v.pixels[i] = static_cast<BYTE>((i % 7 < 3) ? 0xC3 : i * 13 + i / 5);
-            for (int i = 0; i < (bits <= 8 ? 1 << bits : 0); i++)
-                SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i * 3), static_cast<BYTE>(255 - i));
-        }
-        Bytes file = Save(dib, static_cast<WORD>(bits));
-        HGLOBAL back = nullptr;
-        OwnedDib ownA{dib};
-        ASSERT_EQ(1, Load(file, &back));
-        OwnedDib ownB{back};
-        DibView a(dib), b(back);
-        ASSERT_EQ(w, b.h->biWidth);
-        ASSERT_EQ(h, b.h->biHeight);
-        ASSERT_EQ(bits, b.h->biBitCount);
-        for (LONG y = 0; y < h; y++)
-            for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
-        if (bits == 1) {
-            // Two colours always read back black and white.
-            EXPECT_EQ(0, b.table[0].rgbRed + b.table[0].rgbGreen + b.table[0].rgbBlue);
-            EXPECT_EQ(255 * 3, b.table[1].rgbRed + b.table[1].rgbGreen + b.table[1].rgbBlue);
-        } else if (bits <= 8) {
-            EXPECT_EQ(0, memcmp(a.table, b.table, (1u << bits) * sizeof(RGBQUAD)));
-        }
-        EXPECT_EQ("planes " + std::to_string(bits == 4 ? 4 : bits == 24 ? 3 : 1) + " gray " + (bits == 1 ? "1" : "0") +
-                      " compressed 1 bits " + (bits <= 4 ? "1" : "8") + " version 5 creator IBMPC",
-                  InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
-        EXPECT_TRUE(HDL_Boxes().empty());
-    }
-}
-
 // ---- the reader: palettes ----------------------------------------------------------------
 
 TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)

@@ -172,54 +172,6 @@ TEST_F(Tga, DepthsWithoutATgaForm)
               BoxTexts());
 }
 
-TEST_F(Tga, EveryDepthReadsBackAsWritten)
-{
-    for (int bits : {8, 24, 32}) {
-        for (WORD compressed : {0, 1}) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, compressed " << compressed);
-            const LONG w = 45, h = 7;
-            HGLOBAL dib = MakeDib(w, h, bits);
-            {
-                DibView v(dib);
-                for (DWORD i = 0; i < v.stride * h; i++) v.pixels[i] = static_cast<BYTE>((i % 11 < 6) ? 0x33 : i * 29);
-                if (bits == 8)
-                    for (int i = 0; i < 256; i++)
-                        SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i ^ 0x55), static_cast<BYTE>(7 * i));
-            }
-            HGLOBAL back = nullptr;
-            OwnedDib ownA{dib};
-            ASSERT_EQ(1, Load(Save(dib, 1, compressed, static_cast<WORD>(bits)), &back));
-            OwnedDib ownB{back};
-            DibView a(dib), b(back);
-            ASSERT_EQ(bits, b.h->biBitCount);
-            for (LONG y = 0; y < h; y++)
-                for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
-            if (bits == 8) {
-                EXPECT_EQ(0, memcmp(a.table, b.table, 256 * sizeof(RGBQUAD)));
-            }
-            EXPECT_EQ("planes 1 gray 0 compressed " + std::to_string(compressed) + " bits " + std::to_string(bits) +
-                          " version 0 creator IBMPC",
-                      InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
-        }
-    }
-    // A 16-bit document reads back with each channel cut to its top five bits.
-    HGLOBAL dib = MakeDib(5, 3, 24);
-    {
-        DibView v(dib);
-        for (DWORD i = 0; i < v.stride * 3; i++) v.pixels[i] = static_cast<BYTE>(i * 37 + 5);
-    }
-    HGLOBAL back = nullptr;
-    OwnedDib ownA{dib};
-    ASSERT_EQ(1, Load(Save(dib, 1, 1, 16), &back));
-    OwnedDib ownB{back};
-    DibView a(dib), b(back);
-    ASSERT_EQ(24, b.h->biBitCount);
-    EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
-    for (LONG y = 0; y < 3; y++)
-        for (LONG x = 0; x < 5; x++) ASSERT_EQ(a.At(x, y) & 0xF8F8F8, b.At(x, y));
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
 // ---- the reader: header rules ---------------------------------------------------------------
 
 TEST_F(Tga, HeadersThatAreRefused)
