@@ -218,44 +218,6 @@ TEST(DiffusionClamp, TableAndAnyAccumulatedValue)
     for (size_t i = 0; i < sizeof values / sizeof values[0]; i++) EXPECT_EQ(CLR_Clamp(values[i]), want[i]) << values[i];
 }
 
-TEST(DiffusionLoad, EachDepthFillsCellsBlueGreenRed)
-{
-    RGBQUAD table[256] = {};
-    table[1] = RGBQUAD{10, 20, 30, 0};
-    table[2] = RGBQUAD{40, 50, 60, 0};
-    table[200] = RGBQUAD{70, 80, 90, 0};
-    DitherCell row[4];
-    auto reds = [&](int n) {
-        V v;
-        for (int i = 0; i < n; i++) v.push_back(row[i].red);
-        return v;
-    };
-    const BYTE bits1[] = {0x40};  // 0, 1, 0
-    CLR_LoadRow(1, 3, bits1, table, row);
-    EXPECT_EQ(reds(3), (V{0, 30, 0}));
-    const BYTE bits4[] = {0x21, 0x00};  // 2, 1, 0: high nibble first
-    CLR_LoadRow(4, 3, bits4, table, row);
-    EXPECT_EQ(reds(3), (V{60, 30, 0}));
-    const BYTE bits8[] = {200, 2};
-    CLR_LoadRow(8, 2, bits8, table, row);
-    EXPECT_TRUE(row[0].blue == 70 && row[0].green == 80 && row[0].red == 90);
-    // 16 bits: the low five bits are red, against the Windows 5-5-5 layout.
-    const BYTE words[] = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0x7C, 0xFF, 0xFF};
-    CLR_LoadRow(16, 4, words, table, row);
-    EXPECT_TRUE(row[0].red == 248 && row[0].green == 0 && row[0].blue == 0);
-    EXPECT_TRUE(row[1].red == 0 && row[1].green == 248 && row[1].blue == 0);
-    EXPECT_TRUE(row[2].red == 0 && row[2].green == 0 && row[2].blue == 248);
-    EXPECT_TRUE(row[3].red == 248 && row[3].green == 248 && row[3].blue == 248);  // the top bit is ignored
-    const BYTE quads[] = {1, 2, 3, 99, 4, 5, 6, 99};
-    CLR_LoadRow(32, 2, quads, table, row);
-    EXPECT_TRUE(row[1].blue == 4 && row[1].green == 5 && row[1].red == 6);
-    // Other depths leave the cells alone.
-    row[0].red = -5;
-    CLR_LoadRow(2, 1, quads, table, row);
-    CLR_LoadRow(0, 1, quads, table, row);
-    EXPECT_EQ(row[0].red, -5);
-}
-
 // ---- Flat Cut with dither -----------------------------------------------------------
 
 TEST_F(Diffusion, FlatDitherGoldenImagesMatchByteForByte)

@@ -155,35 +155,6 @@ TEST_F(OptimizedCut, DominantFirstColourNeverStopsTheWalk)
     EXPECT_EQ(0, memcmp(expected, cut.pixels(), 8));
 }
 
-TEST_F(OptimizedCut, MapRestoredForEveryColourAndUnseenColoursGiveZero)
-{
-    CLR_SetCutProgress(0);
-    const RGBQUAD none[1] = {};
-    const BYTE seen[12] = {0, 0, 0, 0, 0, 248, 0, 248, 248, 248, 248, 248};  // black, red, yellow, white
-    ASSERT_EQ(1, CLR_CutBegin());
-    ASSERT_EQ(1, CLR_CutAddImage(seen, none, 4, 1, 24));
-    RGBQUAD table[16] = {};
-    ASSERT_EQ(4, CLR_CutMakePalette(table, 16));
-    // Map another image: white, a colour never counted, red, black, yellow.
-    const BYTE other[16] = {255, 255, 255, 10, 200, 30, 0, 0, 255, 7, 7, 7};
-    const BYTE other2[4] = {0, 255, 255, 0};
-    BYTE line[20] = {};
-    memcpy(line, other, 12);
-    memcpy(line + 12, other2, 3);
-    BYTE out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
-    CLR_CutMapPixels(line, out, 5, 1, 24, 4, none);
-    BYTE index[4] = {};
-    for (int i = 0; i < 4; i++) {
-        const RGBQUAD& q = table[i];
-        int which = q.rgbRed ? (q.rgbGreen ? (q.rgbBlue ? 0 : 1) : 2) : 3;  // white, yellow, red, black
-        index[which] = static_cast<BYTE>(i);
-    }
-    EXPECT_EQ((index[0] << 4) | 0, out[0]);
-    EXPECT_EQ((index[2] << 4) | index[3], out[1]);
-    EXPECT_EQ(index[1] << 4, out[2]);
-    CLR_CutEnd();
-}
-
 TEST_F(OptimizedCut, LaterBoxRefusedKeepsAValidPaletteWithFewerColours)
 {
     auto image = [] { return Row24({{{0, 0, 0}, 1}, {{248, 0, 0}, 1}, {{248, 248, 0}, 1}}); };
