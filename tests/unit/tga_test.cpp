@@ -300,32 +300,6 @@ TEST_F(Tga, MapsOfEveryEntrySize)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Tga, MappedFilesOfTrueColourPixels)
-{
-    HGLOBAL dib = nullptr;
-    // 300 entries at 16 bits: a 24-bit DIB that the 16-bit pixels fill.
-    Bytes file = Cat(Header(1, 2, 1, 16, 0, 1, 300, 24), Bytes(900, 0x11));
-    ASSERT_EQ(1, Load(Cat(file, {0x1F, 0x00, 0x00, 0x7C}), &dib));
-    EXPECT_EQ(24, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({0xF8, 0, 0, 0, 0, 0xF8}), DibView(dib).TopRow(0, 6));
-    GlobalFree(dib);
-
-    // 300 entries at 32 bits: four bytes a pixel into a 24-bit row, as far as the row goes.
-    file = Cat(Header(1, 5, 1, 32, 0, 1, 300, 24), Bytes(900, 0x11));
-    Bytes pixels;
-    for (int i = 1; i <= 20; i++) pixels.push_back(static_cast<BYTE>(i));
-    ASSERT_EQ(1, Load(Cat(file, pixels), &dib));
-    EXPECT_EQ(Bytes(pixels.begin(), pixels.begin() + 16), DibView(dib).TopRow(0, 16));
-    GlobalFree(dib);
-
-    // Two entries at 24 bits: an 8-bit DIB whose row takes the first bytes.
-    file = Cat(Header(1, 2, 1, 24, 0, 1, 2, 24), Bytes(6, 0x22));
-    ASSERT_EQ(1, Load(Cat(file, {1, 2, 3, 4, 5, 6}), &dib));
-    EXPECT_EQ(8, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-}
-
 // ---- the reader: packets ---------------------------------------------------------------------
 
 TEST_F(Tga, PacketsRunAcrossRows)
