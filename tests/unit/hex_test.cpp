@@ -2,7 +2,7 @@
 // every depth the writer takes, round trips, the grammar of tags, types and
 // numbers, picture rows, the session that keeps width and height, and the
 // messages of bad files.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // every depth the writer takes, round trips, the reader's palettes, plane
 // layouts, damaged runs and questions, hostile headers and truncated data,
 // and the real files of the corpus against their reference decodes.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The PPM and Sun raster readers and writers: bytes worked out by hand at every
 // depth written, round trips, the readers' rules and refusals, the corpus files.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
@@ -90,7 +90,9 @@ TEST_F(PpmRas, PpmReaderFormsNumbersAndRefusals)
         EXPECT_EQ(c.message ? 0 : 1, l.result);
         EXPECT_EQ(c.message && *c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{}, l.texts);
         EXPECT_EQ(c.pixels, l.pixels);
-        if (!c.message) EXPECT_EQ(c.file[1] == '2' || c.file[1] == '5' ? 8 : 24, l.h.biBitCount);
+        if (!c.message) {
+            EXPECT_EQ(c.file[1] == '2' || c.file[1] == '5' ? 8 : 24, l.h.biBitCount);
+        }
     }
 }
 

@@ -1,7 +1,7 @@
 // The SGI RGB reader and writer: exact bytes of small files worked out by
 // hand and read back, the seeking rules of each dimension, run-length rows,
 // hostile headers and truncated files, and the real files of the corpus.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 

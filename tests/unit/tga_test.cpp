@@ -2,7 +2,7 @@
 // every depth and both encodings the writer takes, round trips, the reader's
 // header rules, maps, origins and packets that cross rows, the questions,
 // hostile and truncated files, and the real files of the corpus.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
