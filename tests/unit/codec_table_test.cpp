@@ -48,7 +48,7 @@ Bytes AsTheReferenceSees(const LoadedDib& l, const std::string& outcome, const B
 {
     Bytes s = ReferenceSamples(l.h, l.table, l.pixels, alpha);
     const size_t w = static_cast<size_t>(l.h.biWidth), h = static_cast<size_t>(l.h.biHeight), n = alpha ? 4 : 3;
-    if (outcome == "transparent") {
+    if (outcome == "transparent" && alpha) {
         const int transparent = TransparentIndex(file), bits = l.h.biBitCount;
         const size_t stride = DIB_Stride(l.h.biWidth, bits);
         for (size_t y = 0; y < h; y++)
@@ -68,8 +68,9 @@ Bytes AsTheReferenceSees(const LoadedDib& l, const std::string& outcome, const B
     } else if (outcome == "16-bit samples") {
         for (size_t c = 0; c < 3; c++)
             for (size_t r = 0; r < h; r++)
-                for (size_t i = 0; i < w; i++) s[((h - 1 - r) * w + i) * 3 + c] ^= file[512 + (r + c * h) * w * 2 + i];
-    } else if (outcome == "16-bit run codes") {
+                for (size_t i = 0, at = 512 + (r + c * h) * w * 2; i < w && at + i < file.size(); i++)
+                    s[((h - 1 - r) * w + i) * 3 + c] ^= file[at + i];
+    } else if (outcome == "16-bit run codes" && s.size() >= 3) {
         s[0] ^= 0x7D, s[1] ^= 0x7D, s[2] ^= 0x7D;
     }
     return s;
