@@ -87,6 +87,8 @@ check "a depth the format can't hold is status 2" test $? -eq 2
 check "and says so" grep -q "GIF files can't hold 24-bit images" err.txt
 "$kv" -q -t xyz photo.one.bmp 2>/dev/null
 check "an unwritable output format is status 2" test $? -eq 2
+"$kv" -q -t bmp 2>/dev/null
+check "no input is status 2" test $? -eq 2
 
 # The format list reproduces the table.
 "$kv" --list-formats >formats.txt

@@ -1,12 +1,15 @@
 // Helpers of the format tests, which compare decodes with files written by
 // other programs: a SHA-256, the corpus manifest's rows and the expected
 // decodes kept beside test files, a decode in the form those references hash,
-// the files of a folder, DIBs built in code, the texts of the boxes shown, and
-// a load kept with copies of its header, table and pixels.
+// the files of a folder, DIBs built in code, the texts of the boxes shown, a
+// load kept with copies of its header, table and pixels; and, for the tests
+// of the smaller formats, a locked view of a DIB and a fixture.
 #pragma once
 
 #include "cli/headless.h"
+#include "core/messages.h"
 #include "formats/codec_runtime.h"
+#include "formats/formats.h"
 #include "platform/dib.h"
 #include "test_support.h"
 
@@ -152,7 +155,7 @@ struct ManifestRow {
     std::vector<std::string> columns;  // every cell of the line
 };
 
-// The rows of one format folder of the corpus manifest.
+// The rows of one format folder of the corpus manifest (all rows for "").
 inline std::vector<ManifestRow> Manifest(const std::string& format)
 {
     std::vector<ManifestRow> rows;
@@ -164,7 +167,7 @@ inline std::vector<ManifestRow> Manifest(const std::string& format)
         std::istringstream cells(line);
         std::string cell;
         while (std::getline(cells, cell, '\t')) col.push_back(cell);
-        if (col.size() < 6 || col[1] != format) continue;
+        if (col.size() < 6 || (!format.empty() && col[1] != format) || col[0] == "path") continue;
         rows.push_back({col[0], col[1], col[2], col[4], col[5], col});
     }
     return rows;
@@ -328,3 +331,103 @@ inline void LoadWith(int (*load)(LPCSTR, HGLOBAL*), const std::string& path, Loa
     l.pixels.assign(p + l.h.biSize + table, p + l.h.biSize + table + l.h.biSizeImage);
     GlobalUnlock(l.dib);
 }
+
+namespace pcxtga {
+
+// ---- DIBs -------------------------------------------------------------------------------
+
+// A packed DIB of the given depth with colour entries entries (written into
+// biClrUsed when used is set, else the depth's count) and zero pixels.
+inline HGLOBAL MakeDib(LONG width, LONG height, int bits, DWORD used = 0)
+{
+    return BlankDib(width, height, bits, used, used ? used : DIB_ColorsForBits(bits));
+}
+
+// A locked view of a DIB for the length of a scope.
+struct DibView {
+    HGLOBAL dib;
+    BITMAPINFOHEADER* h = nullptr;
+    RGBQUAD* table = nullptr;
+    BYTE* pixels = nullptr;
+    DWORD stride = 0;
+    explicit DibView(HGLOBAL handle) : dib(handle)
+    {
+        DIB_Lock(dib, &h, &table, &pixels);
+        stride = DIB_Stride(h->biWidth, h->biBitCount);
+    }
+    ~DibView() { GlobalUnlock(dib); }
+    // Row y counted from the top of the picture.
+    BYTE* Top(LONG y) const { return pixels + static_cast<size_t>(h->biHeight - 1 - y) * stride; }
+    Bytes TopRow(LONG y, size_t n) const { return Bytes(Top(y), Top(y) + n); }
+    // The pixel (x, y from the top) as an index, or blue-green-red(-alpha) bytes packed little-endian.
+    uint32_t At(LONG x, LONG y) const
+    {
+        const BYTE* r = Top(y);
+        switch (h->biBitCount) {
+        case 1: return (r[x >> 3] >> (7 - (x & 7))) & 1;
+        case 4: return (x & 1) ? r[x >> 1] & 15 : r[x >> 1] >> 4;
+        case 8: return r[x];
+        case 24: return r[3 * x] | r[3 * x + 1] << 8 | r[3 * x + 2] << 16;
+        case 32: return r[4 * x] | r[4 * x + 1] << 8 | r[4 * x + 2] << 16 | static_cast<uint32_t>(r[4 * x + 3]) << 24;
+        default: return 0;
+        }
+    }
+};
+
+// Frees a DIB at the end of a scope, after the views declared behind it.
+struct OwnedDib {
+    HGLOBAL dib;
+    ~OwnedDib()
+    {
+        if (dib) GlobalFree(dib);
+    }
+};
+
+inline void SetEntry(RGBQUAD* table, int i, BYTE red, BYTE green, BYTE blue)
+{
+    table[i].rgbRed = red;
+    table[i].rgbGreen = green;
+    table[i].rgbBlue = blue;
+    table[i].rgbReserved = 0;
+}
+
+// a followed by b.
+inline Bytes Cat(Bytes a, const Bytes& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// ---- the fixture ----------------------------------------------------------------------------
+
+// Each test starts with the formats registered, no batch, no abort and
+// questions answered No; the scratch files it made through Temp are removed.
+class FormatTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        FMT_RegisterBuiltins();
+        HDL_ClearBoxes();
+        HDL_SetPolicy(IDNO);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        HDL_RequestStop(false);
+    }
+    void TearDown() override
+    {
+        HDL_ClearBoxes();
+        HDL_RequestStop(false);
+        BAT_SetActive(0, 0);
+        MSG_ClearAbort();
+        for (const std::string& p : made) remove(p.c_str());
+    }
+    // A scratch path, removed after the test.
+    std::string Temp(const std::string& name)
+    {
+        made.push_back(TempPath(name));
+        return made.back();
+    }
+    std::vector<std::string> made;
+};
+
+}  // namespace pcxtga

@@ -96,21 +96,6 @@ TEST_F(IncreaseDepth, MatchesTheReferenceFiles)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(IncreaseDepth, OneBitTo16KeepsItsTwoEntriesFirstAndTheRestUnused)
-{
-    const Bytes table = {30, 20, 10, 0, 7, 129, 250, 0};
-    Bytes out = Raise(MakeDib(3, 1, 1, table, {0xA0, 0, 0, 0}, 2), 4, 0);
-    ASSERT_EQ(40u + 64 + 4, out.size());
-    const BITMAPINFOHEADER* h = reinterpret_cast<const BITMAPINFOHEADER*>(out.data());
-    EXPECT_EQ(4, h->biBitCount);
-    EXPECT_EQ(16u, h->biClrUsed);
-    EXPECT_EQ(16u, h->biClrImportant);
-    EXPECT_EQ(4u, h->biSizeImage);
-    EXPECT_EQ(table, Bytes(out.begin() + 40, out.begin() + 48));
-    EXPECT_EQ(Bytes(56, 0), Bytes(out.begin() + 48, out.begin() + 104));
-    EXPECT_EQ((Bytes{0x10, 0x10, 0x00, 0x00}), Bytes(out.begin() + 104, out.end()));
-}
-
 TEST_F(IncreaseDepth, PalettedTo16WritesTheFullChannelsUnmasked)
 {
     // Entry 1 is (255, 7, 129): a 16-bit increase keeps it exactly, no 0xF8 cut.

@@ -316,28 +316,6 @@ TEST(DibRecompress, Rle8EncodesRunsLiteralsAndLineEnds)
     for (HGLOBAL h : {src, rle, odd, one, deep}) GlobalFree(h);
 }
 
-TEST(DibRecompress, Rle4EncodesNibblesAndPadsOddAbsoluteRuns)
-{
-    std::vector<RGBQUAD> table(16, Quad(0, 0, 0));
-    HGLOBAL a = DIB_Recompress(Scoped{MakeDib(7, 1, 4, table, {0x12, 0x34, 0x55, 0x50})}, 0, BI_RLE4);
-    ASSERT_NE(nullptr, a);
-    Dib d = ReadDib(a);
-    EXPECT_EQ(static_cast<DWORD>(BI_RLE4), d.h.biCompression);
-    EXPECT_EQ(4, d.h.biBitCount);
-    EXPECT_EQ((Bytes{0, 4, 0x12, 0x34, 3, 0x55, 0, 1}), d.pixels);
-    HGLOBAL b = DIB_Recompress(Scoped{MakeDib(5, 1, 4, table, {0xAB, 0xCD, 0xE0, 0})}, 0, BI_RLE4);
-    ASSERT_NE(nullptr, b);
-    EXPECT_EQ((Bytes{0, 5, 0xAB, 0xCD, 0xE0, 0, 0, 1}), ReadDib(b).pixels);
-    // Two rows: a run of two and a single value, a line end, three values absolute.
-    HGLOBAL c = DIB_Recompress(Scoped{MakeDib(3, 2, 4, table, {0x77, 0x20, 0, 0, 0x12, 0x00, 0, 0})}, 0, BI_RLE4);
-    ASSERT_NE(nullptr, c);
-    EXPECT_EQ((Bytes{2, 0x77, 1, 0x20, 0, 0, 0, 3, 0x12, 0x00, 0, 1}), ReadDib(c).pixels);
-    // An 8-bit image has no RLE4 form.
-    HGLOBAL e = MakeDib(2, 1, 8, table, {1, 2, 0, 0});
-    EXPECT_EQ(nullptr, DIB_Recompress(e, 0, BI_RLE4));
-    for (HGLOBAL h : {a, b, c, e}) GlobalFree(h);
-}
-
 TEST(DibRecompress, EncodedImagesDecodeToTheSamePixels)
 {
     // Rows with long runs (past 255), alternations and noise, at both forms.
@@ -368,33 +346,6 @@ TEST(DibRecompress, EncodedImagesDecodeToTheSamePixels)
             for (HGLOBAL h : {src, rle, back}) GlobalFree(h);
         }
     }
-}
-
-TEST(DibNormalize, CoreHeaderBecomesFortyBytesWithFourByteEntries)
-{
-    // 3x2 at 1 bit: 12-byte header, two three-byte entries, two rows.
-    Bytes core = {12, 0, 0, 0, 3, 0, 2, 0, 1, 0, 1, 0,  //
-                  10, 20, 30, 40, 50, 60,                //
-                  0xA0, 0, 0, 0, 0x40, 0, 0, 0};
-    HGLOBAL mem = GlobalAlloc(GHND, core.size());
-    memcpy(GlobalLock(mem), core.data(), core.size());
-    GlobalUnlock(mem);
-    HGLOBAL out = DIB_Normalize(mem);
-    ASSERT_NE(nullptr, out);
-    DIB_FixHeader(out);
-    Dib d = ReadDib(out);
-    EXPECT_EQ(40u, d.h.biSize);
-    EXPECT_EQ(3, d.h.biWidth);
-    EXPECT_EQ(2, d.h.biHeight);
-    EXPECT_EQ(1, d.h.biPlanes);
-    EXPECT_EQ(1, d.h.biBitCount);
-    EXPECT_EQ(static_cast<DWORD>(BI_RGB), d.h.biCompression);
-    EXPECT_EQ(2u, d.h.biClrUsed);
-    EXPECT_EQ(8u, d.h.biSizeImage);
-    ExpectTable({RGBQUAD{10, 20, 30, 0}, RGBQUAD{40, 50, 60, 0}}, d.table);
-    EXPECT_EQ((Bytes{0xA0, 0, 0, 0, 0x40, 0, 0, 0}), d.pixels);
-    EXPECT_EQ(40u + 8u + 8u, GlobalSize(out));
-    GlobalFree(out);
 }
 
 TEST(DibNormalize, TopDownLongHeadersDeepTablesAndShortBlocksComeIntoForm)

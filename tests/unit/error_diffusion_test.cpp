@@ -218,44 +218,6 @@ TEST(DiffusionClamp, TableAndAnyAccumulatedValue)
     for (size_t i = 0; i < sizeof values / sizeof values[0]; i++) EXPECT_EQ(CLR_Clamp(values[i]), want[i]) << values[i];
 }
 
-TEST(DiffusionLoad, EachDepthFillsCellsBlueGreenRed)
-{
-    RGBQUAD table[256] = {};
-    table[1] = RGBQUAD{10, 20, 30, 0};
-    table[2] = RGBQUAD{40, 50, 60, 0};
-    table[200] = RGBQUAD{70, 80, 90, 0};
-    DitherCell row[4];
-    auto reds = [&](int n) {
-        V v;
-        for (int i = 0; i < n; i++) v.push_back(row[i].red);
-        return v;
-    };
-    const BYTE bits1[] = {0x40};  // 0, 1, 0
-    CLR_LoadRow(1, 3, bits1, table, row);
-    EXPECT_EQ(reds(3), (V{0, 30, 0}));
-    const BYTE bits4[] = {0x21, 0x00};  // 2, 1, 0: high nibble first
-    CLR_LoadRow(4, 3, bits4, table, row);
-    EXPECT_EQ(reds(3), (V{60, 30, 0}));
-    const BYTE bits8[] = {200, 2};
-    CLR_LoadRow(8, 2, bits8, table, row);
-    EXPECT_TRUE(row[0].blue == 70 && row[0].green == 80 && row[0].red == 90);
-    // 16 bits: the low five bits are red, against the Windows 5-5-5 layout.
-    const BYTE words[] = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0x7C, 0xFF, 0xFF};
-    CLR_LoadRow(16, 4, words, table, row);
-    EXPECT_TRUE(row[0].red == 248 && row[0].green == 0 && row[0].blue == 0);
-    EXPECT_TRUE(row[1].red == 0 && row[1].green == 248 && row[1].blue == 0);
-    EXPECT_TRUE(row[2].red == 0 && row[2].green == 0 && row[2].blue == 248);
-    EXPECT_TRUE(row[3].red == 248 && row[3].green == 248 && row[3].blue == 248);  // the top bit is ignored
-    const BYTE quads[] = {1, 2, 3, 99, 4, 5, 6, 99};
-    CLR_LoadRow(32, 2, quads, table, row);
-    EXPECT_TRUE(row[1].blue == 4 && row[1].green == 5 && row[1].red == 6);
-    // Other depths leave the cells alone.
-    row[0].red = -5;
-    CLR_LoadRow(2, 1, quads, table, row);
-    CLR_LoadRow(0, 1, quads, table, row);
-    EXPECT_EQ(row[0].red, -5);
-}
-
 // ---- Flat Cut with dither -----------------------------------------------------------
 
 TEST_F(Diffusion, FlatDitherGoldenImagesMatchByteForByte)
@@ -304,28 +266,6 @@ TEST_F(Diffusion, FlatDitherHalftoneOnMidGrayFollowsTheMatrix)
     EXPECT_EQ(Pixels(got), (Bytes{0x50, 0, 0, 0, 0xA0, 0, 0, 0, 0x50, 0, 0, 0, 0xE0, 0, 0, 0}));
 }
 
-TEST_F(Diffusion, FlatDitherHalftoneTo16BitsEqualsPlainFlatCut)
-{
-    SET_Put(SET_DITHER_TYPE, 0);
-    std::vector<std::vector<Rgb>> rows;
-    unsigned state = 99;
-    for (int y = 0; y < 5; y++) {
-        rows.emplace_back();
-        for (int x = 0; x < 7; x++) {
-            state = state * 1103515245U + 12345U;
-            rows.back().push_back({static_cast<int>(state >> 24), static_cast<int>((state >> 16) & 255),
-                                   static_cast<int>((state >> 8) & 255)});
-        }
-    }
-    Bytes source = Dib24(rows);
-    HGLOBAL in = BlockFrom(source), plain = nullptr;
-    ASSERT_TRUE(CLR_FlatReduce(in, &plain, 16, 0));
-    Bytes want = BytesOf(plain);
-    GlobalFree(plain);
-    GlobalFree(in);
-    EXPECT_EQ(FirstDifference(FlatDither(source, 16), want), "");
-}
-
 TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
 {
     // Exact palette colours carry no error: line 0 red, green, blue; line 1,
@@ -333,22 +273,6 @@ TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
     // in the high nibble of byte 1.
     Bytes got = FlatDither(Dib24({{{255, 0, 0}, {0, 255, 0}, {0, 0, 255}}, {{0, 0, 0}, {0, 0, 0}, {255, 0, 0}}}), 4);
     EXPECT_EQ(Pixels(got), (Bytes{0x9A, 0xC0, 0, 0, 0x00, 0x90, 0, 0}));
-}
-
-TEST_F(Diffusion, FlatDitherKeepsMoreGraysThanFlatCut)
-{
-    // (117,100,100) has s = 50: Flat Cut takes the map (black), the dither
-    // needs 200 and takes the gray by red 117 (dark gray 8).
-    EXPECT_EQ(Pixels(FlatDither(Dib24({{{117, 100, 100}}}), 4)), (Bytes{0x80, 0, 0, 0}));
-}
-
-TEST_F(Diffusion, FlatDitherThermometerHasNoFinishedText)
-{
-    CLR_SetFlatProgress(1);
-    ASSERT_FALSE(FlatDither(Dib24(Flat(1, 17, {9, 9, 9})), 4).empty());
-    EXPECT_EQ(HDL_ThermometerCalls(),
-              (std::vector<std::string>{"open Performing a Flat Color Reduction with Dither", "range 0 17",
-                                        "update 1 5", "update 17 100", "close"}));
 }
 
 // ---- dither to a palette -------------------------------------------------------------
@@ -366,20 +290,6 @@ TEST_F(Diffusion, DitherToPaletteGoldenImagesMatchByteForByte)
         EXPECT_EQ(FirstDifference(ToPalette(set.images[c.image], c.templ, 0, &ok), c.expected), "");
         EXPECT_EQ(ok, 1);
     }
-}
-
-// Gray 100 on 3 x 2 to black and white, rows holding pixel plus error, both
-// lines left to right. Line 0 as in the serpentine case: 0, 1, 0, leaving
-// line 1 at 110, 80, 108. Line 1: 110 -> black, error 110 sends 48 right;
-// 128 is nearer white (distance 381 against 384): error -127 sends
-// -889 >> 4 = -56 right; 52 -> black.
-TEST_F(Diffusion, DitherToPaletteByHandScansLeftToRight)
-{
-    Bytes got = ToPalette(Dib24(Flat(3, 2, {100, 100, 100})), Destination(3, 2, 1, kMono));
-    Bytes want = Destination(3, 2, 1, kMono);
-    want[48] = 0x40;
-    want[52] = 0x40;
-    EXPECT_EQ(FirstDifference(got, want), "");
 }
 
 TEST_F(Diffusion, ImagesShorterThanTheKernelReadOnlyTheirLines)

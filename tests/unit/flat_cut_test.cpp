@@ -78,21 +78,6 @@ TEST_F(FlatCut, SmallChannelDifferencesBecomeGrayAndShiftsRoundDown)
     EXPECT_EQ(Pixels(got), (Bytes{0x80, 0x20, 0, 0}));
 }
 
-TEST_F(FlatCut, GrayFlagChoosesFourGraysByTheRedChannel)
-{
-    // Red 255 is white even for pure red; pure blue is black; red 150 is dark gray.
-    Bytes got = Reduce(Dib24({{{255, 0, 0}, {0, 0, 255}, {150, 250, 250}, {200, 0, 0}}}), 4, 1);
-    EXPECT_EQ(Pixels(got), (Bytes{0xF0, 0x87, 0, 0}));
-}
-
-TEST_F(FlatCut, GrayBoundariesOf16Colours)
-{
-    // 63 black, 64 and 159 dark gray, 160 and 222 light gray, 223 white.
-    std::vector<Rgb> row;
-    for (int v : {63, 64, 159, 160, 222, 223}) row.push_back({v, v, v});
-    EXPECT_EQ(Pixels(Reduce(Dib24({row}), 4)), (Bytes{0x08, 0x87, 0x7F, 0}));
-}
-
 TEST_F(FlatCut, MonochromeThresholdIsLuminanceAbove127)
 {
     // gray 127 -> 0, gray 128 -> 1, pure red (luminance 77) -> 0, pure green
@@ -125,19 +110,6 @@ TEST_F(FlatCut, The256ColourCubeKeepsRedInTheLowBits)
     EXPECT_EQ(entry(29), (Bytes{0, 109, 182, 0}));
 }
 
-TEST_F(FlatCut, SixteenBitsOnA32BitSourceLosesAlphaAndLowBits)
-{
-    Bytes src = Header(2, 1, 32, 0);
-    src.insert(src.end(), {0x07, 0xFF, 0x89, 0xAA, 0xF8, 0x0F, 0x10, 0x55});
-    Bytes want = Header(2, 1, 24, 0);
-    want.insert(want.end(), {0x00, 0xF8, 0x88, 0xF8, 0x08, 0x10, 0, 0});
-    EXPECT_EQ(FirstDifference(Reduce(src, 16), want), "");
-    // Target 24 copies the three bytes and drops the fourth.
-    Bytes copy = Header(2, 1, 24, 0);
-    copy.insert(copy.end(), {0x07, 0xFF, 0x89, 0xF8, 0x0F, 0x10, 0, 0});
-    EXPECT_EQ(FirstDifference(Reduce(src, 24), copy), "");
-}
-
 TEST_F(FlatCut, OddWidthTo16ColoursLeavesTheLastLowNibbleZero)
 {
     // Three pixels: white, red, green -> 15, 9, 10; two lines.
@@ -166,20 +138,6 @@ TEST_F(FlatCut, TopDownSourceKeepsItsLineOrder)
     EXPECT_EQ(got[8], 0xFE);
     EXPECT_EQ(got[20], 8);  // biSizeImage: two lines of 4 bytes
     EXPECT_EQ(Pixels(got), (Bytes{0x80, 0, 0, 0, 0, 0, 0, 0}));
-}
-
-TEST_F(FlatCut, ThermometerShowsEverySixteenthLineTheLastAndFinished)
-{
-    std::vector<std::vector<Rgb>> rows(20, std::vector<Rgb>{{1, 2, 3}});
-    CLR_SetFlatProgress(1);
-    ASSERT_FALSE(Reduce(Dib24(rows), 8).empty());
-    EXPECT_EQ(HDL_ThermometerCalls(),
-              (std::vector<std::string>{"open Performing a Flat Color Reduction", "range 0 20", "update 1 5",
-                                        "update 17 85", "update 20 100", "text Finished", "paint 20 100", "close"}));
-    HDL_ClearThermometerCalls();
-    CLR_SetFlatProgress(0);
-    ASSERT_FALSE(Reduce(Dib24(rows), 8).empty());
-    EXPECT_TRUE(HDL_ThermometerCalls().empty());
 }
 
 TEST_F(FlatCut, ASourceShorterThanItsHeaderIsRefusedWith8204)

@@ -141,41 +141,6 @@ TEST_F(FormatTable, BuiltinRowsAreTheGoldenTableInOrder)
     EXPECT_EQ(kRowCount - 1, FMT_LastIndex());
 }
 
-TEST_F(FormatTable, HandlerTestsFollowTheEmptyHandlers)
-{
-    // The odd corners by name: EPS can't be read, a stub can be "read", PCT's save is a stub.
-    EXPECT_FALSE(FMT_CanLoad(FMT_Row_EPS));
-    EXPECT_TRUE(FMT_CanLoad(FMT_Row_CUT));
-    EXPECT_TRUE(FMT_IsLoadStub(FMT_Row_CUT));
-    EXPECT_TRUE(FMT_CanSave(FMT_Row_PCT));
-    EXPECT_TRUE(FMT_IsSaveStub(FMT_Row_PCT));
-    EXPECT_FALSE(FMT_CanSave(FMT_Row_LBM));
-    EXPECT_FALSE(FMT_CanLoad(-1));
-    EXPECT_FALSE(FMT_CanSave(kRowCount));
-    EXPECT_FALSE(FMT_IsLoadStub(kRowCount));
-
-    // Capability masks: PCX 1-bit is 10 (gray + inherent compression).
-    EXPECT_TRUE(FMT_TestCapability(FMT_Row_PCX, DEPTH_1, CAP_COMPRESS_OPTIONAL | CAP_COMPRESS_INHERENT));
-    EXPECT_FALSE(FMT_TestCapability(FMT_Row_PCX, DEPTH_1, CAP_COLOR));
-    EXPECT_FALSE(FMT_TestCapability(FMT_Row_BMP, DEPTH_16, 0xFF));
-    EXPECT_EQ(0, FMT_GetCapability(FMT_Row_TIF, 6));
-    EXPECT_EQ(0, FMT_GetCapability(FMT_Row_TIF, -1));
-
-    // Module rows: readable and no stub; a byte is sign-extended.
-    const BYTE capability[6] = {0x80, 0, 0, 0, 1, 0};
-    int row = FMT_Register(KIND_RASTER, "QQQ", "QQQ- Module", FMT_ModuleLoad, FMT_NoSave, FMT_ModuleAccept,
-                           capability, nullptr, 500);
-    EXPECT_EQ(kRowCount, row);
-    EXPECT_TRUE(FMT_CanLoad(row));
-    EXPECT_FALSE(FMT_IsLoadStub(row));
-    EXPECT_FALSE(FMT_CanSave(row));
-    EXPECT_EQ(-128, FMT_GetCapability(row, DEPTH_1));
-    int bare = FMT_Register(KIND_RASTER, "QQR", "QQR", nullptr, nullptr, FMT_ModuleAccept, nullptr, nullptr, 501);
-    EXPECT_FALSE(FMT_CanLoad(bare));
-    EXPECT_FALSE(FMT_CanSave(bare));
-    for (int d = 0; d < 6; d++) EXPECT_EQ(0, FMT_GetCapability(bare, d));
-}
-
 TEST_F(FormatTable, FilterListsHoldTheReadableAndWritableRowsInRowOrder)
 {
     EXPECT_EQ(35u * 128u, FMT_FilterSize());

@@ -1,6 +1,6 @@
 // The GEN reader and writer: exact bytes of a small file, read back, failed
 // writes, the header line's rules, truncated and hostile files.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // every depth the writer takes, round trips, the grammar of tags, types and
 // numbers, picture rows, the session that keeps width and height, and the
 // messages of bad files.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
@@ -56,12 +56,6 @@ TEST_F(Hex, WrittenTextAtEveryDepth)
         EXPECT_EQ(ReferenceSamples(dib.dib, false), ReferenceSamples(l.h, l.table, l.pixels, false));
         EXPECT_TRUE(l.texts.empty());
     }
-#ifndef _WIN32
-    OwnedDib dib{MakeDib(300, 300, 24)};
-    EXPECT_EQ(0, UnderFileSizeLimit(100000, [&] { return HEX_Save(path.c_str(), dib.dib, 1, 0, 24); }));
-    EXPECT_FALSE(FileExists(path));
-    EXPECT_EQ(std::vector<std::string>{"Cannot write file, check disk space"}, BoxTexts());
-#endif
 }
 
 TEST_F(Hex, TagsTypesRowsAndBadFiles)

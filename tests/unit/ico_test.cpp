@@ -3,7 +3,7 @@
 // the batch's pick; hostile directories; the real files of the corpus.
 #include "formats/ico.h"
 #include "colour/flat_cut.h"
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 using namespace pcxtga;
 

@@ -72,6 +72,8 @@ TEST(KvconvertOptions, BadUsageIsRefusedWithAReason)
     EXPECT_EQ(0, Parse({"-o"}, &o, &error));
     EXPECT_EQ("option -o needs a value", error);
     EXPECT_EQ(0, Parse({"--force=1"}, &o, &error));
+    EXPECT_EQ(0, Parse({"--jpeg-quality", "0"}, &o, &error));
+    EXPECT_EQ("--jpeg-quality must be 1 to 100", error);
     // Sizes from 1 byte to 2G, with K, M or G.
     for (const char* size : {"0", "3G", "2049M", "12T", "1.5G", "K", "99999999999999G"})
         EXPECT_EQ(0, Parse({"--limit-memory", size}, &o, &error)) << size;

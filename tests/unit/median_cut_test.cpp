@@ -143,66 +143,6 @@ TEST_F(OptimizedCut, MatchesTheReferenceFiles)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(OptimizedCut, BlackAndWhiteTo16PutsWhiteFirstAndLeavesFourteenBlack)
-{
-    Cut cut = RunCut(DibBlock24({{{0, 0, 0}, {255, 255, 255}, {255, 255, 255}}}), 16, 0);
-    ASSERT_FALSE(cut.bytes.empty());
-    EXPECT_EQ(4, cut.header()->biBitCount);
-    EXPECT_EQ(16u, cut.header()->biClrUsed);
-    EXPECT_EQ(16u, cut.header()->biClrImportant);
-    EXPECT_EQ(4u, cut.header()->biSizeImage);
-    ExpectEntry(cut, 0, 248, 248, 248);  // a tie of widths puts the inserted box first
-    for (int i = 1; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
-    EXPECT_EQ(0x10, cut.pixels()[0]);
-    EXPECT_EQ(0x00, cut.pixels()[1]);
-    EXPECT_EQ(0x00, cut.pixels()[2]);
-    EXPECT_EQ(0x00, cut.pixels()[3]);
-}
-
-TEST_F(OptimizedCut, OneColourIsItsFiveBitValueTimesEightAndLowBitsMerge)
-{
-    // (255, 7, 130) and (251, 0, 135) share their top five bits: one colour.
-    Cut cut = RunCut(Row24({{{255, 7, 130}, 2}, {{251, 0, 135}, 1}}), 256, 0);
-    ASSERT_FALSE(cut.bytes.empty());
-    EXPECT_EQ(8, cut.header()->biBitCount);
-    EXPECT_EQ(256u, cut.header()->biClrUsed);
-    ExpectEntry(cut, 0, 248, 0, 128);
-    for (int i = 1; i < 256; i++) ExpectEntry(cut, i, 0, 0, 0);
-    EXPECT_EQ(0, memcmp(cut.pixels(), "\0\0\0\0", 4));
-}
-
-TEST_F(OptimizedCut, EqualRangesSplitAlongBlueThenGreenBeforeRed)
-{
-    // Red and green both span 31: the cut runs along green, sorted (248,0,0),
-    // (120,120,0), (0,248,0); the walk stops at the second colour.
-    Cut rg = RunCut(Row24({{{0, 248, 0}, 1}, {{248, 0, 0}, 1}, {{120, 120, 0}, 1}}), 2, 0);
-    ASSERT_FALSE(rg.bytes.empty());
-    ExpectEntry(rg, 0, 56, 184, 0);  // mean of (15,15,0) and (0,31,0) in five-bit units
-    ExpectEntry(rg, 1, 248, 0, 0);
-    EXPECT_EQ(0x01, rg.pixels()[0]);
-    EXPECT_EQ(0x00, rg.pixels()[1]);
-    // Green and blue both span 31: blue wins.
-    Cut gb = RunCut(Row24({{{0, 248, 0}, 1}, {{0, 0, 248}, 1}, {{0, 120, 120}, 1}}), 2, 0);
-    ASSERT_FALSE(gb.bytes.empty());
-    ExpectEntry(gb, 0, 0, 56, 184);
-    ExpectEntry(gb, 1, 0, 248, 0);
-    EXPECT_EQ(0x10, gb.pixels()[0]);
-    EXPECT_EQ(0x00, gb.pixels()[1]);
-}
-
-TEST_F(OptimizedCut, EqualValuesOnTheAxisSortInReverseOrder)
-{
-    // Along red, (248,8,0) and (248,16,0) tie and come out reversed: the walk
-    // meets (248,16,0) x3 first and stops there, so (248,8,0) joins it above.
-    Cut cut = RunCut(Row24({{{0, 0, 0}, 1}, {{248, 8, 0}, 1}, {{248, 16, 0}, 3}}), 2, 0);
-    ASSERT_FALSE(cut.bytes.empty());
-    ExpectEntry(cut, 0, 248, 8, 0);  // green (2*3 + 1) / 4 = 1, truncated
-    ExpectEntry(cut, 1, 0, 0, 0);
-    EXPECT_EQ(0x10, cut.pixels()[0]);
-    EXPECT_EQ(0x00, cut.pixels()[1]);
-    EXPECT_EQ(0x00, cut.pixels()[2]);
-}
-
 TEST_F(OptimizedCut, DominantFirstColourNeverStopsTheWalk)
 {
     // Black holds 10 of 12 pixels yet stays alone in the lower box; the next
@@ -213,64 +153,6 @@ TEST_F(OptimizedCut, DominantFirstColourNeverStopsTheWalk)
     ExpectEntry(cut, 1, 0, 0, 0);
     const BYTE expected[8] = {0x11, 0x11, 0x11, 0x11, 0x11, 0x00, 0, 0};
     EXPECT_EQ(0, memcmp(expected, cut.pixels(), 8));
-}
-
-TEST_F(OptimizedCut, FewerColoursThanAskedGiveEachItsOwnEntry)
-{
-    Cut cut = RunCut(Row24({{{255, 0, 0}, 1}, {{0, 0, 255}, 1}, {{0, 255, 0}, 1}, {{255, 255, 255}, 2}}), 16, 0);
-    ASSERT_FALSE(cut.bytes.empty());
-    // One list order the rules give: white first (widths tie at 0 and each
-    // box goes before the first with no more pixels), then the others.
-    std::vector<std::vector<int>> seen;
-    for (int i = 0; i < 4; i++) seen.push_back({cut.entry(i).r, cut.entry(i).g, cut.entry(i).b});
-    std::vector<std::vector<int>> expected = {{248, 248, 248}, {0, 248, 0}, {248, 0, 0}, {0, 0, 248}};
-    EXPECT_EQ(expected, seen);
-    for (int i = 4; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
-    const BYTE pixels[4] = {0x23, 0x10, 0x00, 0};
-    EXPECT_EQ(0, memcmp(pixels, cut.pixels(), 4));
-}
-
-TEST_F(OptimizedCut, MapRestoredForEveryColourAndUnseenColoursGiveZero)
-{
-    CLR_SetCutProgress(0);
-    const RGBQUAD none[1] = {};
-    const BYTE seen[12] = {0, 0, 0, 0, 0, 248, 0, 248, 248, 248, 248, 248};  // black, red, yellow, white
-    ASSERT_EQ(1, CLR_CutBegin());
-    ASSERT_EQ(1, CLR_CutAddImage(seen, none, 4, 1, 24));
-    RGBQUAD table[16] = {};
-    ASSERT_EQ(4, CLR_CutMakePalette(table, 16));
-    // Map another image: white, a colour never counted, red, black, yellow.
-    const BYTE other[16] = {255, 255, 255, 10, 200, 30, 0, 0, 255, 7, 7, 7};
-    const BYTE other2[4] = {0, 255, 255, 0};
-    BYTE line[20] = {};
-    memcpy(line, other, 12);
-    memcpy(line + 12, other2, 3);
-    BYTE out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
-    CLR_CutMapPixels(line, out, 5, 1, 24, 4, none);
-    BYTE index[4] = {};
-    for (int i = 0; i < 4; i++) {
-        const RGBQUAD& q = table[i];
-        int which = q.rgbRed ? (q.rgbGreen ? (q.rgbBlue ? 0 : 1) : 2) : 3;  // white, yellow, red, black
-        index[which] = static_cast<BYTE>(i);
-    }
-    EXPECT_EQ((index[0] << 4) | 0, out[0]);
-    EXPECT_EQ((index[2] << 4) | index[3], out[1]);
-    EXPECT_EQ(index[1] << 4, out[2]);
-    CLR_CutEnd();
-}
-
-TEST_F(OptimizedCut, PalettedSourceTo16WritesNibbles)
-{
-    // An 8-bit source of 3x1: black, white, red through a three-entry table.
-    Bytes bytes = colourtest::DibIndexed(8, {{255, 0, 0}, {255, 255, 255}, {0, 0, 0}}, {{2, 1, 0}});
-    Cut cut = RunCut(BlockFrom(bytes), 16, 0);
-    ASSERT_FALSE(cut.bytes.empty());
-    EXPECT_EQ(4, cut.header()->biBitCount);
-    ExpectEntry(cut, 0, 248, 248, 248);
-    ExpectEntry(cut, 1, 0, 0, 0);
-    ExpectEntry(cut, 2, 248, 0, 0);
-    EXPECT_EQ(0x10, cut.pixels()[0]);
-    EXPECT_EQ(0x20, cut.pixels()[1]);
 }
 
 TEST_F(OptimizedCut, LaterBoxRefusedKeepsAValidPaletteWithFewerColours)
@@ -340,32 +222,6 @@ TEST_F(OptimizedCut, WorkingMemoryStaysWithinItsBoundForEveryColour)
     EXPECT_EQ(expected, CLR_CutWorkingBound(256));
     // 128 KB of table, a directory of 1,024 block pointers, 640 KB of records.
     EXPECT_LE(CLR_CutWorkingPeak(), (772 + 4) * 1024 + 128 + 256 * sizeof(CutBox));
-}
-
-TEST_F(OptimizedCut, ThermometerCountsBothHalvesOverTwiceTheHeight)
-{
-    std::vector<std::vector<Rgb>> rows(33, std::vector<Rgb>(2, Rgb{10, 20, 30}));
-    HGLOBAL source = DibBlock24(rows);
-    CLR_SetCutDither(0);
-    CLR_SetCutProgress(1);
-    HDL_ClearThermometerCalls();
-    HGLOBAL out = nullptr;
-    ASSERT_EQ(1, CLR_MedianCut(source, &out, 16));
-    // Counting reports lines 0, 16, 32 and then height + 1; mapping goes on
-    // from height + 1 (already drawn) to the last line at twice the height.
-    const std::vector<std::string> expected = {
-        "open Performing a Median Cut Color Reduction", "range 0 66", "update 1 1", "update 17 25", "update 33 50",
-        "update 34 51", "update 50 75", "update 66 100", "close"};
-    EXPECT_EQ(expected, HDL_ThermometerCalls());
-    GlobalFree(out);
-    HDL_ClearThermometerCalls();
-    CLR_SetCutDither(1);
-    ASSERT_EQ(1, CLR_MedianCut(source, &out, 16));
-    ASSERT_FALSE(HDL_ThermometerCalls().empty());
-    EXPECT_EQ("open Performing Median Cut Color Reduction with Dither", HDL_ThermometerCalls()[0]);
-    EXPECT_EQ("close", HDL_ThermometerCalls().back());
-    GlobalFree(out);
-    GlobalFree(source);
 }
 
 }  // namespace

@@ -79,31 +79,6 @@ TEST(PaletteMatchSearch, DistanceIsTheUnweightedSumOfAbsoluteDifferences)
     EXPECT_EQ(Nearest({{200, 200, 200}}, 0, 0, 0), 0);
 }
 
-TEST_F(PaletteMatch, CacheCellsTakeFiveBitsPerChannel)
-{
-    EXPECT_EQ(CLR_MatchCell(255, 255, 255), 0x7FFFU);
-    EXPECT_EQ(CLR_MatchCell(8, 0, 0), 1024U);
-    EXPECT_EQ(CLR_MatchCell(0, 8, 0), 32U);
-    EXPECT_EQ(CLR_MatchCell(0, 0, 8), 1U);
-    EXPECT_EQ(CLR_MatchCell(7, 7, 7), 0U);
-}
-
-TEST_F(PaletteMatch, TheFirstColourOfACellDecidesItsIndex)
-{
-    std::vector<RGBQUAD> p = Palette({{8, 8, 8}, {15, 15, 15}});
-    ASSERT_EQ(CLR_MatchBegin(), 1);
-    for (int i = 0; i < 32768; i++) ASSERT_EQ(CLR_MatchUsed[i], 0);
-    EXPECT_EQ(CLR_MatchColor(p.data(), 2, 15, 15, 15), 1);
-    EXPECT_EQ(CLR_MatchColor(p.data(), 2, 8, 8, 8), 1);  // same cell, answer kept
-    EXPECT_EQ(CLR_MatchUsed[CLR_MatchCell(8, 8, 8)], 1);
-    CLR_MatchEnd();
-    EXPECT_EQ(CLR_MatchUsed, nullptr);
-    EXPECT_EQ(CLR_MatchIndex, nullptr);
-    // Without the cache each colour is searched alone.
-    EXPECT_EQ(CLR_MatchColor(p.data(), 2, 15, 15, 15), 1);
-    EXPECT_EQ(CLR_MatchColor(p.data(), 2, 8, 8, 8), 0);
-}
-
 TEST_F(PaletteMatch, FastDitherMakesTheResultDependOnScanOrder)
 {
     // Halftone to 8 bits adds m * (L >> 6), which is 0 for such dark colours,
@@ -133,15 +108,6 @@ TEST_F(PaletteMatch, MonochromeDestinationSearchesAgainPastTheCache)
     // ...and without the cache searches it afresh.
     SET_Put(SET_FAST_DITHER, 0);
     EXPECT_EQ(Dither(source, 4, 2, 4, mono), (Bytes{0x10, 0x00, 0, 0, 0x00, 0x00, 0, 0}));
-}
-
-TEST_F(PaletteMatch, PalFastmatchChangesNothing)
-{
-    Bytes source = Dib24({{{10, 200, 30}, {90, 90, 250}, {250, 0, 7}}, {{1, 2, 3}, {128, 129, 130}, {77, 66, 55}}});
-    const std::vector<Rgb> table = {{0, 0, 0}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {128, 128, 128}};
-    Bytes with = Dither(source, 3, 2, 4, table);
-    SET_Put(SET_PAL_FASTMATCH, 0);
-    EXPECT_EQ(Dither(source, 3, 2, 4, table), with);
 }
 
 TEST_F(PaletteMatch, BlackLeftOverEntriesTakePartInTheSearch)

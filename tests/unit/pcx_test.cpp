@@ -2,7 +2,7 @@
 // every depth the writer takes, round trips, the reader's palettes, plane
 // layouts, damaged runs and questions, hostile headers and truncated data,
 // and the real files of the corpus against their reference decodes.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
@@ -186,46 +186,6 @@ TEST_F(Pcx, DepthsWithoutAPcxForm)
     GlobalFree(dib);
 }
 
-// ---- round trips -----------------------------------------------------------------------
-
-TEST_F(Pcx, EveryDepthReadsBackAsWritten)
-{
-    for (int bits : {1, 4, 8, 24}) {
-        SCOPED_TRACE(bits);
-        const LONG w = 37, h = 9;
-        HGLOBAL dib = MakeDib(w, h, bits);
-        {
-            DibView v(dib);
-            for (DWORD i = 0; i < v.stride * h; i++)
-                v.pixels[i] = static_cast<BYTE>((i % 7 < 3) ? 0xC3 : i * 13 + i / 5);
-            for (int i = 0; i < (bits <= 8 ? 1 << bits : 0); i++)
-                SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i * 3), static_cast<BYTE>(255 - i));
-        }
-        Bytes file = Save(dib, static_cast<WORD>(bits));
-        HGLOBAL back = nullptr;
-        OwnedDib ownA{dib};
-        ASSERT_EQ(1, Load(file, &back));
-        OwnedDib ownB{back};
-        DibView a(dib), b(back);
-        ASSERT_EQ(w, b.h->biWidth);
-        ASSERT_EQ(h, b.h->biHeight);
-        ASSERT_EQ(bits, b.h->biBitCount);
-        for (LONG y = 0; y < h; y++)
-            for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
-        if (bits == 1) {
-            // Two colours always read back black and white.
-            EXPECT_EQ(0, b.table[0].rgbRed + b.table[0].rgbGreen + b.table[0].rgbBlue);
-            EXPECT_EQ(255 * 3, b.table[1].rgbRed + b.table[1].rgbGreen + b.table[1].rgbBlue);
-        } else if (bits <= 8) {
-            EXPECT_EQ(0, memcmp(a.table, b.table, (1u << bits) * sizeof(RGBQUAD)));
-        }
-        EXPECT_EQ("planes " + std::to_string(bits == 4 ? 4 : bits == 24 ? 3 : 1) + " gray " + (bits == 1 ? "1" : "0") +
-                      " compressed 1 bits " + (bits <= 4 ? "1" : "8") + " version 5 creator IBMPC",
-                  InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
-        EXPECT_TRUE(HDL_Boxes().empty());
-    }
-}
-
 // ---- the reader: palettes ----------------------------------------------------------------
 
 TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
@@ -248,22 +208,6 @@ TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
     HDL_ClearBoxes();
     EXPECT_EQ(0, PCX_Load(TempPath("never_written.pcx").c_str(), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
-}
-
-TEST_F(Pcx, VersionsFourAndFiveReadAlike)
-{
-    Bytes map = {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 10, 20};
-    for (int version : {4, 5, 100}) {
-        HGLOBAL dib = nullptr;
-        ASSERT_EQ(1, Load(Cat(Header(version, 2, 3, 0, 1, 2, map), {0x1B, 0x00}), &dib)) << version;
-        OwnedDib own{dib};
-        DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        EXPECT_EQ(Bytes({0x01, 0x23, 0x00, 0x00}), v.TopRow(0, 4));
-        EXPECT_EQ(6, v.table[1].rgbRed);
-        EXPECT_EQ(20, v.table[3].rgbBlue);
-        EXPECT_EQ(version, INF_GetValue(INF_VERSION));
-    }
 }
 
 TEST_F(Pcx, VersionThreeTablesAreGray)
@@ -348,20 +292,6 @@ TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
 }
 
 // ---- the reader: plane layouts -----------------------------------------------------------
-
-TEST_F(Pcx, FourPlanesGatherIntoNibbles)
-{
-    // Pixels 1, 2, 4, 15, 0, 8, 0, 0 as four one-bit planes.
-    Bytes line = {0x90, 0x50, 0x30, 0x14};
-    HGLOBAL dib = nullptr;
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 7, 0, 4, 1), line), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(4, v.h->biBitCount);
-    EXPECT_EQ(Bytes({0x12, 0x4F, 0x08, 0x00}), v.TopRow(0, 4));
-    EXPECT_EQ(4, INF_GetValue(INF_PLANES));
-    EXPECT_EQ(1, INF_GetValue(INF_BITSPERPIXEL));
-}
 
 TEST_F(Pcx, ThreePlanesBecomeBlueGreenRed)
 {
@@ -553,77 +483,6 @@ TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)
     ASSERT_TRUE(WriteWholeFile(path, Bytes(200, 0x0B)));
     EXPECT_EQ(0, FMT_Load(path.c_str(), &dib, FMT_Row_PCC));
     EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
-}
-
-// ---- files of other writers -------------------------------------------------------------------
-
-TEST_F(Pcx, FilesOfOtherWritersMatchTheirDecodes)
-{
-    // Written by Pillow and ImageMagick; the expected decodes are theirs.
-    int seen = 0;
-    for (const ExpectedDecode& row : ExpectedDecodes("pcx")) {
-        const std::string &name = row.name, &digest = row.digest, &mode = row.mode;
-        SCOPED_TRACE(name);
-        HGLOBAL dib = nullptr;
-        ASSERT_EQ(1, PCX_Load(DataPath("pcx/" + name).c_str(), &dib));
-        EXPECT_EQ(digest, Sha256(ReferenceSamples(dib, mode == "RGBA")));
-        GlobalFree(dib);
-        seen++;
-    }
-    EXPECT_EQ(5, seen);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
-// ---- the corpus -------------------------------------------------------------------------------
-
-TEST_F(Pcx, CorpusFilesMatchTheirReferenceOrAreRefusedAsTheRulesSay)
-{
-    struct Expectation {
-        const char* file;
-        const char* outcome;  // "reference", or the message that refuses it, or "loads"
-    };
-    // Broken files, by the reader's rules:
-    // 01r_00: 88 pixels from 12-byte lines whose runs reach beyond them: the
-    //   question; No refuses it, Yes loads what the lines hold.
-    // ossfuzz-...: version 0 is refused before anything else.
-    // pcx_overrun: its first run (56 bytes) is longer than the 52-byte line:
-    //   the question, as 01r_00; what the short data leaves is zero.
-    // pcx_overrun2: version 2.
-    const Expectation expectations[] = {
-        {"files/pcx/odd_stride.pcx", "reference"},
-        {"files/pcx/p_4_planes.pcx", "reference"},
-        {"files/pcx/01r_00.pcx", kDecodeQuestion},
-        {"files/pcx/ossfuzz-4836216264589312.pcx", "Unsupported PCX format"},
-        {"files/pcx/pcx_overrun.bin", kDecodeQuestion},
-        {"files/pcx/pcx_overrun2.bin", "Unsupported PCX format"},
-    };
-    std::vector<ManifestRow> rows = Manifest("pcx");
-    ASSERT_EQ(6u, rows.size());
-    for (const ManifestRow& row : rows) {
-        SCOPED_TRACE(row.path);
-        const Expectation* e = nullptr;
-        for (const Expectation& x : expectations)
-            if (row.path == x.file) e = &x;
-        ASSERT_NE(nullptr, e);
-        HDL_ClearBoxes();
-        HGLOBAL dib = nullptr;
-        int ok = PCX_Load(CorpusPath(row.path).c_str(), &dib);
-        std::string outcome = e->outcome;
-        if (outcome == "reference") {
-            ASSERT_EQ(1, ok);
-            EXPECT_EQ(row.reference, Sha256(ReferenceSamples(dib, row.mode == "RGBA")));
-            EXPECT_TRUE(HDL_Boxes().empty());
-        } else {
-            EXPECT_EQ(0, ok);
-            EXPECT_EQ(std::vector<std::string>{outcome}, BoxTexts());
-            if (outcome == kDecodeQuestion) {
-                HDL_QueueAnswer(IDYES);
-                ok = PCX_Load(CorpusPath(row.path).c_str(), &dib);
-                EXPECT_EQ(1, ok);
-            }
-        }
-        if (dib) GlobalFree(dib);
-    }
 }
 
 }  // namespace

@@ -95,9 +95,10 @@ TEST(Profile, ValuesOutliveTheirHandle)
     PRF_Close(p);
 }
 
-TEST(Profile, AddDefaultKeepsAnExistingValue)
+TEST(Profile, SectionsHandlesAndDefaultsKeepApart)
 {
-    ScratchStore store("defaults");
+    ScratchStore store("apart");
+    // A default never replaces a value, not even an empty one (which reads as no number).
     HPROFILE p = PRF_OpenSection("Capture");
     PRF_SetInt(p, "mode", 4);
     PRF_AddDefault(p, "mode", 9);
@@ -107,9 +108,27 @@ TEST(Profile, AddDefaultKeepsAnExistingValue)
     PRF_Close(p);
     EXPECT_EQ(4, GetNumber("Capture", "mode", -1));
     EXPECT_EQ(122, GetNumber("Capture", "hotkey", -1));
-    // An empty value is a value: it stays, and reads as no number.
     EXPECT_EQ("", GetText("Capture", "empty"));
     EXPECT_EQ(-1, GetNumber("Capture", "empty", -1));
+    // Sections, products and versions are apart; section names match without regard to case.
+    PutText("Core", "k", "1");
+    PutText("Batch", "k", "2");
+    EXPECT_EQ("1", GetText("Core", "k"));
+    EXPECT_EQ("2", GetText("BATCH", "k"));
+    EXPECT_EQ("<none>", GetText("Capture", "k"));
+    EXPECT_EQ("<none>", GetText("Core", "k", PRF_ProductName, "3.51"));
+    EXPECT_EQ("<none>", GetText("Core", "k", "Other"));
+    // Handles open together keep each other's writes.
+    HPROFILE a = PRF_OpenSection("Core"), b = PRF_OpenSection("Capture"), c = PRF_OpenSection("Core");
+    PRF_SetInt(a, "x", 1);
+    PRF_SetInt(b, "y", 2);
+    PRF_SetInt(c, "z", 3);
+    PRF_Close(a);
+    PRF_Close(b);
+    PRF_Close(c);
+    EXPECT_EQ(1, GetNumber("Core", "x", 0));
+    EXPECT_EQ(2, GetNumber("Capture", "y", 0));
+    EXPECT_EQ(3, GetNumber("Core", "z", 0));
 }
 
 TEST(Profile, OnlyDecimalIntegersReadAsNumbers)
@@ -127,57 +146,6 @@ TEST(Profile, OnlyDecimalIntegersReadAsNumbers)
         PutText("Core", "value", c.text);
         EXPECT_EQ(c.expected, GetNumber("Core", "value", 31)) << '"' << c.text << '"';
     }
-}
-
-TEST(Profile, ProductsVersionsAndSectionsAreApart)
-{
-    ScratchStore store("apart");
-    PutText("Core", "k", "1");
-    PutText("Batch", "k", "2");
-    EXPECT_EQ("1", GetText("Core", "k"));
-    EXPECT_EQ("2", GetText("Batch", "k"));
-    EXPECT_EQ("<none>", GetText("Capture", "k"));
-    EXPECT_EQ("<none>", GetText("Core", "k", PRF_ProductName, "3.51"));
-    EXPECT_EQ("<none>", GetText("Core", "k", "Other"));
-    // Section names match without regard to case too.
-    EXPECT_EQ("2", GetText("BATCH", "k"));
-}
-
-TEST(Profile, HandlesOpenTogetherKeepEachOthersWrites)
-{
-    ScratchStore store("together");
-    HPROFILE a = PRF_OpenSection("Core");
-    HPROFILE b = PRF_OpenSection("Capture");
-    HPROFILE c = PRF_OpenSection("Core");
-    PRF_SetInt(a, "x", 1);
-    PRF_SetInt(b, "y", 2);
-    PRF_SetInt(c, "z", 3);
-    PRF_Close(a);
-    PRF_Close(b);
-    PRF_Close(c);
-    EXPECT_EQ(1, GetNumber("Core", "x", 0));
-    EXPECT_EQ(2, GetNumber("Capture", "y", 0));
-    EXPECT_EQ(3, GetNumber("Core", "z", 0));
-}
-
-TEST(Profile, NullHandleDoesNothing)
-{
-    char buffer[8] = "keep";
-    int i = 5;
-    LONG l = 6;
-    DWORD d = 7;
-    EXPECT_FALSE(PRF_GetString(nullptr, "k", buffer, sizeof buffer));
-    PRF_GetInt(nullptr, "k", &i);
-    PRF_GetLong(nullptr, "k", &l);
-    PRF_GetDword(nullptr, "k", &d);
-    PRF_SetString(nullptr, "k", "v", 1);
-    PRF_SetInt(nullptr, "k", 1);
-    PRF_AddDefault(nullptr, "k", 1);
-    PRF_Close(nullptr);
-    EXPECT_STREQ("keep", buffer);
-    EXPECT_EQ(5, i);
-    EXPECT_EQ(6, l);
-    EXPECT_EQ(7u, d);
 }
 
 #ifdef _WIN32

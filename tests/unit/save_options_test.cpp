@@ -87,6 +87,11 @@ TEST(SaveOptions, NearestDepthLooksUpwardFirst)
     column = Column(FIL_OPT_32BIT | FIL_OPT_COLOR);
     FIL_UpdateColumn(&column, kJpg, FIL_MODE_FORMAT);
     EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_COMPRESSED);
+    // 32 bits where only 8 and 16 are written: down to 16 first.
+    const BYTE only8And16[6] = {0, 0, 1, 1, 0, 0};
+    column = Column(FIL_OPT_32BIT | FIL_OPT_COLOR);
+    FIL_UpdateColumn(&column, only8And16, FIL_MODE_FORMAT);
+    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_16BIT | FIL_OPT_COLOR);
 }
 
 TEST(SaveOptions, ColourImpossibleAtTheDepthFallsBackToGray)

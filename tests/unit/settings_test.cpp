@@ -313,40 +313,6 @@ TEST_F(Settings, OkMarksOnlyWhatChangedAndKeepsTheMetafileRules)
     EXPECT_EQ(4, SET_Value(SET_TIF_1_BIT_COMPRESSION));
 }
 
-TEST_F(Settings, TiffCombosOfferGroup4AndPackBitsOnly)
-{
-    int offers[8];
-    ASSERT_EQ(2, SET_TiffOffers(SET_TIF_1_BIT_COMPRESSION, offers, 8));
-    EXPECT_EQ(4, offers[0]);
-    EXPECT_EQ(1, offers[1]);
-    for (int key : {SET_TIF_4_BIT_COMPRESSION, SET_TIF_8_BIT_COMPRESSION, SET_TIF_16_BIT_COMPRESSION,
-                    SET_TIF_24_BIT_COMPRESSION}) {
-        ASSERT_EQ(1, SET_TiffOffers(key, offers, 8)) << key;
-        EXPECT_EQ(1, offers[0]);
-    }
-    EXPECT_EQ(0, SET_TiffOffers(SET_SAVE_DITHER, offers, 8));
-    EXPECT_EQ(1, SET_TiffOffers(SET_TIF_1_BIT_COMPRESSION, offers, 1));
-
-    const char* names[] = {"LZW", "PackBits", "RLE", "Group3", "Group4"};
-    char name[32];
-    for (int i = 0; i < 5; i++) {
-        SET_TiffName(i, name, sizeof name);
-        EXPECT_STREQ(names[i], name);
-        EXPECT_EQ(i, SET_TiffIndex(names[i]));
-    }
-    SET_TiffName(5, name, sizeof name);
-    EXPECT_STREQ("", name);
-    EXPECT_EQ(-1, SET_TiffIndex("packbits"));
-    EXPECT_EQ(-1, SET_TiffIndex(""));
-    EXPECT_EQ(-1, SET_TiffIndex(nullptr));
-
-    // The combo opens on the setting's name, 0 read as 1.
-    SET_Put(SET_TIF_4_BIT_COMPRESSION, 0);
-    EXPECT_EQ(1, SET_TiffShown(SET_TIF_4_BIT_COMPRESSION));
-    SET_Put(SET_TIF_1_BIT_COMPRESSION, 4);
-    EXPECT_EQ(4, SET_TiffShown(SET_TIF_1_BIT_COMPRESSION));
-}
-
 TEST_F(Settings, ShellRegistrationTiesTheReadableExtensions)
 {
     ScratchStore store("shell");

@@ -41,34 +41,16 @@ TEST(StringTable, HoldsEveryEntryOfTheSourceInAscendingOrder)
     for (unsigned i = 1; i < STR_Count; i++) ASSERT_LT(STR_Table[i - 1].id, STR_Table[i].id) << i;
 }
 
-TEST(StringTable, SamplesFromEachSubsystemReadExactly)
-{
-    // Start-up, messages, formats, colour, batch, TIFF, settings, save dialog, PCX, TGA.
-    EXPECT_EQ("Only one copy of KorVanta may be run at a time", Load(8222));
-    EXPECT_EQ("Not enough memory to perform operation", Load(8204));
-    EXPECT_EQ("There is no image to save", Load(8234));
-    EXPECT_EQ("Unsupported %s format", Load(9487));
-    EXPECT_EQ("Not a legal %s file", Load(9478));
-    EXPECT_EQ("Illegal or Unsupported BMP/DIB file format", Load(8251));
-    EXPECT_EQ("BMP- Windows Bitmap", Load(1027));
-    EXPECT_EQ("Performing a Flat Color Reduction", Load(1300));
-    EXPECT_EQ("About to destroy color information, continue?", Load(19716));
-    EXPECT_EQ("Patented UNISYS LZW compression not supported", Load(1537));
-    EXPECT_EQ("Core", Load(20754));
-    EXPECT_EQ("Cannot save %u-bit GIF files", Load(21013));
-    EXPECT_EQ("Error encountered decompressing PCX file.  Continue to load?", Load(18176));
-    // Embedded newline and leading blank survive both builds.
-    EXPECT_EQ("Possible errors encountered while reading\nfile, Continue loading this file?", Load(1296));
-    EXPECT_EQ(" has been changed.  Save file before closing?", Load(17920));
-    EXPECT_EQ("\tWindows Version: %s\n", Load(12288));
-}
-
 TEST(StringTable, LoadStringCutsAtTheBufferAndMissesCleanly)
 {
-    char buf[8];
+    char buf[32];
     memset(buf, 'x', sizeof buf);
     EXPECT_EQ(4, LoadStringA(nullptr, 8234, buf, 5));
     EXPECT_STREQ("Ther", buf);
+    // A text exactly as long as the buffer loses its last character to the zero.
+    memset(buf, 'x', sizeof buf);
+    EXPECT_EQ(24, LoadStringA(nullptr, 8234, buf, 25));
+    EXPECT_EQ(std::string("There is no image to sav") + '\0' + 'x', std::string(buf, 26));
     memset(buf, 'x', sizeof buf);
     EXPECT_EQ(0, LoadStringA(nullptr, 65000, buf, sizeof buf));
     EXPECT_EQ(0, buf[0]);

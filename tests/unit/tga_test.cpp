@@ -2,7 +2,7 @@
 // every depth and both encodings the writer takes, round trips, the reader's
 // header rules, maps, origins and packets that cross rows, the questions,
 // hostile and truncated files, and the real files of the corpus.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
@@ -172,54 +172,6 @@ TEST_F(Tga, DepthsWithoutATgaForm)
               BoxTexts());
 }
 
-TEST_F(Tga, EveryDepthReadsBackAsWritten)
-{
-    for (int bits : {8, 24, 32}) {
-        for (WORD compressed : {0, 1}) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, compressed " << compressed);
-            const LONG w = 45, h = 7;
-            HGLOBAL dib = MakeDib(w, h, bits);
-            {
-                DibView v(dib);
-                for (DWORD i = 0; i < v.stride * h; i++) v.pixels[i] = static_cast<BYTE>((i % 11 < 6) ? 0x33 : i * 29);
-                if (bits == 8)
-                    for (int i = 0; i < 256; i++)
-                        SetEntry(v.table, i, static_cast<BYTE>(i), static_cast<BYTE>(i ^ 0x55), static_cast<BYTE>(7 * i));
-            }
-            HGLOBAL back = nullptr;
-            OwnedDib ownA{dib};
-            ASSERT_EQ(1, Load(Save(dib, 1, compressed, static_cast<WORD>(bits)), &back));
-            OwnedDib ownB{back};
-            DibView a(dib), b(back);
-            ASSERT_EQ(bits, b.h->biBitCount);
-            for (LONG y = 0; y < h; y++)
-                for (LONG x = 0; x < w; x++) ASSERT_EQ(a.At(x, y), b.At(x, y)) << x << "," << y;
-            if (bits == 8) {
-                EXPECT_EQ(0, memcmp(a.table, b.table, 256 * sizeof(RGBQUAD)));
-            }
-            EXPECT_EQ("planes 1 gray 0 compressed " + std::to_string(compressed) + " bits " + std::to_string(bits) +
-                          " version 0 creator IBMPC",
-                      InfoText({INF_PLANES, INF_GRAY, INF_COMPRESSED, INF_BITSPERPIXEL, INF_VERSION, INF_CREATOR}));
-        }
-    }
-    // A 16-bit document reads back with each channel cut to its top five bits.
-    HGLOBAL dib = MakeDib(5, 3, 24);
-    {
-        DibView v(dib);
-        for (DWORD i = 0; i < v.stride * 3; i++) v.pixels[i] = static_cast<BYTE>(i * 37 + 5);
-    }
-    HGLOBAL back = nullptr;
-    OwnedDib ownA{dib};
-    ASSERT_EQ(1, Load(Save(dib, 1, 1, 16), &back));
-    OwnedDib ownB{back};
-    DibView a(dib), b(back);
-    ASSERT_EQ(24, b.h->biBitCount);
-    EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
-    for (LONG y = 0; y < 3; y++)
-        for (LONG x = 0; x < 5; x++) ASSERT_EQ(a.At(x, y) & 0xF8F8F8, b.At(x, y));
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
 // ---- the reader: header rules ---------------------------------------------------------------
 
 TEST_F(Tga, HeadersThatAreRefused)
@@ -348,32 +300,6 @@ TEST_F(Tga, MapsOfEveryEntrySize)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Tga, MappedFilesOfTrueColourPixels)
-{
-    HGLOBAL dib = nullptr;
-    // 300 entries at 16 bits: a 24-bit DIB that the 16-bit pixels fill.
-    Bytes file = Cat(Header(1, 2, 1, 16, 0, 1, 300, 24), Bytes(900, 0x11));
-    ASSERT_EQ(1, Load(Cat(file, {0x1F, 0x00, 0x00, 0x7C}), &dib));
-    EXPECT_EQ(24, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({0xF8, 0, 0, 0, 0, 0xF8}), DibView(dib).TopRow(0, 6));
-    GlobalFree(dib);
-
-    // 300 entries at 32 bits: four bytes a pixel into a 24-bit row, as far as the row goes.
-    file = Cat(Header(1, 5, 1, 32, 0, 1, 300, 24), Bytes(900, 0x11));
-    Bytes pixels;
-    for (int i = 1; i <= 20; i++) pixels.push_back(static_cast<BYTE>(i));
-    ASSERT_EQ(1, Load(Cat(file, pixels), &dib));
-    EXPECT_EQ(Bytes(pixels.begin(), pixels.begin() + 16), DibView(dib).TopRow(0, 16));
-    GlobalFree(dib);
-
-    // Two entries at 24 bits: an 8-bit DIB whose row takes the first bytes.
-    file = Cat(Header(1, 2, 1, 24, 0, 1, 2, 24), Bytes(6, 0x22));
-    ASSERT_EQ(1, Load(Cat(file, {1, 2, 3, 4, 5, 6}), &dib));
-    EXPECT_EQ(8, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-}
-
 // ---- the reader: packets ---------------------------------------------------------------------
 
 TEST_F(Tga, PacketsRunAcrossRows)
@@ -451,100 +377,6 @@ TEST_F(Tga, TruncatedFilesAreIncomplete)
         EXPECT_EQ(0, Load(file, &dib));
         EXPECT_EQ(nullptr, dib);
         EXPECT_EQ(std::vector<std::string>{"Incomplete TGA file, cannot load"}, BoxTexts());
-    }
-}
-
-// ---- files of other writers -------------------------------------------------------------------
-
-TEST_F(Tga, FilesOfOtherWritersMatchTheirDecodes)
-{
-    // Written by Pillow and ImageMagick; the expected decodes are theirs.
-    int seen = 0;
-    for (const ExpectedDecode& row : ExpectedDecodes("tga")) {
-        const std::string &name = row.name, &digest = row.digest, &mode = row.mode;
-        SCOPED_TRACE(name);
-        HGLOBAL dib = nullptr;
-        ASSERT_EQ(1, TGA_Load(DataPath("tga/" + name).c_str(), &dib));
-        EXPECT_EQ(digest, Sha256(ReferenceSamples(dib, mode == "RGBA")));
-        GlobalFree(dib);
-        seen++;
-    }
-    EXPECT_EQ(10, seen);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
-// ---- the corpus -------------------------------------------------------------------------------
-
-// The decode turned half round: rows from the bottom, pixels from the right.
-Bytes Rotated(const Bytes& samples, LONG width, LONG height, int channels)
-{
-    Bytes out(samples.size());
-    for (LONG y = 0; y < height; y++)
-        for (LONG x = 0; x < width; x++)
-            for (int c = 0; c < channels; c++)
-                out[(static_cast<size_t>(y) * width + x) * channels + c] =
-                    samples[(static_cast<size_t>(height - 1 - y) * width + (width - 1 - x)) * channels + c];
-    return out;
-}
-
-TEST_F(Tga, CorpusFilesMatchTheirReferenceOrAreRefusedAsTheRulesSay)
-{
-    // How each file compares with its reference decode, by the reader's rules:
-    // p_16: map entries of 5 bits a channel are shifted up 3 bits; the reference
-    //   also repeats the top bits below them (31 gives 255, not 248).
-    // rgb32rle_top_right: its descriptor 0x30 is neither 0x20 nor 0x21, so rows
-    //   fill from the bottom and nothing is mirrored: the picture turned half round.
-    // cross_scan_line_truncated and p_8 end before their pixels do.
-    const struct {
-        const char* file;
-        const char* outcome;
-    } expectations[] = {
-        {"files/tga/200x32_l_bl_raw.tga", "reference"},
-        {"files/tga/200x32_l_tl_rle.tga", "reference"},
-        {"files/tga/200x32_p_bl_raw.tga", "reference"},
-        {"files/tga/200x32_p_tl_rle.tga", "reference"},
-        {"files/tga/200x32_rgb_tl_rle.tga", "reference"},
-        {"files/tga/200x32_rgba_bl_rle.tga", "reference"},
-        {"files/tga/p_16.tga", "top bits repeated"},
-        {"files/tga/rgb32rle_top_right.tga", "turned half round"},
-        {"files/tga/cross_scan_line_truncated.tga", "Incomplete TGA file, cannot load"},
-        {"files/tga/p_8.tga", "Incomplete TGA file, cannot load"},
-    };
-    std::vector<ManifestRow> rows = Manifest("tga");
-    ASSERT_EQ(10u, rows.size());
-    for (const ManifestRow& row : rows) {
-        SCOPED_TRACE(row.path);
-        std::string outcome;
-        for (const auto& e : expectations)
-            if (row.path == e.file) outcome = e.outcome;
-        ASSERT_FALSE(outcome.empty());
-        HDL_ClearBoxes();
-        HGLOBAL dib = nullptr;
-        int ok = TGA_Load(CorpusPath(row.path).c_str(), &dib);
-        if (outcome.find("TGA") != std::string::npos) {
-            EXPECT_EQ(0, ok);
-            EXPECT_EQ(std::vector<std::string>{outcome}, BoxTexts());
-            continue;
-        }
-        ASSERT_EQ(1, ok);
-        EXPECT_TRUE(HDL_Boxes().empty());
-        bool alpha = row.mode == "RGBA";
-        Bytes samples = ReferenceSamples(dib, alpha);
-        if (outcome == "reference") {
-            EXPECT_EQ(row.reference, Sha256(samples));
-        } else if (outcome == "top bits repeated") {
-            EXPECT_NE(row.reference, Sha256(samples));
-            for (BYTE& v : samples) {
-                EXPECT_EQ(0, v & 7);
-                v = static_cast<BYTE>(v | v >> 5);
-            }
-            EXPECT_EQ(row.reference, Sha256(samples));
-        } else {
-            DibView v(dib);
-            EXPECT_NE(row.reference, Sha256(samples));
-            EXPECT_EQ(row.reference, Sha256(Rotated(samples, v.h->biWidth, v.h->biHeight, alpha ? 4 : 3)));
-        }
-        GlobalFree(dib);
     }
 }
 

@@ -103,8 +103,8 @@ TEST(Win32Subset, WsprintfFollowsWindowsConversions)
     EXPECT_STREQ("3.05", out);
     wsprintfA(out, "[%5d][%-5d][%05d][%d]", 42, 42, -42, -2147483647 - 1);
     EXPECT_STREQ("[   42][42   ][-0042][-2147483648]", out);
-    wsprintfA(out, "%x %X %#x %lu %ld %c%c", 0xbeefu, 0xbeefu, 255u, 4000000000u, -7L, 'o', 'k');
-    EXPECT_STREQ("beef BEEF 0xff 4000000000 -7 ok", out);
+    wsprintfA(out, "%x %X %#x %#X %lu %ld %c%c", 0xbeefu, 0xbeefu, 255u, 255u, 4000000000u, -7L, 'o', 'k');
+    EXPECT_STREQ("beef BEEF 0xff 0XFF 4000000000 -7 ok", out);
     wsprintfA(out, "<%s><%.3s><%6s><%-6s>100%%", "text", "truncate", "ab", "ab");
     EXPECT_STREQ("<text><tru><    ab><ab    >100%", out);
     // Output stops at 1023 characters plus the terminator, and says 1024.
