@@ -54,7 +54,10 @@ struct Scan {
 // Reads n bytes at a place in the file: false when the file ends first.
 bool ReadAt(uint64_t at, BYTE* target, UINT n)
 {
-    if (at > 0x7FFFFFFF || FIL_SeekBuffered(static_cast<LONG>(at), FILE_BEGIN) < 0) return false;
+    // Chunks that follow each other need no seek (and no refill of the buffer).
+    if (at > 0x7FFFFFFF) return false;
+    if (FIL_TellBuffered() != static_cast<LONG>(at) && FIL_SeekBuffered(static_cast<LONG>(at), FILE_BEGIN) < 0)
+        return false;
     return FIL_ReadBuffered(target, n) == n;
 }
 

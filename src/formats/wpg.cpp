@@ -38,7 +38,12 @@ struct Stream {
     // A byte, or -1 at the end of the file.
     int Byte() { return getc(file); }
     bool Read(BYTE* target, size_t n) { return fread(target, 1, n, file) == n; }
-    bool Seek(uint64_t at) { return at <= 0x7FFFFFFF && fseek(file, static_cast<long>(at), SEEK_SET) == 0; }
+    // Records that follow each other need no seek (which would drop the stream's buffer).
+    bool Seek(uint64_t at)
+    {
+        if (at > 0x7FFFFFFF) return false;
+        return ftell(file) == static_cast<long>(at) || fseek(file, static_cast<long>(at), SEEK_SET) == 0;
+    }
 };
 
 // The record's length after its type byte: one byte; or 0xFF and a word; or,
