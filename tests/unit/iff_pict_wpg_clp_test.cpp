@@ -289,7 +289,7 @@ Bytes PixMap(int op, int rowBytes, int width, int height, int packType, int pixe
     m = Cat(Cat(m, Big({0x8000u | rowBytes, 0, 0, DWORD(height), DWORD(width), 0, DWORD(packType)}, 2)),
             Big({0, 0x480000, 0x480000}, 4));
     m = Cat(m, Big({0, DWORD(pixelSize), 1, DWORD(pixelSize), 0, 0, 0, 0, 0, 0}, 2));
-    if (pixelSize < 16) m = Cat(m, Big({0, 0, 0, 1, 0, 0xFFFF, 0x8000, 0x1234, 1, 0x1111, 0x2222, 0x3333}, 2));
+    if (pixelSize < 16) m = Cat(m, Big({0, 0, 0, 1, 0, 0xFF00, 0x8000, 0x1234, 1, 0x1122, 0x2233, 0x3344}, 2));
     return Cat(Cat(m, Bytes(18, 0)), rows);
 }
 
