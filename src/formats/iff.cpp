@@ -311,7 +311,7 @@ int IFF_Load(LPCSTR path, HGLOBAL* dib)
                     const DWORD d = v & hamMask;
                     switch (selector) {
                     case 0:
-                        if (!hasTable || scan.colors < hamMask) {
+                        if (!hasTable || colors < hamMask) {
                             red = green = blue = data;
                         } else if (d < scan.table.size()) {
                             red = scan.table[d].rgbtRed;
