@@ -80,7 +80,7 @@ UINT CheckDib(const BYTE* p, DWORD length)
     const LONG height = static_cast<LONG>(Long(p + 8));
     const WORD bits = Word(p + 14);
     const DWORD compression = Long(p + 16), used = Long(p + 32);
-    if (width <= 0 || height == 0 || height == LONG_MIN ||
+    if (width <= 0 || height == 0 ||
         (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) || compression > 3)
         return MSG_BAD_DIB;
     const uint64_t colors = used ? used : (bits <= 8 ? 1u << bits : 0);
