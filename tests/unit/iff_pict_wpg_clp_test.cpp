@@ -207,6 +207,29 @@ TEST_F(IffPictWpgClp, WpgWrittenBytesAndRoundTrips)
     ASSERT_EQ(1, WPG_Save(path.c_str(), mono.dib, 1, 1, 1));
     EXPECT_EQ(expected, ReadWholeFile(path));
 
+    // 3 x 1 at 4 bits (1 2 3): the line is the stride, 4 bytes, 12 1200ths
+    // high; 2 x 1 at 8 bits (5 250): 2 bytes, 25 1200ths wide. Map headers
+    // of 16 and 256 entries, then each bitmap record (length 20 + 5, 20 + 3).
+    OwnedDib four1{DibFromRows(3, 1, 4, std::vector<RGBQUAD>(16), {{0x12, 0x30}})};
+    OwnedDib eight1{DibFromRows(2, 1, 8, std::vector<RGBQUAD>(256), {{5, 250}})};
+    const struct {
+        HGLOBAL dib;
+        WORD depth;
+        Bytes map, bitmap;
+    } small[] = {
+        {four1.dib, 4, {0x0E, 0xFF, 52, 0, 0, 0, 16, 0},
+         {0x14, 0xFF, 0, 0x80, 25, 0, 0, 0, 0, 0, 12, 0, 37, 0, 0, 0, 3, 0, 1, 0, 4, 0, 96, 0, 96, 0, 4, 0x12, 0x30, 0, 0, 0x10, 0}},
+        {eight1.dib, 8, {0x0E, 0xFF, 0x04, 0x03, 0, 0, 0, 1},
+         {0x14, 0xFF, 0, 0x80, 23, 0, 0, 0, 0, 0, 12, 0, 25, 0, 0, 0, 2, 0, 1, 0, 8, 0, 96, 0, 96, 0, 2, 5, 250, 0x10, 0}},
+    };
+    for (const auto& c : small) {
+        ASSERT_EQ(1, WPG_Save(path.c_str(), c.dib, 1, 1, c.depth));
+        const Bytes f = ReadWholeFile(path);
+        ASSERT_EQ(24 + 8 + 3 * (1u << c.depth) + c.bitmap.size(), f.size());
+        EXPECT_EQ(c.map, Bytes(f.begin() + 24, f.begin() + 32));
+        EXPECT_EQ(c.bitmap, Bytes(f.end() - c.bitmap.size(), f.end()));
+    }
+
     std::vector<RGBQUAD> table(256);
     for (int i = 0; i < 256; i++) table[i] = {BYTE(i), BYTE(255 - i), BYTE(i / 2), 0};
     Bytes wide(300);
