@@ -46,7 +46,7 @@ struct Scan {
     DWORD width = 0, height = 0, planes = 0, compression = 0, mode = 0;
     bool hasHeader = false;
     DWORD colors = 0;  // the table's count as the file gives it
-    std::vector<RGBTRIPLE> table;  // red, green, blue in rgbt order: Red=rgbtRed
+    std::vector<RGBTRIPLE> table;  // the entries kept
     bool body = false, abit = false;
     uint64_t dataAt = 0, dataLength = 0;
 };
@@ -131,7 +131,7 @@ struct LoadState {
     {
         if (open) FIL_CloseBuffered();
         open = false;
-        if (message == MSG_NO_TAG) MSG_Report(SEV_ERROR, message);
+        if (message == MSG_NO_TAG || message == MSG_ACBM) MSG_Report(SEV_ERROR, message);
         else if (message) FMT_FormatError(message, FMT_Row_IFF);
         return 0;
     }
@@ -179,11 +179,7 @@ int IFF_Load(LPCSTR path, HGLOBAL* dib)
     if (FIL_ReadBuffered(form, 4) != 4) return s.Fail(MSG_INCOMPLETE);
     if (!IsId(form, "FORM")) return s.Fail(MSG_UNKNOWN);
     if (FIL_ReadBuffered(form + 4, 8) != 8) return s.Fail(MSG_INCOMPLETE);
-    if (IsId(form + 8, "ACBM")) {
-        s.Fail(0);
-        MSG_Report(SEV_ERROR, MSG_ACBM);
-        return 0;
-    }
+    if (IsId(form + 8, "ACBM")) return s.Fail(MSG_ACBM);
     if (!IsId(form + 8, "ILBM")) return s.Fail(MSG_SUB_FORMAT);
 
     // Chunk lengths count as given; when that finds no image, a second walk
