@@ -155,8 +155,8 @@ void SkipRegion(Reader& in)
     in.Skip(length >= 2 ? length - 2u : 0);
 }
 
-// Skips the data of an opcode below 0xA2 that is not a map. False for a
-// pattern it cannot read.
+// Skips the data of an opcode below 0xA2 that is not a map; a pattern of an
+// unknown kind fails the reader.
 void SkipOpcode(Reader& in, DWORD op)
 {
     auto inRange = [op](DWORD lo, DWORD hi) { return op >= lo && op <= hi; };
@@ -438,7 +438,6 @@ int PCT_Load(LPCSTR path, HGLOBAL* dib)
             in.Fail(MSG_NO_BITMAP);
         } else if (op == 0x90 || op == 0x91 || (op >= 0x98 && op <= 0x9B)) {
             ReadMap(in, image, op, version);
-            if (!in.failure && !image.handle) in.Fail(MSG_NO_BITMAP);
         } else if (op < 0xA2) {
             SkipOpcode(in, op);
         } else {
