@@ -165,6 +165,24 @@ UINT FetchLine(BYTE* line, DWORD bytes, DWORD compression, UINT overshootMessage
 
 inline int PixelBit(const BYTE* line, DWORD x) { return (line[x >> 3] >> (7 - (x & 7))) & 1; }
 
+// Eight bytes, in memory order, each 1 where the byte's bit (from the high
+// one) is set.
+uint64_t SpreadBits(BYTE b)
+{
+    static const struct Table {
+        uint64_t spread[256];
+        Table()
+        {
+            for (int v = 0; v < 256; v++) {
+                BYTE bytes[8];
+                for (int k = 0; k < 8; k++) bytes[k] = static_cast<BYTE>((v >> (7 - k)) & 1);
+                memcpy(&spread[v], bytes, 8);
+            }
+        }
+    } table;
+    return table.spread[b];
+}
+
 }  // namespace
 
 int IFF_Load(LPCSTR path, HGLOBAL* dib)
@@ -245,7 +263,10 @@ int IFF_Load(LPCSTR path, HGLOBAL* dib)
     const DWORD lineBytes = ((scan.width + 15) / 16) * 2;
     std::unique_ptr<BYTE[]> line(new (std::nothrow) BYTE[lineBytes]);
     std::unique_ptr<DWORD[]> values(new (std::nothrow) DWORD[scan.width]);
-    if (!line || !values) return s.Fail(MSG_NO_MEMORY);
+    // The bits of the red, green and blue planes, a byte a pixel each.
+    const SIZE_T padded = static_cast<SIZE_T>(lineBytes) * 8;
+    std::unique_ptr<BYTE[]> channels(new (std::nothrow) BYTE[3 * padded]);
+    if (!line || !values || !channels) return s.Fail(MSG_NO_MEMORY);
     if (scan.dataAt > 0x7FFFFFFF || FIL_SeekBuffered(static_cast<LONG>(scan.dataAt), FILE_BEGIN) < 0)
         return s.Fail(MSG_DAMAGED);
 
@@ -274,19 +295,23 @@ int IFF_Load(LPCSTR path, HGLOBAL* dib)
         for (DWORD y = 0; y < scan.height; y++) {
             if (!UTL_Yield()) return s.Fail(0);
             if (y % 16 == 1 || y == scan.height - 1) INF_Step(static_cast<WORD>(y));
-            memset(values.get(), 0, sizeof(DWORD) * scan.width);
+            memset(channels.get(), 0, 3 * padded);
             for (DWORD p = 0; p < planes; p++) {
                 if (UINT m = FetchLine(line.get(), lineBytes, scan.compression, overshoot)) return s.Fail(m);
                 if (p >= usedPlanes) continue;
-                // A byte at a time: eight pixels, none when it is 0.
-                for (DWORD i = 0, x = 0; x < scan.width; i++, x += 8) {
-                    const BYTE b = line[i];
-                    if (!b) continue;
-                    const DWORD n = scan.width - x < 8 ? scan.width - x : 8;
-                    for (DWORD k = 0; k < n; k++)
-                        if (b & (0x80 >> k)) values[x + k] |= 1u << p;
+                // Eight pixels at a time: a plane byte spread to one bit in
+                // each of eight bytes, moved to the plane's bit.
+                BYTE* channel = channels.get() + (p >> 3) * padded;
+                for (DWORD i = 0; i < lineBytes; i++) {
+                    if (!line[i]) continue;
+                    uint64_t eight;
+                    memcpy(&eight, channel + 8 * static_cast<SIZE_T>(i), 8);
+                    eight |= SpreadBits(line[i]) << (p & 7);
+                    memcpy(channel + 8 * static_cast<SIZE_T>(i), &eight, 8);
                 }
             }
+            for (DWORD x = 0; x < scan.width; x++)
+                values[x] = channels[x] | channels[padded + x] << 8 | static_cast<DWORD>(channels[2 * padded + x]) << 16;
             BYTE* row = pixels + static_cast<SIZE_T>(scan.height - 1 - y) * stride;
             if (bits == 8) {
                 for (DWORD x = 0; x < scan.width; x++) row[x] = static_cast<BYTE>(values[x]);
@@ -358,6 +383,11 @@ inline void PutBigLong(BYTE* p, DWORD v)
     PutBigWord(p + 2, v);
 }
 
+const uint64_t kLowBits = 0x0101010101010101ULL;
+// The low bits of eight bytes (pixel k in bits 8k) as one plane byte, pixel
+// 0 in its high bit: the product puts bit 8k at bit 63 - k, without carries.
+inline BYTE GatherBits(uint64_t lowBits) { return static_cast<BYTE>((lowBits * 0x8040201008040201ULL) >> 56); }
+
 }  // namespace
 
 int IFF_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
@@ -400,7 +430,8 @@ int IFF_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
     const DWORD bodySize = static_cast<DWORD>(height) * lineBytes;
 
     std::unique_ptr<BYTE[]> line(new (std::nothrow) BYTE[lineBytes]);
-    if (!line) {
+    std::unique_ptr<uint64_t[]> groups(new (std::nothrow) uint64_t[3 * static_cast<SIZE_T>(lineBytes)]);
+    if (!line || !groups) {
         FMT_FormatError(MSG_NO_MEMORY, FMT_Row_IFF);
         return 0;
     }
@@ -429,13 +460,20 @@ int IFF_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
 
     for (LONG y = 0; y < height && written; y++) {
         const BYTE* row = pixels + static_cast<SIZE_T>(h->biHeight < 0 ? y : height - 1 - y) * stride;
-        for (int p = 0; p < 24; p++) {
+        // Each channel eight pixels at a time, pixel k in bits 8k to 8k + 7.
+        for (int c = 0; c < 3; c++) {
             // Red is the pixel's third byte, green its second, blue its first.
-            const BYTE* channel = row + (2 - p / 8);
-            const int bit = p & 7;
-            memset(line.get(), 0, lineBytes);
-            for (LONG x = 0; x < width; x++)
-                if ((channel[3 * static_cast<SIZE_T>(x)] >> bit) & 1) line[x >> 3] |= static_cast<BYTE>(0x80 >> (x & 7));
+            const BYTE* channel = row + (2 - c);
+            for (DWORD g = 0; g < lineBytes; g++) {
+                uint64_t eight = 0;
+                for (DWORD k = 0, x = 8 * g; k < 8 && x < static_cast<DWORD>(width); k++, x++)
+                    eight |= static_cast<uint64_t>(channel[3 * static_cast<SIZE_T>(x)]) << (8 * k);
+                groups[c * static_cast<SIZE_T>(lineBytes) + g] = eight;
+            }
+        }
+        for (int p = 0; p < 24; p++) {
+            const uint64_t* eight = groups.get() + (p / 8) * static_cast<SIZE_T>(lineBytes);
+            for (DWORD g = 0; g < lineBytes; g++) line[g] = GatherBits((eight[g] >> (p & 7)) & kLowBits);
             written = written && FIL_WriteBuffered(line.get(), lineBytes) == lineBytes;
         }
     }
