@@ -1,12 +1,13 @@
 // Writing and reading of the rows without a benchmark of their own (SGI RGB,
-// PPM, Sun raster, GEN, HEX) on a 4000x3000 24-bit picture: smooth gradients
-// crossed by bands, with a little grain. Throughput is reported as pixels per
-// second.
+// PPM, Sun raster, GEN, HEX, IFF, and WPG on the picture's 8-bit gray) on a
+// 4000x3000 24-bit picture: smooth gradients crossed by bands, with a little
+// grain. Throughput is reported as pixels per second.
 //
 // With KV_BENCH_ROWS_DUMP set to a folder, the picture (picture24.ppm) and our
 // files of it are left there for bench/peers_rows.sh.
 #include "bench_images.h"
 #include "cli/headless.h"
+#include "colour/luma.h"
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
@@ -30,9 +31,24 @@ struct Row {
     const char* name;  // the file's extension
     SaveProc save;
     LoadProc load;
+    int bits;  // 24, or 8 for the gray copy
 };
-const Row kRows[] = {{"rgb", SGI_Save, SGI_Load}, {"ppm", PPM_Save, PPM_Load}, {"ras", RAS_Save, RAS_Load},
-                     {"gen", GEN_Save, GEN_Load}, {"hex", HEX_Save, HEX_Load}};
+const Row kRows[] = {{"rgb", SGI_Save, SGI_Load, 24}, {"ppm", PPM_Save, PPM_Load, 24}, {"ras", RAS_Save, RAS_Load, 24},
+                     {"gen", GEN_Save, GEN_Load, 24}, {"hex", HEX_Save, HEX_Load, 24}, {"iff", IFF_Save, IFF_Load, 24},
+                     {"wpg", WPG_Save, WPG_Load, 8}};
+
+HGLOBAL Picture();
+// The picture, or its 8-bit gray copy.
+HGLOBAL PictureAt(int bits)
+{
+    static HGLOBAL gray = nullptr;
+    if (bits == 24) return Picture();
+    if (!gray) {
+        CLR_InitLuma();
+        gray = DIB_ToGray(Picture());
+    }
+    return gray;
+}
 
 HGLOBAL Picture()
 {
@@ -59,17 +75,18 @@ HGLOBAL Picture()
     GlobalUnlock(picture);
     if (const char* folder = getenv("KV_BENCH_ROWS_DUMP")) {
         BenchWritePpm(std::string(folder) + "/picture24.ppm", picture);
-        for (const Row& r : kRows) r.save((std::string(folder) + "/ours." + r.name).c_str(), picture, 1, 0, 24);
+        for (const Row& r : kRows)
+            r.save((std::string(folder) + "/ours." + r.name).c_str(), PictureAt(r.bits), 1, 0, static_cast<WORD>(r.bits));
     }
     return picture;
 }
 
 void Encode(benchmark::State& state, const Row& row)
 {
-    HGLOBAL dib = Picture();
+    HGLOBAL dib = PictureAt(row.bits);
     const std::string path = BenchScratch((std::string("e.") + row.name).c_str());
     for (auto _ : state)
-        if (!row.save(path.c_str(), dib, 1, 0, 24)) state.SkipWithError("save failed");
+        if (!row.save(path.c_str(), dib, 1, 0, static_cast<WORD>(row.bits))) state.SkipWithError("save failed");
     const double bytes = BenchFileBytes(path);
     if (bytes >= 0) state.counters["file_bytes"] = bytes;
     remove(path.c_str());
@@ -79,7 +96,7 @@ void Encode(benchmark::State& state, const Row& row)
 void Decode(benchmark::State& state, const Row& row)
 {
     const std::string path = BenchScratch((std::string("d.") + row.name).c_str());
-    row.save(path.c_str(), Picture(), 1, 0, 24);
+    row.save(path.c_str(), PictureAt(row.bits), 1, 0, static_cast<WORD>(row.bits));
     for (auto _ : state) {
         HGLOBAL dib = nullptr;
         INF_Begin(path.c_str());

@@ -1,7 +1,9 @@
 #!/bin/sh
-# SGI RGB, PPM, Sun raster, GEN and HEX side by side: ImageMagick's convert
-# and netpbm against ours on the same 4000x3000 24-bit picture (the one
-# bench_rows.cpp makes). No peer writes or reads GEN or HEX: GEN is timed
+# SGI RGB, PPM, Sun raster, GEN, HEX, IFF and WPG side by side: ImageMagick's
+# convert and netpbm against ours on the same 4000x3000 24-bit picture (the
+# one bench_rows.cpp makes; WPG on its 8-bit gray copy). Neither peer writes
+# WPG, ImageMagick reads it; netpbm alone writes and reads IFF, and since our
+# IFF sizes count one plane only, ilbmtoppm reads the file it wrote itself. No peer writes or reads GEN or HEX: GEN is timed
 # against raw RGB in both tools, HEX against xxd's plain hex dump of the raw
 # bytes. Our SGI files have dimension 0, which the peers refuse, so each tool
 # reads the file it wrote itself.
@@ -62,6 +64,10 @@ row "GEN read (raw)" RowsDecode/gen \
     rawtoppm "$(cpu sh -c "rawtoppm 4000 3000 '$work/raw' >/dev/null")"
 row "HEX write" RowsEncode/hex - xxd "$(cpu sh -c "xxd -p '$work/raw' >'$work/raw.hex'")"
 row "HEX read" RowsDecode/hex - "xxd -r" "$(cpu sh -c "xxd -r -p '$work/raw.hex' >/dev/null")"
+row "IFF write" RowsEncode/iff - ppmtoilbm "$(cpu sh -c "ppmtoilbm -24force -nocompress '$pic' >'$work/np.iff' 2>/dev/null")"
+row "IFF read" RowsDecode/iff - ilbmtoppm "$(cpu sh -c "ilbmtoppm '$work/np.iff' >/dev/null")"
+row "WPG write (8)" RowsEncode/wpg - - -
+row "WPG read (8)" RowsDecode/wpg "$(less "$(cpu "$convert" "$work/ours.wpg" null:)" "$startup")" - -
 
 want=$("$convert" "$pic" -depth 8 rgb:- | sha256sum)
 for f in ours.ppm ours.ras; do

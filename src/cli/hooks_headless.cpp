@@ -56,6 +56,12 @@ void HDL_ClearBoxes() { boxes.clear(); }
 void HDL_SetInteractive(bool on) { interactive = on; }
 void HDL_SetActiveBits(int bits) { activeBits = bits; }
 int UTL_ActiveImageBits() { return activeBits; }
+void UTL_ScreenFacts(int* dpiX, int* dpiY, int* planes, int* bitsPixel)
+{
+    *dpiX = *dpiY = 96;
+    *planes = 1;
+    *bitsPixel = 32;
+}
 void HDL_RequestStop(bool stop) { stopRequested = stop ? 1 : 0; }
 
 int UTL_MessageBox(HWND, LPCSTR text, LPCSTR caption, UINT flags)

@@ -48,6 +48,17 @@ int UTL_ActiveImageBits()
     return static_cast<int>(IMG_GetAttr(MAI_Active, IA_BITS));
 }
 
+void UTL_ScreenFacts(int* dpiX, int* dpiY, int* planes, int* bitsPixel)
+{
+    HDC screen = GetDC(nullptr);
+    *dpiX = screen ? GetDeviceCaps(screen, LOGPIXELSX) : 96;
+    *dpiY = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
+    // Planes and depth as read at start-up; the screen's own before that.
+    *planes = MAI_ScreenPlanes ? MAI_ScreenPlanes : (screen ? GetDeviceCaps(screen, PLANES) : 1);
+    *bitsPixel = MAI_ScreenBitsPixel ? MAI_ScreenBitsPixel : (screen ? GetDeviceCaps(screen, BITSPIXEL) : 32);
+    if (screen) ReleaseDC(nullptr, screen);
+}
+
 void MSG_LoadWaitCursor() { MSG_WaitCursor = LoadCursorA(nullptr, IDC_WAIT); }
 
 void UTL_BeginWait() { MSG_SavedCursor = SetCursor(MSG_WaitCursor); }

@@ -16,6 +16,10 @@ int UTL_Yield();
 // being converted (HDL_SetActiveBits).
 int UTL_ActiveImageBits();
 
+// The screen's facts that files record or must match: dots per inch across
+// and down, planes and bits per pixel. Headless: a 96-dpi, 1-plane, 32-bit
+// screen, as a test display shows.
+void UTL_ScreenFacts(int* dpiX, int* dpiY, int* planes, int* bitsPixel);
 struct IconEntry;
 // The icon chooser ("Icon Types/Sizes" opened for loading): lists the entries
 // of an icon file and returns the list position taken, -1 on Cancel or for an

@@ -148,6 +148,8 @@ const Reader kReaders[] = {
     {"pcx", PCX_Load, 0, 0, false, true},  {"tga", TGA_Load, 0, 0, false, true}, {"tiff", TIF_Load, 1, 0, false, false},
     {"sgi", SGI_Load, 0, 0, false, true},  {"ppm", PPM_Load, 0, 0, false, false}, {"ras", RAS_Load, 0, 0, false, true},
     {"gen", GEN_Load, 0, 0, false, false}, {"hex", HEX_Load, 0, 0, false, false},
+    {"iff", IFF_Load, 0, 0, false, true},  {"pict", PCT_Load, 0, 1, false, false},
+    {"wpg", WPG_Load, 0, 0, false, false}, {"clp", CLP_Load, 0, 0, false, false},
 };
 
 // Loaded with a sound header, or refused with no block and one message at most.
@@ -300,6 +302,7 @@ TEST(Writers, FailedWritesReportOnceAndLeaveNoFile)
         {"hex", HEX_Save, 24, 0, nullptr, 100000, kWrite, nullptr},
         {"rgb", SGI_Save, 24, 0, nullptr, 100, "Cannot write file header, check disk space", nullptr},  // in the header
         {"rgb", SGI_Save, 24, 0, nullptr, 515, "Cannot write file header, check disk space", nullptr},  // in the pixels
+        {"wpg", WPG_Save, 8, 1, kOpen, 4096, kWrite, nullptr},
     };
     // Noise, so that no run length coding makes the file small.
     std::vector<RGBQUAD> gray(256);
