@@ -1,7 +1,7 @@
 // The IFF, PICT, WPG and CLP readers and the IFF and WPG writers: small files
 // worked out by hand, round trips, hostile files and their messages, and files
 // of netpbm and ImageMagick where those tools are installed.
-#include "pcx_tga_support.h"
+#include "corpus_support.h"
 
 #include <gtest/gtest.h>
 
