@@ -229,7 +229,7 @@ TEST(Writers, EveryRowReadsBackEveryDepthItLists)
         char extension[16];
         FMT_GetExtension(row, extension);
         // The lossless coders of our own; JPEG's and the icon's (sized to the icon) have tests of their own.
-        if (std::string(" BMP DIB RLE GIF PCX TGA TIF PPM RAS RGB GEN HEX ").find(" " + std::string(extension) + " ") ==
+        if (std::string(" BMP DIB RLE GIF PCX TGA TIF PPM RAS RGB GEN HEX IFF LBM WPG ").find(" " + std::string(extension) + " ") ==
             std::string::npos)
             continue;
         for (int d = 0; d < 6; d++) {
