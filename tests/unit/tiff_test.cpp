@@ -25,6 +25,7 @@
 namespace {
 
 // Texts of the messages the tests expect.
+typedef std::vector<std::string> Texts;
 const char kIncomplete[] = "Incomplete TIFF file, cannot load";
 const char kLzw[] = "Patented UNISYS LZW compression not supported";
 const char kUnknownScheme[] = "Unknown data compression algorithm";
@@ -295,7 +296,7 @@ TEST_F(Tiff, TwoBitFilesWidenToFourBitsAndFourBitGrayKeepsItsDepth)
     for (int i = 0; i < 16; i++) EXPECT_EQ((15 - i) * 17, c[i][0]) << i;
 }
 
-TEST_F(Tiff, GrayResponseCurvesShapeTheGrayTable)
+TEST_F(Tiff, GrayResponseCurvesAndTransferFunctionsShapeTheGrayTable)
 {
     // No unit stored is unit 2 (hundredths of density): 10 ^ (-value / 100) of
     // 65535, entry 0 = 0 for min-is-black; the values exceed 255, so the high
@@ -328,6 +329,21 @@ TEST_F(Tiff, GrayResponseCurvesShapeTheGrayTable)
     LoadBytes(BuildTiff(shortCurve, {0x1B}), s);
     ASSERT_EQ(1, s.result);
     EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}), Colours(s));
+
+    // RGB with one sample of 4 bits: 16 entries, from the transfer function.
+    auto rgb = Basic(2, 1, 4, 1);
+    rgb.push_back(Short(262, {2}));
+    std::vector<uint32_t> transfer(16);
+    for (int i = 0; i < 16; i++) transfer[i] = static_cast<uint32_t>(i * i);
+    rgb.push_back(Short(301, transfer));
+    Loaded t;
+    LoadBytes(BuildTiff(rgb, {0x3F}), t);
+    ASSERT_EQ(1, t.result);
+    auto c = Colours(t);
+    ASSERT_EQ(16u, c.size());
+    EXPECT_EQ((std::array<int, 3>{9, 9, 9}), c[3]);
+    EXPECT_EQ((std::array<int, 3>{225, 225, 225}), c[15]);
+    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
 }
 
 TEST_F(Tiff, ColourMapsKeepEightBitValuesAndUseHighBytesOfSixteen)
@@ -405,136 +421,95 @@ TEST_F(Tiff, ColourMapsKeepEightBitValuesAndUseHighBytesOfSixteen)
 
 TEST_F(Tiff, DirectColourRowsAreUnpackedByLayout)
 {
-    // RGB with alpha stays 32 bits, alpha in place.
-    auto rgba = Basic(2, 1, 8, 4);
-    rgba.push_back(Short(262, {2}));
-    rgba.push_back(Short(338, {2}));
-    Loaded a;
-    LoadBytes(BuildTiff(rgba, {1, 2, 3, 4, 5, 6, 7, 8}), a);
-    ASSERT_EQ(1, a.result);
-    EXPECT_EQ(32, a.h.biBitCount);
-    EXPECT_EQ(0u, a.h.biClrUsed);
-    EXPECT_EQ((Bytes{3, 2, 1, 4, 7, 6, 5, 8}), a.Row(0));
-    EXPECT_EQ(4, INF_GetValue(INF_PLANES));
-
-    // RGB: blue, green, red.
-    Loaded rgb;
-    auto three = Basic(2, 1, 8, 3);
-    three.push_back(Short(262, {2}));
-    LoadBytes(BuildTiff(three, {1, 2, 3, 4, 5, 6}), rgb);
-    ASSERT_EQ(1, rgb.result);
-    EXPECT_EQ(24, rgb.h.biBitCount);
-    EXPECT_EQ((Bytes{3, 2, 1, 6, 5, 4, 0, 0}), rgb.Row(0));
-    EXPECT_EQ("planes 3 compressed 0 bits 24 type 0 version 5",
-              InfoText({INF_PLANES, INF_COMPRESSED, INF_BITSPERPIXEL, INF_TYPE, INF_VERSION}));
-
-    // Separate planes: red plane, green plane, blue plane, each read in its own pass.
-    auto planar = Basic(2, 2, 8, 3);
-    planar.push_back(Short(262, {2}));
-    planar.push_back(Short(284, {2}));
-    Bytes file = BuildStrips(planar, {{10, 11, 12, 13}, {20, 21, 22, 23}, {30, 31, 32, 33}});
-    Loaded p;
-    LoadBytes(file, p);
-    ASSERT_EQ(1, p.result) << (p.texts.empty() ? "" : p.texts[0]);
-    EXPECT_EQ((Bytes{30, 20, 10, 31, 21, 11, 0, 0}), p.Row(0));
-    EXPECT_EQ((Bytes{32, 22, 12, 33, 23, 13, 0, 0}), p.Row(1));
-
-    // 16 bits a pixel are five-bit fields, whatever the samples: two samples of 8 bits.
-    auto two = Basic(2, 1, 8, 2);
-    two.push_back(Short(262, {2}));
-    Loaded five;
-    // 0x7FFF: all ones; 0x7C1F: red 31, green 0, blue 31.
-    LoadBytes(BuildTiff(two, {0xFF, 0x7F, 0x1F, 0x7C}), five);
-    ASSERT_EQ(1, five.result);
-    EXPECT_EQ(24, five.h.biBitCount);
-    EXPECT_EQ((Bytes{0xF8, 0xF8, 0xF8, 0xF8, 0x00, 0xF8, 0, 0}), five.Row(0));
-
-    // CMYK, 8 bits a sample: 255 - (ink + black), held at 0.
-    auto cmyk = Basic(2, 1, 8, 4);
-    cmyk.push_back(Short(262, {5}));
-    Loaded k;
-    LoadBytes(BuildTiff(cmyk, {10, 20, 30, 40, 200, 0, 100, 100}), k);
-    ASSERT_EQ(1, k.result);
-    EXPECT_EQ(24, k.h.biBitCount);
-    EXPECT_EQ((Bytes{185, 195, 205, 55, 155, 0, 0, 0}), k.Row(0));
-    EXPECT_EQ(3, INF_GetValue(INF_PLANES));
-}
-
-TEST_F(Tiff, TransferFunctionOfAnRgbFileWithEntriesBecomesTheTable)
-{
-    // RGB with one sample of 4 bits: 16 entries, from the transfer function.
-    auto tags = Basic(2, 1, 4, 1);
-    tags.push_back(Short(262, {2}));
-    std::vector<uint32_t> transfer(16);
-    for (int i = 0; i < 16; i++) transfer[i] = static_cast<uint32_t>(i * i);
-    tags.push_back(Short(301, transfer));
-    Loaded l;
-    LoadBytes(BuildTiff(tags, {0x3F}), l);
-    ASSERT_EQ(1, l.result);
-    auto c = Colours(l);
-    ASSERT_EQ(16u, c.size());
-    EXPECT_EQ((std::array<int, 3>{9, 9, 9}), c[3]);
-    EXPECT_EQ((std::array<int, 3>{225, 225, 225}), c[15]);
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-}
-
-TEST_F(Tiff, LayoutsWithoutADibAreRefusedWithTheirMessage)
-{
+    auto with = [](std::vector<Tag> t, std::vector<Tag> extra) {
+        t.insert(t.end(), extra.begin(), extra.end());
+        return t;
+    };
     struct Case {
         std::vector<Tag> tags;
-        Bytes data;
-        const char* text;
+        std::vector<Bytes> strips;
+        WORD bits;
+        Bytes pixels;  // bottom row first
+        LONG planes;   // 0: not looked at
         const char* what;
     };
+    const std::vector<Case> cases = {
+        // RGB with alpha stays 32 bits, alpha in place.
+        {with(Basic(2, 1, 8, 4), {Short(262, {2}), Short(338, {2})}), {{1, 2, 3, 4, 5, 6, 7, 8}}, 32, {3, 2, 1, 4, 7, 6, 5, 8}, 4, "RGBA"},
+        // Separate planes: red plane, green plane, blue plane, each read in its own pass.
+        {with(Basic(2, 2, 8, 3), {Short(262, {2}), Short(284, {2})}),
+         {{10, 11, 12, 13}, {20, 21, 22, 23}, {30, 31, 32, 33}},
+         24,
+         {32, 22, 12, 33, 23, 13, 0, 0, 30, 20, 10, 31, 21, 11, 0, 0},
+         0,
+         "planes"},
+        // 16 bits a pixel are five-bit fields, whatever the samples: 0x7FFF all
+        // ones; 0x7C1F red 31, green 0, blue 31.
+        {with(Basic(2, 1, 8, 2), {Short(262, {2})}), {{0xFF, 0x7F, 0x1F, 0x7C}}, 24, {0xF8, 0xF8, 0xF8, 0xF8, 0x00, 0xF8, 0, 0}, 0, "5-5-5"},
+        // CMYK, 8 bits a sample: 255 - (ink + black), held at 0.
+        {with(Basic(2, 1, 8, 4), {Short(262, {5})}), {{10, 20, 30, 40, 200, 0, 100, 100}}, 24, {185, 195, 205, 55, 155, 0, 0, 0}, 3, "CMYK"},
+        // RGB: blue, green, red.
+        {with(Basic(2, 1, 8, 3), {Short(262, {2})}), {{1, 2, 3, 4, 5, 6}}, 24, {3, 2, 1, 6, 5, 4, 0, 0}, 3, "RGB"},
+    };
+    for (const Case& c : cases) {
+        Loaded l;
+        LoadBytes(BuildStrips(c.tags, c.strips), l);
+        ASSERT_EQ(1, l.result) << c.what;
+        EXPECT_EQ(c.bits, l.h.biBitCount) << c.what;
+        EXPECT_EQ(0u, l.h.biClrUsed) << c.what;
+        EXPECT_EQ(c.pixels, l.pixels) << c.what;
+        if (c.planes) EXPECT_EQ(c.planes, INF_GetValue(INF_PLANES)) << c.what;
+    }
+    EXPECT_EQ("planes 3 compressed 0 bits 24 type 0 version 5",
+              InfoText({INF_PLANES, INF_COMPRESSED, INF_BITSPERPIXEL, INF_TYPE, INF_VERSION}));
+}
+
+TEST_F(Tiff, FilesWithoutALoadableImageAreRefusedWithTheirMessage)
+{
     auto with = [](std::vector<Tag> t, Tag extra) {
         t.push_back(extra);
         return t;
     };
-    std::vector<Case> cases = {
-        {with(Basic(2, 1, 16, 1), Short(262, {1})), Bytes(4, 0), kNoGray16, "16-bit gray"},
-        {with(Basic(2, 1, 8, 3), Short(262, {0})), Bytes(6, 0), kNoGray16, "24-bit gray"},
-        {with(Basic(2, 1, 16, 4), Short(262, {5})), Bytes(16, 0), kCmyk, "CMYK of 16 bits"},
-        {with(Basic(2, 1, 8, 3), Short(262, {6})), Bytes(6, 0), kPhotometric, "YCbCr"},
-        {with(Basic(2, 1, 3, 1), Short(262, {1})), Bytes(1, 0), kUnsupported, "3 bits a sample"},
-        {with(Basic(2, 1, 16, 3), Short(262, {2})), Bytes(12, 0), kUnsupported, "48 bits"},
-        {with(Basic(2, 1, 8, 5), Short(262, {2})), Bytes(10, 0), kUnsupported, "5 samples"},
-        {with(Basic(2, 1, 8, 1), Short(259, {8})), Bytes(2, 0), kUnknownScheme, "Deflate"},
-        {with(Basic(2, 1, 8, 1), Short(259, {7})), Bytes(2, 0), kUnknownScheme, "JPEG"},
-        {with(Basic(2, 1, 8, 1), Short(259, {5})), Bytes(2, 0), kLzw, "LZW"},
-    };
-    for (const Case& c : cases) {
-        Loaded l;
-        LoadBytes(BuildTiff(c.tags, c.data), l);
-        EXPECT_EQ(0, l.result) << c.what;
-        ASSERT_EQ(1u, l.texts.size()) << c.what;
-        EXPECT_EQ(c.text, l.texts[0]) << c.what;
-    }
-}
-
-TEST_F(Tiff, BrokenHeadersAndMissingFilesReportLibtiffConditionsByNumber)
-{
     Bytes good = BuildTiff(Basic(1, 1, 8, 1), {0});
+    Bytes notTiff = good, version = good, whole = BuildTiff(Basic(10, 4, 8, 1), Bytes(40, 7));
+    notTiff[0] = 'X';
+    version[2] = 41;
     struct Case {
         Bytes file;
         const char* text;
+        const char* what;
     };
-    Bytes notTiff = good;
-    notTiff[0] = 'X';
-    Bytes version = good;
-    version[2] = 41;
-    std::vector<Case> cases = {{notTiff, kBadHeaderId}, {version, kBadVersion}, {Bytes{'I', 'I', 42}, kNoHeader}};
+    const std::vector<Case> cases = {
+        {BuildTiff(with(Basic(2, 1, 16, 1), Short(262, {1})), Bytes(4, 0)), kNoGray16, "16-bit gray"},
+        {BuildTiff(with(Basic(2, 1, 8, 3), Short(262, {0})), Bytes(6, 0)), kNoGray16, "24-bit gray"},
+        {BuildTiff(with(Basic(2, 1, 16, 4), Short(262, {5})), Bytes(16, 0)), kCmyk, "CMYK of 16 bits"},
+        {BuildTiff(with(Basic(2, 1, 8, 3), Short(262, {6})), Bytes(6, 0)), kPhotometric, "YCbCr"},
+        {BuildTiff(with(Basic(2, 1, 3, 1), Short(262, {1})), Bytes(1, 0)), kUnsupported, "3 bits a sample"},
+        {BuildTiff(with(Basic(2, 1, 16, 3), Short(262, {2})), Bytes(12, 0)), kUnsupported, "48 bits"},
+        {BuildTiff(with(Basic(2, 1, 8, 5), Short(262, {2})), Bytes(10, 0)), kUnsupported, "5 samples"},
+        {BuildTiff(with(Basic(2, 1, 8, 1), Short(259, {8})), Bytes(2, 0)), kUnknownScheme, "Deflate"},
+        {BuildTiff(with(Basic(2, 1, 8, 1), Short(259, {7})), Bytes(2, 0)), kUnknownScheme, "JPEG"},
+        {BuildTiff(with(Basic(2, 1, 8, 1), Short(259, {5})), Bytes(2, 0)), kLzw, "LZW"},
+        {notTiff, kBadHeaderId, "byte order mark"},
+        {version, kBadVersion, "version"},
+        {Bytes{'I', 'I', 42}, kNoHeader, "three bytes"},
+        {Bytes(whole.begin(), whole.end() - 3), kIncomplete, "strip 3 bytes short"},
+        {BuildTiff(with(Basic(4, 2, 8, 1), Short(259, {32773})), {0xFD, 9}), kIncomplete, "PackBits codes end a row early"},
+        {BuildTiff(with(Basic(20000, 1000, 8, 1), Short(259, {32773})), Bytes(100, 0)), kIncomplete, "PackBits 100 bytes"},
+        {BuildTiff(Basic(60000, 60000, 8, 1), Bytes(16, 0)), kNoMemory, "3.6 GB claimed"},
+        {BuildTiff(Basic(70000, 1, 1, 1), Bytes(8750, 0)), kIllegalSize, "side over 65535"},
+        {BuildTiff(Basic(1, 1, 8, 1000), Bytes(1000, 0)), kUnsupported, "1000 samples"},
+    };
     for (const Case& c : cases) {
         Loaded l;
         LoadBytes(c.file, l);
-        EXPECT_EQ(0, l.result);
-        ASSERT_EQ(1u, l.texts.size());
-        EXPECT_EQ(c.text, l.texts[0]);
+        EXPECT_EQ(0, l.result) << c.what;
+        EXPECT_EQ(Texts{c.text}, l.texts) << c.what;
     }
     Loaded missing;
     LoadPath(TempPath("no-such-file.tif"), missing);
     EXPECT_EQ(0, missing.result);
-    ASSERT_EQ(1u, missing.texts.size());
-    EXPECT_EQ(kCannotOpen, missing.texts[0]);
+    EXPECT_EQ(Texts{kCannotOpen}, missing.texts);
     // The messages of a read are class 2: during a batch they offer to cancel it.
     BAT_SetActive(1, 0);
     HDL_QueueAnswer(IDYES);
@@ -542,32 +517,13 @@ TEST_F(Tiff, BrokenHeadersAndMissingFilesReportLibtiffConditionsByNumber)
     Loaded batch;
     LoadBytes(notTiff, batch);
     BAT_SetActive(0, 0);
-    ASSERT_EQ(1u, batch.texts.size());
-    EXPECT_EQ(std::string(kBadHeaderId) + "\n\nCancel Batch?", batch.texts[0]);
+    EXPECT_EQ(Texts{std::string(kBadHeaderId) + "\n\nCancel Batch?"}, batch.texts);
     EXPECT_EQ(1, MSG_GetAbort());
     MSG_ClearAbort();
 }
 
 TEST_F(Tiff, ShortStripsFailTheLoadWithNoImage)
 {
-    // Uncompressed: the strip claims 40 bytes, the file ends 3 bytes early.
-    Bytes whole = BuildTiff(Basic(10, 4, 8, 1), Bytes(40, 7));
-    Bytes cut(whole.begin(), whole.end() - 3);
-    Loaded raw;
-    LoadBytes(cut, raw);
-    EXPECT_EQ(0, raw.result);
-    ASSERT_EQ(1u, raw.texts.size());
-    EXPECT_EQ(kIncomplete, raw.texts[0]);
-
-    // PackBits: the codes stop after the first of two rows.
-    auto packed = Basic(4, 2, 8, 1);
-    packed.push_back(Short(259, {32773}));
-    Loaded pb;
-    LoadBytes(BuildTiff(packed, {0xFD, 9}), pb);
-    EXPECT_EQ(0, pb.result);
-    ASSERT_EQ(1u, pb.texts.size());
-    EXPECT_EQ(kIncomplete, pb.texts[0]);
-
     // Group 3 and Group 4 strips as libtiff codes them, placed in files of our own.
     for (uint16_t scheme : {uint16_t(COMPRESSION_CCITTFAX3), uint16_t(COMPRESSION_CCITTFAX4)}) {
         std::string coder = TempPath("coder.tif");
@@ -627,12 +583,6 @@ TEST_F(Tiff, ShortStripsFailTheLoadWithNoImage)
 
 TEST_F(Tiff, HugeOrLyingSizesAreRefusedBeforeMemoryIsTaken)
 {
-    // 60000 x 60000 at 8 bits claims 3.6 GB: beyond the image memory limit.
-    Loaded big;
-    LoadBytes(BuildTiff(Basic(60000, 60000, 8, 1), Bytes(16, 0)), big);
-    EXPECT_EQ(0, big.result);
-    ASSERT_EQ(1u, big.texts.size());
-    EXPECT_EQ(kNoMemory, big.texts[0]);
     // 300 strips of one row that all share the file's 300 bytes: the file
     // needn't hold the image's size, only the limit bounds it.
     auto oneRow = Basic(300, 300, 8, 1);
@@ -648,29 +598,11 @@ TEST_F(Tiff, HugeOrLyingSizesAreRefusedBeforeMemoryIsTaken)
     LoadBytes(shared, limited);
     DIB_SetMemoryLimit(0x80000000ULL);
     EXPECT_EQ(0, limited.result);
-    EXPECT_EQ(std::vector<std::string>{kNoMemory}, limited.texts);
-    // PackBits can't stretch 100 bytes to 20000 x 1000.
-    auto packed = Basic(20000, 1000, 8, 1);
-    packed.push_back(Short(259, {32773}));
-    Loaded pb;
-    LoadBytes(BuildTiff(packed, Bytes(100, 0)), pb);
-    EXPECT_EQ(0, pb.result);
-    ASSERT_EQ(1u, pb.texts.size());
-    EXPECT_EQ(kIncomplete, pb.texts[0]);
-    // Sides up to 65535 and not beyond.
+    EXPECT_EQ(Texts{kNoMemory}, limited.texts);
+    // A side of 65535 is the largest loaded.
     Loaded edge;
     LoadBytes(BuildTiff(Basic(65535, 1, 1, 1), Bytes(8192, 0)), edge);
     EXPECT_EQ(1, edge.result);
-    Loaded wide;
-    LoadBytes(BuildTiff(Basic(70000, 1, 1, 1), Bytes(8750, 0)), wide);
-    EXPECT_EQ(0, wide.result);
-    ASSERT_EQ(1u, wide.texts.size());
-    EXPECT_EQ(kIllegalSize, wide.texts[0]);
-    // A sample count no image has.
-    Loaded samples;
-    LoadBytes(BuildTiff(Basic(1, 1, 8, 1000), Bytes(1000, 0)), samples);
-    EXPECT_EQ(0, samples.result);
-    ASSERT_EQ(1u, samples.texts.size());
 }
 
 // ---- writing ---------------------------------------------------------------------------------
@@ -787,7 +719,7 @@ TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
     int result = 1;
     auto texts = Save(path, rgba, 32, 1, &result);
     EXPECT_EQ(0, result);
-    EXPECT_EQ(std::vector<std::string>{kGroupBits}, texts);
+    EXPECT_EQ(Texts{kGroupBits}, texts);
     EXPECT_FALSE(FileExists(path));
     // ... and no other setting is looked at.
     SET_Put(SET_TIF_24_BIT_COMPRESSION, 1);
@@ -829,7 +761,7 @@ TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
     SET_Put(SET_TIF_8_BIT_COMPRESSION, 4);
     texts = Save(path, gray, 8, 1, &result);
     EXPECT_EQ(0, result);
-    EXPECT_EQ(std::vector<std::string>{kGroupBits}, texts);
+    EXPECT_EQ(Texts{kGroupBits}, texts);
     EXPECT_FALSE(FileExists(path));
 
     // A setting that names no scheme is PackBits.
@@ -840,7 +772,7 @@ TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
     SET_Put(SET_TIF_8_BIT_COMPRESSION, 0);
     texts = Save(path, gray, 8, 1, &result);
     EXPECT_EQ(1, result);
-    EXPECT_EQ(std::vector<std::string>{kLzw}, texts);
+    EXPECT_EQ(Texts{kLzw}, texts);
     EXPECT_EQ(COMPRESSION_NONE, Inspect(path).compression);
     Loaded plain;
     LoadPath(path, plain);
@@ -862,7 +794,7 @@ TEST_F(Tiff, RowsLongerThanAStripAreRefusedByTheTagAndGoInOneStrip)
     int result = 0;
     auto texts = Save(path, wide, 24, 1, &result);
     EXPECT_EQ(1, result);
-    EXPECT_EQ(std::vector<std::string>{kIllegalTag}, texts);
+    EXPECT_EQ(Texts{kIllegalTag}, texts);
     Written w = Inspect(path);
     EXPECT_FALSE(w.hasRowsPerStrip);
     EXPECT_EQ(1u, w.strips);
