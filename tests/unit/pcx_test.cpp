@@ -293,38 +293,52 @@ TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
 
 // ---- the reader: plane layouts -----------------------------------------------------------
 
-TEST_F(Pcx, ThreePlanesBecomeBlueGreenRed)
+TEST_F(Pcx, PlaneLayoutsAndLinesOfEveryLengthGiveTheseRows)
 {
-    HGLOBAL dib = nullptr;
-    Bytes line = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 2, 0, 3, 3), line), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(24, v.h->biBitCount);
-    EXPECT_EQ(Bytes({7, 4, 1, 8, 5, 2, 9, 6, 3}), v.TopRow(0, 9));
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+    Bytes top(20, 0), bottom(20, 0);
+    top[0] = 1, top[1] = 2, top[2] = 3, top[3] = 4;
+    bottom[0] = 5, bottom[1] = 6, bottom[2] = 7, bottom[3] = 8;
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<Bytes> rows;  // the first bytes of each row, top first
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        {Cat(Header(5, 8, 2, 0, 3, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9}), 24, {{7, 4, 1, 8, 5, 2, 9, 6, 3}}, "three planes"},
+        // One plane of 3 bits widens to 4 and stays zero; four planes of 8 bits give 32 and stay zero.
+        {Cat(Header(5, 3, 1, 0, 1, 2), {0x3F, 0x3F}), 4, {Bytes(4, 0)}, "3 bits"},
+        {Cat(Header(5, 8, 0, 0, 4, 2), {0xC8, 0x33}), 32, {Bytes(4, 0)}, "four planes of 8 bits"},
+        // Three lines of 6; the data stops inside the second, after a run's code
+        // byte: that code takes the value 0 and fills 3 bytes.
+        {Cat(Header(5, 1, 47, 2, 1, 6), {0xC6, 0xFF, 0x81, 0x42, 0xC3}), 1,
+         {Bytes(6, 0xFF), {0x81, 0x42, 0, 0, 0, 0}, Bytes(6, 0)}, "data ends in a line"},
+        // 8 bits, 20 pixels wide, 4 bytes a line: the rest of each row stays zero.
+        {Cat(Cat(Header(5, 8, 19, 1, 1, 4), {1, 2, 3, 4, 5, 6, 7, 8}), Tail()), 8, {top, bottom}, "lines too short"},
+        // Two pixels of 8 bits with 10 bytes a line: only the row's 4 bytes are kept.
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 10), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}), Tail()), 8, {{1, 2, 3, 4}}, "line too long"},
+        // Three planes narrower than the width: pixels beyond the line stay black.
+        {Cat(Header(5, 8, 3, 0, 3, 2), {1, 2, 3, 4, 5, 6}), 24, {{5, 3, 1, 6, 4, 2, 0, 0, 0, 0, 0, 0}}, "planes too short"},
+        // Four planes of 40 bytes for a 2-pixel row (a literal and 39 zeros each;
+        // the first bytes give pixels 1 + 4 and 2 + 8).
+        {Cat(Header(5, 1, 1, 0, 4, 40), {0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00, 0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00}), 4,
+         {{0x5A, 0x00, 0x00, 0x00}}, "planes too long"},
+        {Cat(Header(5, 2, 1, 0, 1, 30), {0xDE, 0xE4}), 4, {{0x32, 0x10, 0x32, 0x10}}, "2-bit line too long"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
+        DibView v(dib);
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (size_t y = 0; y < c.rows.size(); y++) EXPECT_EQ(c.rows[y], v.TopRow(static_cast<LONG>(y), c.rows[y].size())) << c.what;
+    }
+    EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Pcx, LayoutsWithoutAConversionLoadZeroAndTwoPlanesFailSilently)
+TEST_F(Pcx, TwoPlanesFailSilentlyAndOtherDepthsAreRefused)
 {
     HGLOBAL dib = nullptr;
-    // One plane of 3 bits widens to 4 and stays zero; four planes of 8 bits give 32 and stay zero.
-    ASSERT_EQ(1, Load(Cat(Header(5, 3, 1, 0, 1, 2), {0x3F, 0x3F}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
-    }
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 0, 0, 4, 2), {0xC8, 0x33}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(32, v.h->biBitCount);
-        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
-    }
-    GlobalFree(dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-
     // Two planes and zero planes.
     for (int planes : {2, 0}) {
         dib = reinterpret_cast<HGLOBAL>(1);
@@ -379,61 +393,6 @@ TEST_F(Pcx, RunCutAtTheLineEndAsksOncePerFile)
     EXPECT_EQ(0, Load(file, &dib));
     EXPECT_EQ(2u, HDL_Boxes().size());
     EXPECT_EQ(0, MSG_GetAbort());
-}
-
-TEST_F(Pcx, TheEndOfTheDataReadsAsZero)
-{
-    // Three lines of 6; the data stops inside the second, after a run's code byte.
-    Bytes oneBit = Cat(Header(5, 1, 47, 2, 1, 6), {0xC6, 0xFF, 0x81, 0x42, 0xC3});
-    HGLOBAL dib = nullptr;
-    ASSERT_EQ(1, Load(oneBit, &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(Bytes(6, 0xFF), v.TopRow(0, 6));
-        // The run code at the very end takes the value 0 and fills 3 bytes.
-        EXPECT_EQ(Bytes({0x81, 0x42, 0, 0, 0, 0}), v.TopRow(1, 6));
-        EXPECT_EQ(Bytes(6, 0), v.TopRow(2, 6));
-    }
-    EXPECT_TRUE(HDL_Boxes().empty());
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, LinesThatDisagreeWithTheWidthStayInsideTheRow)
-{
-    HGLOBAL dib = nullptr;
-    // 8 bits, 20 pixels wide, 4 bytes a line: the rest of each row stays zero.
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 19, 1, 1, 4), {1, 2, 3, 4, 5, 6, 7, 8}), Tail()), &dib));
-    {
-        DibView v(dib);
-        Bytes top(20, 0), bottom(20, 0);
-        top[0] = 1, top[1] = 2, top[2] = 3, top[3] = 4;
-        bottom[0] = 5, bottom[1] = 6, bottom[2] = 7, bottom[3] = 8;
-        EXPECT_EQ(top, v.TopRow(0, 20));
-        EXPECT_EQ(bottom, v.TopRow(1, 20));
-    }
-    GlobalFree(dib);
-
-    // Two pixels of 8 bits with 10 bytes a line: only the row's 4 bytes are kept.
-    Bytes longLine = Cat(Header(5, 8, 1, 0, 1, 10), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
-    ASSERT_EQ(1, Load(Cat(longLine, Tail()), &dib));
-    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-
-    // Three planes narrower than the width: pixels beyond the line stay black.
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 3, 0, 3, 2), {1, 2, 3, 4, 5, 6}), &dib));
-    EXPECT_EQ(Bytes({5, 3, 1, 6, 4, 2, 0, 0, 0, 0, 0, 0}), DibView(dib).TopRow(0, 12));
-    GlobalFree(dib);
-
-    // Four planes of 40 bytes for a 2-pixel row (a literal and 39 zeros each; the
-    // first bytes give pixels 1 + 4 and 2 + 8), and 2-bit lines longer than the row.
-    Bytes planes = {0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00, 0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00};
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 1, 0, 4, 40), planes), &dib));
-    EXPECT_EQ(Bytes({0x5A, 0x00, 0x00, 0x00}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(5, 2, 1, 0, 1, 30), {0xDE, 0xE4}), &dib));
-    EXPECT_EQ(Bytes({0x32, 0x10, 0x32, 0x10}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
 }
 
 TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)
