@@ -12,6 +12,7 @@ namespace {
 
 const char kDecodeQuestion[] = "Error encountered decompressing PCX file.  Continue to load?";
 const char kCancelBatch[] = "\n\nCancel Batch?";
+typedef std::vector<std::string> Texts;
 
 // A 128-byte header with the given fields; the rest as a writer leaves it.
 Bytes Header(int version, int bitsPerPlane, int xMax, int yMax, int planes, int bytesPerLine,
@@ -188,24 +189,44 @@ TEST_F(Pcx, DepthsWithoutAPcxForm)
 
 // ---- the reader: palettes ----------------------------------------------------------------
 
-TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
+TEST_F(Pcx, OldVersionsOtherMakersAndUnreadableLayoutsAreRefused)
 {
-    Bytes data = {0xC2, 0x00};
-    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
-    for (int version : {0, 2, 0x80, 0xFF}) {
+    const Texts unsupported = {"Unsupported PCX format"}, notLegal = {"Not a legal PCX format file"},
+                incomplete = {"Incomplete PCX file, cannot load"};
+    Bytes otherMaker = Header(5, 8, 0, 0, 1, 2), cut = Header(5, 8, 0, 0, 1, 2);
+    otherMaker[0] = 11;
+    cut.resize(40);
+    struct Case {
+        Bytes file;
+        Texts texts;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        {Cat(Header(0, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0"},
+        {Cat(Header(2, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 2"},
+        {Cat(Header(0x80, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0x80"},
+        {Cat(Header(0xFF, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0xFF"},
+        {Cat(otherMaker, {0xC2, 0x00}), notLegal, "another maker"},
+        // Two planes and zero planes fail without a word.
+        {Cat(Header(5, 1, 7, 0, 2, 2), {0xC4, 0x11}), {}, "two planes"},
+        {Cat(Header(5, 1, 7, 0, 0, 2), {0xC4, 0x11}), {}, "no planes"},
+        // Total bits with no DIB depth (here 3 x 9).
+        {Cat(Header(5, 9, 0, 0, 3, 2), {0xC6, 0x11}), unsupported, "3 x 9 bits"},
+        {cut, incomplete, "a header of nothing but its first bytes"},
+        {Cat(Header(5, 1, 5, 0, 1, 2, {}, 9), {0x00, 0x00}), notLegal, "the last column before the first"},
+        // Shorter than the 256-colour tail: the seek back fails.
+        {Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), incomplete, "no room for the tail"},
+    };
+    for (const Case& c : cases) {
         HDL_ClearBoxes();
-        EXPECT_EQ(0, Load(Cat(Header(version, 8, 0, 0, 1, 2), data), &dib));
-        EXPECT_EQ(nullptr, dib);
-        EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts()) << version;
+        HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+        EXPECT_EQ(0, Load(c.file, &dib)) << c.what;
+        EXPECT_EQ(nullptr, dib) << c.what;
+        EXPECT_EQ(c.texts, BoxTexts()) << c.what;
     }
-    HDL_ClearBoxes();
-    Bytes other = Header(5, 8, 0, 0, 1, 2);
-    other[0] = 11;
-    EXPECT_EQ(0, Load(Cat(other, data), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
-
     // A missing file is no report at all.
     HDL_ClearBoxes();
+    HGLOBAL dib = nullptr;
     EXPECT_EQ(0, PCX_Load(TempPath("never_written.pcx").c_str(), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
 }
@@ -268,11 +289,6 @@ TEST_F(Pcx, EightBitTablesComeFromTheTailOrAreGray)
         EXPECT_EQ(1, INF_GetValue(INF_GRAY));
     }
     GlobalFree(dib);
-
-    // Shorter than the tail: the seek back fails.
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(Cat(Header(5, 8, 1, 0, 1, 2), pixels), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
 }
 
 TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
@@ -334,21 +350,6 @@ TEST_F(Pcx, PlaneLayoutsAndLinesOfEveryLengthGiveTheseRows)
         for (size_t y = 0; y < c.rows.size(); y++) EXPECT_EQ(c.rows[y], v.TopRow(static_cast<LONG>(y), c.rows[y].size())) << c.what;
     }
     EXPECT_TRUE(HDL_Boxes().empty());
-}
-
-TEST_F(Pcx, TwoPlanesFailSilentlyAndOtherDepthsAreRefused)
-{
-    HGLOBAL dib = nullptr;
-    // Two planes and zero planes.
-    for (int planes : {2, 0}) {
-        dib = reinterpret_cast<HGLOBAL>(1);
-        EXPECT_EQ(0, Load(Cat(Header(5, 1, 7, 0, planes, 2), {0xC4, 0x11}), &dib));
-        EXPECT_EQ(nullptr, dib);
-        EXPECT_TRUE(HDL_Boxes().empty());
-    }
-    // Total bits with no DIB depth (here 3 x 9) are not loaded.
-    EXPECT_EQ(0, Load(Cat(Header(5, 9, 0, 0, 3, 2), {0xC6, 0x11}), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts());
 }
 
 // ---- the reader: damaged and truncated data ------------------------------------------------
@@ -416,17 +417,6 @@ TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)
     DIB_SetMemoryLimit(limit);
     EXPECT_EQ(0, Load(Cat(Cat(Header(5, 8, 0xFFFF, 0xFFFF, 1, 0xFFFE), {0xC1, 0x00}), Tail()), &dib));
     EXPECT_EQ(std::vector<std::string>(2, "Not enough memory to load PCX image"), BoxTexts());
-    // A header of nothing but its first bytes.
-    HDL_ClearBoxes();
-    Bytes cut = Header(5, 8, 0, 0, 1, 2);
-    cut.resize(40);
-    EXPECT_EQ(0, Load(cut, &dib));
-    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
-    // The last column before the first.
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(Cat(Header(5, 1, 5, 0, 1, 2, {}, 9), {0x00, 0x00}), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
-    EXPECT_EQ(nullptr, dib);
 }
 
 TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)
