@@ -211,33 +211,40 @@ TEST_F(Tga, HeadersAndShortDataAreRefused)
     HDL_ClearBoxes();
     EXPECT_EQ(0, TGA_Load(TempPath("never_written.tga").c_str(), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
-
-    // An odd depth with no map entry size passes and stores nothing.
-    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 15), {0xFF, 0xFF, 0xFF, 0xFF}), &dib));
-    EXPECT_EQ(24, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes(6, 0), DibView(dib).TopRow(0, 6));
-    EXPECT_EQ(15, INF_GetValue(INF_BITSPERPIXEL));
-    GlobalFree(dib);
 }
 
-TEST_F(Tga, SixteenAndThirtyTwoBitPixels)
+TEST_F(Tga, PixelFormsAndPacketsAcrossRowsGiveTheseRows)
 {
-    HGLOBAL dib = nullptr;
-    // 0x7FFF, 0x8000 (the top bit is no channel), 0x0421, 0x7C1F.
-    ASSERT_EQ(1, Load(Cat(Header(2, 4, 1, 16), {0xFF, 0x7F, 0x00, 0x80, 0x21, 0x04, 0x1F, 0x7C}), &dib));
-    {
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<Bytes> rows;  // the first bytes of each row, top first
+        int fileBits;             // the depth the load information gives
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // 0x7FFF, 0x8000 (the top bit is no channel), 0x0421, 0x7C1F.
+        {Cat(Header(2, 4, 1, 16), {0xFF, 0x7F, 0x00, 0x80, 0x21, 0x04, 0x1F, 0x7C}), 24,
+         {{0xF8, 0xF8, 0xF8, 0, 0, 0, 8, 8, 8, 0xF8, 0, 0xF8}}, 16, "16 bits"},
+        {Cat(Header(2, 2, 1, 32, 8), {1, 2, 3, 4, 5, 6, 7, 0}), 32, {{1, 2, 3, 4, 5, 6, 7, 0}}, 32, "32 bits"},
+        // An odd depth with no map entry size passes and stores nothing.
+        {Cat(Header(2, 2, 1, 15), {0xFF, 0xFF, 0xFF, 0xFF}), 24, {Bytes(6, 0)}, 15, "15 bits"},
+        // 3 x 2 at 24 bits, top first: a run of 4 then a raw packet of 2.
+        {Cat(Header(10, 3, 2, 24, 0x20), {0x83, 1, 2, 3, 0x01, 4, 5, 6, 7, 8, 9}), 24,
+         {{1, 2, 3, 1, 2, 3, 1, 2, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9}}, 24, "run into the next row"},
+        // A raw packet of 4 that goes on in the next row, then a run of 2.
+        {Cat(Header(9, 3, 2, 8, 0x20, 1, 0, 24), {0x03, 1, 2, 3, 4, 0x81, 5}), 8, {{1, 2, 3}, {4, 5, 5}}, 8, "raw packet into the next row"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(24, v.h->biBitCount);
-        EXPECT_EQ(Bytes({0xF8, 0xF8, 0xF8, 0, 0, 0, 8, 8, 8, 0xF8, 0, 0xF8}), v.TopRow(0, 12));
-        EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
-        EXPECT_EQ(0, INF_GetValue(INF_PALETTE));
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (size_t y = 0; y < c.rows.size(); y++) EXPECT_EQ(c.rows[y], v.TopRow(static_cast<LONG>(y), c.rows[y].size())) << c.what;
+        EXPECT_EQ(c.fileBits, INF_GetValue(INF_BITSPERPIXEL)) << c.what;
     }
-    GlobalFree(dib);
-
-    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 32, 8), {1, 2, 3, 4, 5, 6, 7, 0}), &dib));
-    EXPECT_EQ(32, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 0}), DibView(dib).TopRow(0, 8));
-    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
 }
 
 TEST_F(Tga, OnlyDescriptorsTwentyAndTwentyOneMeanTopFirst)
@@ -311,28 +318,6 @@ TEST_F(Tga, MapsOfEveryEntrySize)
 }
 
 // ---- the reader: packets ---------------------------------------------------------------------
-
-TEST_F(Tga, PacketsRunAcrossRows)
-{
-    HGLOBAL dib = nullptr;
-    // 3 x 2 at 24 bits, top first: a run of 4 then a raw packet of 2.
-    Bytes data = {0x83, 1, 2, 3, 0x01, 4, 5, 6, 7, 8, 9};
-    ASSERT_EQ(1, Load(Cat(Header(10, 3, 2, 24, 0x20), data), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(Bytes({1, 2, 3, 1, 2, 3, 1, 2, 3}), v.TopRow(0, 9));
-        EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 8, 9}), v.TopRow(1, 9));
-    }
-    GlobalFree(dib);
-
-    // A raw packet of 4 that goes on in the next row, then a run of 2.
-    data = {0x03, 1, 2, 3, 4, 0x81, 5};
-    ASSERT_EQ(1, Load(Cat(Header(9, 3, 2, 8, 0x20, 1, 0, 24), data), &dib));
-    EXPECT_EQ(Bytes({1, 2, 3}), DibView(dib).TopRow(0, 3));
-    EXPECT_EQ(Bytes({4, 5, 5}), DibView(dib).TopRow(1, 3));
-    GlobalFree(dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
 
 TEST_F(Tga, APacketBeyondTheLastRowAsks)
 {
