@@ -232,191 +232,91 @@ protected:
 
 // ---- reading ---------------------------------------------------------------------------------
 
-TEST_F(Tiff, OneBitFileWithoutPhotometricIsMinIsBlack)
+TEST_F(Tiff, GrayTablesFollowPhotometricCurvesAndMaps)
 {
-    // 10 x 2, one bit: row 0 = 1010 0000 01.., row 1 = 0101 1111 10..
-    Bytes data = {0xA0, 0x40, 0x5F, 0x80};
-    Loaded l;
-    LoadBytes(BuildTiff(Basic(10, 2, 1, 1), data), l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_TRUE(l.texts.empty());
-    EXPECT_EQ(1, l.h.biBitCount);
-    EXPECT_EQ(2u, l.h.biClrUsed);
-    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {255, 255, 255}}), Colours(l));
-    EXPECT_EQ((Bytes{0xA0, 0x40, 0, 0}), l.Row(0));
-    EXPECT_EQ((Bytes{0x5F, 0x80, 0, 0}), l.Row(1));
-    // A min-is-white file of the same bits has the table the other way round.
-    Loaded white;
-    auto tags = Basic(10, 2, 1, 1);
-    tags.push_back(Short(262, {0}));
-    LoadBytes(BuildTiff(tags, data), white);
-    ASSERT_EQ(1, white.result);
-    EXPECT_EQ((std::vector<std::array<int, 3>>{{255, 255, 255}, {0, 0, 0}}), Colours(white));
-    EXPECT_EQ(l.pixels, white.pixels);
-}
-
-TEST_F(Tiff, TwoBitFilesWidenToFourBitsAndFourBitGrayKeepsItsDepth)
-{
-    // Two bits: a 4-bit DIB with four colours, by photometric (none: min-is-black).
+    auto with = [](std::vector<Tag> t, std::vector<Tag> extra) {
+        t.insert(t.end(), extra.begin(), extra.end());
+        return t;
+    };
+    // A 4-bit map of 8-bit values in 16-bit cells, the same scaled to 16 bits,
+    // and one where a single value of 256 or more switches all to high bytes.
+    std::vector<uint32_t> map(48, 0), map16, mixed(48, 0), big(768, 0);
+    for (uint32_t i = 0; i < 16; i++) map[i] = 10 + i, map[16 + i] = 100 + i, map[32 + i] = 255 - i;
+    for (uint32_t v : map) map16.push_back(v * 257);
+    mixed[1] = 0x1234;
+    mixed[2] = 0xFF;
+    big[7] = 200;
+    std::vector<uint32_t> transfer(16);
+    for (uint32_t i = 0; i < 16; i++) transfer[i] = i * i;
+    typedef std::array<int, 3> C;
+    const std::vector<std::pair<size_t, C>> ramp4 = {{0, {0, 0, 0}}, {1, {85, 85, 85}}, {2, {170, 170, 170}}, {3, {255, 255, 255}}};
     struct Case {
-        std::vector<Tag> extra;
-        std::vector<std::array<int, 3>> colours;
-        LONG gray;
+        std::vector<Tag> tags;
+        Bytes data;
+        bool big;
+        WORD bits;
+        size_t entries;
+        std::vector<std::pair<size_t, C>> colours;  // entries looked at
+        Bytes pixels;                               // bottom row first
+        int gray;                                   // -1: not looked at
+        const char* what;
     };
     const std::vector<Case> cases = {
-        {{}, {{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}, 1},
-        {{Short(262, {0})}, {{255, 255, 255}, {170, 170, 170}, {85, 85, 85}, {0, 0, 0}}, 1},
-        {{Short(262, {3}), Short(320, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12})}, {{1, 5, 9}, {2, 6, 10}, {3, 7, 11}, {4, 8, 12}}, 0},
-        {{Short(262, {3})}, {{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}, 0},
+        // 10 x 2, one bit: row 0 = 1010 0000 01.., row 1 = 0101 1111 10..; no photometric is min-is-black.
+        {Basic(10, 2, 1, 1), {0xA0, 0x40, 0x5F, 0x80}, false, 1, 2, {{0, {0, 0, 0}}, {1, {255, 255, 255}}},
+         {0x5F, 0x80, 0, 0, 0xA0, 0x40, 0, 0}, -1, "1 bit"},
+        {with(Basic(10, 2, 1, 1), {Short(262, {0})}), {0xA0, 0x40, 0x5F, 0x80}, false, 1, 2, {{0, {255, 255, 255}}, {1, {0, 0, 0}}},
+         {0x5F, 0x80, 0, 0, 0xA0, 0x40, 0, 0}, -1, "1 bit min-is-white"},
+        // Two bits widen to a 4-bit DIB with four colours.
+        {Basic(5, 1, 2, 1), {0x1B, 0xC0}, false, 4, 4, ramp4, {0x01, 0x23, 0x30, 0}, 1, "2 bits"},
+        {with(Basic(5, 1, 2, 1), {Short(262, {0})}), {0x1B, 0xC0}, false, 4, 4,
+         {{0, {255, 255, 255}}, {1, {170, 170, 170}}, {2, {85, 85, 85}}, {3, {0, 0, 0}}}, {0x01, 0x23, 0x30, 0}, 1, "2 bits min-is-white"},
+        {with(Basic(5, 1, 2, 1), {Short(262, {3}), Short(320, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12})}), {0x1B, 0xC0}, false, 4, 4,
+         {{0, {1, 5, 9}}, {1, {2, 6, 10}}, {2, {3, 7, 11}}, {3, {4, 8, 12}}}, {0x01, 0x23, 0x30, 0}, 0, "2 bits with a map"},
+        {with(Basic(5, 1, 2, 1), {Short(262, {3})}), {0x1B, 0xC0}, false, 4, 4, ramp4, {0x01, 0x23, 0x30, 0}, 0, "2 bits palette without a map"},
+        // Four bits, min-is-white: entry i is (15 - i) * 17.
+        {with(Basic(2, 1, 4, 1), {Short(262, {0})}), {0x0F}, false, 4, 16, {{0, {255, 255, 255}}, {1, {238, 238, 238}}, {15, {0, 0, 0}}},
+         {0x0F, 0, 0, 0}, 1, "4 bits min-is-white"},
+        // No unit stored is unit 2 (hundredths of density): 10 ^ (-value / 100)
+        // of 65535, the high bytes: 0; 6553.5 -> 25; 32845.6 -> 128; 65535 -> 255.
+        {with(Basic(4, 1, 2, 1), {Short(262, {1}), Short(291, {300, 100, 30, 0})}), {0x1B}, false, 4, 4,
+         {{0, {0, 0, 0}}, {1, {25, 25, 25}}, {2, {128, 128, 128}}, {3, {255, 255, 255}}}, {0x01, 0x23, 0, 0}, -1, "gray response"},
+        // Min-is-white: 65535 minus the same, the last entry 0; unit 1 (tenths) in a
+        // big-endian file: 65535 - 6553.5 -> 230; 65535 - 32845.6 -> 127; 0; 0.
+        {with(Basic(4, 1, 2, 1), {Short(262, {0}), Short(290, {1}), Short(291, {10, 3, 0, 9})}), {0x1B}, true, 4, 4,
+         {{0, {230, 230, 230}}, {1, {127, 127, 127}}, {2, {0, 0, 0}}, {3, {0, 0, 0}}}, {0x01, 0x23, 0, 0}, -1, "gray response in tenths"},
+        // A curve shorter than the image's values is ignored: the plain ramp.
+        {with(Basic(4, 1, 2, 1), {Short(291, {300, 100, 30})}), {0x1B}, false, 4, 4, ramp4, {0x01, 0x23, 0, 0}, -1, "short curve"},
+        // RGB with one sample of 4 bits: 16 entries, from the transfer function.
+        {with(Basic(2, 1, 4, 1), {Short(262, {2}), Short(301, transfer)}), {0x3F}, false, 4, 16, {{3, {9, 9, 9}}, {15, {225, 225, 225}}},
+         {0x3F, 0, 0, 0}, 0, "transfer function"},
+        {with(Basic(3, 1, 4, 1), {Short(262, {3}), Short(320, map)}), {0x0F, 0x20}, false, 4, 16, {{0, {10, 100, 255}}, {15, {25, 115, 240}}},
+         {0x0F, 0x20, 0, 0}, 0, "map of 8-bit values"},
+        {with(Basic(3, 1, 4, 1), {Short(262, {3}), Short(320, map16)}), {0x0F, 0x20}, false, 4, 16, {{0, {10, 100, 255}}, {15, {25, 115, 240}}},
+         {0x0F, 0x20, 0, 0}, 0, "map of 16-bit values"},
+        {with(Basic(3, 1, 4, 1), {Short(262, {3}), Short(320, mixed)}), {0x12, 0x00}, false, 4, 16, {{1, {0x12, 0, 0}}, {2, {0, 0, 0}}},
+         {0x12, 0x00, 0, 0}, 0, "map with one value past 255"},
+        // A palette file without a map has the ramp (libtiff alone refuses 4 bits
+        // and makes 8 bits gray); big-endian, as byte order matters there.
+        {with(Basic(4, 1, 4, 1), {Short(262, {3})}), {0x1F, 0x20}, true, 4, 16, {{1, {17, 17, 17}}}, {0x1F, 0x20, 0, 0}, 0, "4-bit palette without a map"},
+        {with(Basic(2, 1, 8, 1), {Short(262, {3})}), {0x1F, 0x20}, true, 8, 256, {{0x20, {0x20, 0x20, 0x20}}}, {0x1F, 0x20, 0, 0}, 0, "8-bit palette without a map"},
+        // Without PhotometricInterpretation an 8-bit file with a map is a palette file.
+        {with(Basic(1, 1, 8, 1), {Short(320, big)}), {7}, false, 8, 256, {{7, {200, 0, 0}}}, {7, 0, 0, 0}, -1, "map without photometric"},
     };
     for (const Case& c : cases) {
-        auto tags = Basic(5, 1, 2, 1);
-        tags.insert(tags.end(), c.extra.begin(), c.extra.end());
-        Loaded two;
-        LoadBytes(BuildTiff(tags, {0x1B, 0xC0}), two);
-        ASSERT_EQ(1, two.result) << c.gray;
-        EXPECT_TRUE(two.texts.empty());
-        EXPECT_EQ(4, two.h.biBitCount);
-        EXPECT_EQ(4u, two.h.biClrUsed);
-        EXPECT_EQ(c.colours, Colours(two));
-        EXPECT_EQ((Bytes{0x01, 0x23, 0x30, 0}), two.Row(0));
-        EXPECT_EQ(2, INF_GetValue(INF_BITSPERPIXEL));
-        EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY));
+        Loaded l;
+        LoadBytes(BuildTiff(c.tags, c.data, c.big), l);
+        ASSERT_EQ(1, l.result) << c.what;
+        EXPECT_TRUE(l.texts.empty()) << c.what;
+        EXPECT_EQ(c.bits, l.h.biBitCount) << c.what;
+        EXPECT_EQ(c.entries, l.h.biClrUsed) << c.what;
+        auto colours = Colours(l);
+        ASSERT_EQ(c.entries, colours.size()) << c.what;
+        for (const auto& e : c.colours) EXPECT_EQ(e.second, colours[e.first]) << c.what << ", entry " << e.first;
+        EXPECT_EQ(c.pixels, l.pixels) << c.what;
+        EXPECT_EQ(c.tags[2].values[0] * c.tags[3].values[0], static_cast<uint32_t>(INF_GetValue(INF_BITSPERPIXEL))) << c.what;
+        if (c.gray >= 0) EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY)) << c.what;
     }
-
-    // Four bits, min-is-white: entry i is (15 - i) * 17.
-    Loaded four;
-    auto tags = Basic(2, 1, 4, 1);
-    tags.push_back(Short(262, {0}));
-    LoadBytes(BuildTiff(tags, {0x0F}), four);
-    ASSERT_EQ(1, four.result);
-    EXPECT_EQ(4, four.h.biBitCount);
-    auto c = Colours(four);
-    ASSERT_EQ(16u, c.size());
-    for (int i = 0; i < 16; i++) EXPECT_EQ((15 - i) * 17, c[i][0]) << i;
-}
-
-TEST_F(Tiff, GrayResponseCurvesAndTransferFunctionsShapeTheGrayTable)
-{
-    // No unit stored is unit 2 (hundredths of density): 10 ^ (-value / 100) of
-    // 65535, entry 0 = 0 for min-is-black; the values exceed 255, so the high
-    // bytes are used.
-    auto tags = Basic(4, 1, 2, 1);
-    tags.push_back(Short(262, {1}));
-    tags.push_back(Short(291, {300, 100, 30, 0}));
-    Loaded black;
-    LoadBytes(BuildTiff(tags, {0x1B}), black);
-    ASSERT_EQ(1, black.result);
-    // 0; 6553.5 -> 6554 -> 25; 32845.6 -> 32846 -> 128; 65535 -> 255.
-    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {25, 25, 25}, {128, 128, 128}, {255, 255, 255}}), Colours(black));
-
-    // Min-is-white: 65535 minus the same, the last entry 0; unit 1 (tenths)
-    // given in a big-endian file.
-    auto white = Basic(4, 1, 2, 1);
-    white.push_back(Short(262, {0}));
-    white.push_back(Short(290, {1}));
-    white.push_back(Short(291, {10, 3, 0, 9}));
-    Loaded w;
-    LoadBytes(BuildTiff(white, {0x1B}, true), w);
-    ASSERT_EQ(1, w.result);
-    // 65535 - 6553.5 = 58981.5 -> 58982 -> 230; 65535 - 32845.6 -> 32689 -> 127; 0; 0.
-    EXPECT_EQ((std::vector<std::array<int, 3>>{{230, 230, 230}, {127, 127, 127}, {0, 0, 0}, {0, 0, 0}}), Colours(w));
-
-    // A curve shorter than the image's values is ignored: the plain ramp.
-    auto shortCurve = Basic(4, 1, 2, 1);
-    shortCurve.push_back(Short(291, {300, 100, 30}));
-    Loaded s;
-    LoadBytes(BuildTiff(shortCurve, {0x1B}), s);
-    ASSERT_EQ(1, s.result);
-    EXPECT_EQ((std::vector<std::array<int, 3>>{{0, 0, 0}, {85, 85, 85}, {170, 170, 170}, {255, 255, 255}}), Colours(s));
-
-    // RGB with one sample of 4 bits: 16 entries, from the transfer function.
-    auto rgb = Basic(2, 1, 4, 1);
-    rgb.push_back(Short(262, {2}));
-    std::vector<uint32_t> transfer(16);
-    for (int i = 0; i < 16; i++) transfer[i] = static_cast<uint32_t>(i * i);
-    rgb.push_back(Short(301, transfer));
-    Loaded t;
-    LoadBytes(BuildTiff(rgb, {0x3F}), t);
-    ASSERT_EQ(1, t.result);
-    auto c = Colours(t);
-    ASSERT_EQ(16u, c.size());
-    EXPECT_EQ((std::array<int, 3>{9, 9, 9}), c[3]);
-    EXPECT_EQ((std::array<int, 3>{225, 225, 225}), c[15]);
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-}
-
-TEST_F(Tiff, ColourMapsKeepEightBitValuesAndUseHighBytesOfSixteen)
-{
-    // A 4-bit palette file whose map holds 8-bit values in 16-bit cells.
-    std::vector<uint32_t> map(48, 0);
-    for (int i = 0; i < 16; i++) {
-        map[i] = 10 + i;           // red
-        map[16 + i] = 100 + i;     // green
-        map[32 + i] = 255 - i;     // blue
-    }
-    auto tags = Basic(3, 1, 4, 1);
-    tags.push_back(Short(262, {3}));
-    tags.push_back(Short(320, map));
-    Loaded eight;
-    LoadBytes(BuildTiff(tags, {0x0F, 0x20}), eight);
-    ASSERT_EQ(1, eight.result);
-    EXPECT_EQ(4, eight.h.biBitCount);
-    auto c = Colours(eight);
-    ASSERT_EQ(16u, c.size());
-    EXPECT_EQ((std::array<int, 3>{10, 100, 255}), c[0]);
-    EXPECT_EQ((std::array<int, 3>{25, 115, 240}), c[15]);
-    EXPECT_EQ((Bytes{0x0F, 0x20, 0, 0}), eight.Row(0));
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-
-    // The same map scaled to 16 bits: the high bytes.
-    for (auto& v : map) v = v * 257;
-    tags.back() = Short(320, map);
-    Loaded sixteen;
-    LoadBytes(BuildTiff(tags, {0x0F, 0x20}), sixteen);
-    ASSERT_EQ(1, sixteen.result);
-    EXPECT_EQ(Colours(eight), Colours(sixteen));
-
-    // An 8-bit value of 256 or more anywhere switches the whole map to high bytes.
-    map.assign(48, 0);
-    map[1] = 0x1234;
-    map[2] = 0xFF;
-    tags.back() = Short(320, map);
-    Loaded mixed;
-    LoadBytes(BuildTiff(tags, {0x12, 0x00}), mixed);
-    ASSERT_EQ(1, mixed.result);
-    EXPECT_EQ((std::array<int, 3>{0x12, 0, 0}), Colours(mixed)[1]);
-    EXPECT_EQ((std::array<int, 3>{0, 0, 0}), Colours(mixed)[2]);
-
-    // A palette file without a map has the ramp (libtiff alone refuses 4 bits
-    // and makes 8 bits gray); big-endian, as byte order matters there.
-    struct NoMap {
-        uint32_t bits, entries, index;
-        int value;
-    };
-    for (const NoMap& m : {NoMap{4, 16, 1, 17}, NoMap{8, 256, 0x20, 0x20}}) {
-        auto noMap = Basic(16 / m.bits, 1, m.bits, 1);
-        noMap.push_back(Short(262, {3}));
-        Loaded ramp;
-        LoadBytes(BuildTiff(noMap, {0x1F, 0x20}, true), ramp);
-        ASSERT_EQ(1, ramp.result) << m.bits;
-        EXPECT_TRUE(ramp.texts.empty());
-        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-        auto c = Colours(ramp);
-        ASSERT_EQ(m.entries, c.size());
-        EXPECT_EQ((std::array<int, 3>{m.value, m.value, m.value}), c[m.index]);
-        EXPECT_EQ((Bytes{0x1F, 0x20, 0, 0}), ramp.Row(0));
-    }
-
-    // Without PhotometricInterpretation an 8-bit file with a map is a palette file.
-    std::vector<uint32_t> big(768, 0);
-    big[7] = 200;
-    auto noPhotometric = Basic(1, 1, 8, 1);
-    noPhotometric.push_back(Short(320, big));
-    Loaded guessed;
-    LoadBytes(BuildTiff(noPhotometric, {7}), guessed);
-    ASSERT_EQ(1, guessed.result);
-    EXPECT_EQ((std::array<int, 3>{200, 0, 0}), Colours(guessed)[7]);
 }
 
 TEST_F(Tiff, DirectColourRowsAreUnpackedByLayout)
