@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace pcxtga;
 
 namespace {
@@ -264,56 +266,43 @@ TEST_F(Tga, OnlyDescriptorsTwentyAndTwentyOneMeanTopFirst)
 
 TEST_F(Tga, MapsOfEveryEntrySize)
 {
-    HGLOBAL dib = nullptr;
-    // A 3-byte ID field, then two 16-bit entries.
-    Bytes file = Cat(Header(1, 2, 1, 8, 0, 1, 2, 16, 0, 3), {'a', 'b', 'c', 0x1F, 0x00, 0xE0, 0x03, 1, 0});
-    ASSERT_EQ(1, Load(file, &dib));
-    {
+    typedef std::array<int, 4> Quad;  // blue, green, red, reserved
+    struct Case {
+        Bytes file;
+        std::vector<std::pair<int, Quad>> entries;  // entries looked at
+        Bytes row;
+        int gray;  // -1: not looked at
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // A 3-byte ID field, then two 16-bit entries.
+        {Cat(Header(1, 2, 1, 8, 0, 1, 2, 16, 0, 3), {'a', 'b', 'c', 0x1F, 0x00, 0xE0, 0x03, 1, 0}),
+         {{0, {0xF8, 0, 0, 0}}, {1, {0, 0xF8, 0, 0}}}, {1, 0}, 0, "ID field and 16-bit entries"},
+        // 32-bit entries: the fourth byte is dropped.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 2, 32), {1, 2, 3, 4, 5, 6, 7, 8, 1}), {{0, {1, 2, 3, 0}}, {1, {5, 6, 7, 0}}}, {1}, -1, "32-bit entries"},
+        // A first entry of 2 moves the map up by two entries, and the last two fall off.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 4, 24, 2), {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0}),
+         {{0, {0, 0, 0, 0}}, {1, {0, 0, 0, 0}}, {2, {1, 1, 1, 0}}, {3, {2, 2, 2, 0}}, {4, {0, 0, 0, 0}}}, {0}, -1, "first entry 2"},
+        // A first entry far beyond the scratch: the map is passed over, nothing written.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 4, 32, 300), Cat(Bytes(16, 0xAA), {3})), {{0, {0, 0, 0, 0}}}, {3}, -1, "first entry 300"},
+        // A gray type with a map is read as mapped; without one it gets the gray ramp.
+        {Cat(Header(3, 1, 1, 8, 0, 1, 1, 24), {9, 8, 7, 0}), {{0, {9, 8, 7, 0}}}, {0}, 0, "gray with a map"},
+        {Cat(Header(11, 1, 1, 8), {0x00, 5}), {{200, {200, 200, 200, 0}}}, {5}, 1, "run-length gray without a map"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(8, v.h->biBitCount);
-        EXPECT_EQ(0xF8, v.table[0].rgbBlue);
-        EXPECT_EQ(0, v.table[0].rgbRed);
-        EXPECT_EQ(0xF8, v.table[1].rgbGreen);
-        EXPECT_EQ(Bytes({1, 0}), v.TopRow(0, 2));
-        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+        EXPECT_EQ(8, v.h->biBitCount) << c.what;
+        for (const auto& e : c.entries) {
+            const RGBQUAD& q = v.table[e.first];
+            EXPECT_EQ(e.second, (Quad{q.rgbBlue, q.rgbGreen, q.rgbRed, q.rgbReserved})) << c.what << ", entry " << e.first;
+        }
+        EXPECT_EQ(c.row, v.TopRow(0, c.row.size())) << c.what;
+        if (c.gray >= 0) EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY)) << c.what;
+        EXPECT_EQ(c.file[2] >= 9, INF_GetValue(INF_COMPRESSED)) << c.what;
     }
-    GlobalFree(dib);
-
-    // 32-bit entries: the fourth byte is dropped.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 2, 32), {1, 2, 3, 4, 5, 6, 7, 8, 1}), &dib));
-    EXPECT_EQ(5, DibView(dib).table[1].rgbBlue);
-    EXPECT_EQ(7, DibView(dib).table[1].rgbRed);
-    EXPECT_EQ(0, DibView(dib).table[1].rgbReserved);
-    GlobalFree(dib);
-
-    // A first entry of 2 moves the map up by two entries, and the last two fall off.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 24, 2), {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(0, v.table[0].rgbRed);
-        EXPECT_EQ(0, v.table[1].rgbRed);
-        EXPECT_EQ(1, v.table[2].rgbRed);
-        EXPECT_EQ(2, v.table[3].rgbRed);
-        EXPECT_EQ(0, v.table[4].rgbRed);
-    }
-    GlobalFree(dib);
-
-    // A first entry far beyond the scratch: the map is passed over, nothing written.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 32, 300), Cat(Bytes(16, 0xAA), {3})), &dib));
-    EXPECT_EQ(0, DibView(dib).table[0].rgbRed);
-    EXPECT_EQ(Bytes({3}), DibView(dib).TopRow(0, 1));
-    GlobalFree(dib);
-
-    // A gray type with a map is read as mapped; without one it gets the gray ramp.
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 1, 8, 0, 1, 1, 24), {9, 8, 7, 0}), &dib));
-    EXPECT_EQ(7, DibView(dib).table[0].rgbRed);
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(11, 1, 1, 8), {0x00, 5}), &dib));
-    EXPECT_EQ(200, DibView(dib).table[200].rgbGreen);
-    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
-    GlobalFree(dib);
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
