@@ -449,24 +449,16 @@ TEST_F(Gif, InterlacedRowsArriveInFourPasses)
     EXPECT_EQ(height, INF_Info.step);
 }
 
-TEST_F(Gif, LocalTableIsCutToTheDepthOfTheScreen)
+TEST_F(Gif, TablesAreCutOrFilledToTheDepthOfTheScreen)
 {
     // No global table, screen depth 1; the local table has 8 entries of which
     // the 1-bit DIB keeps two. Pixels use the low bit of each value.
-    Bytes v = Screen("GIF87a", 4, 1, 0x00);
-    Descriptor(v, 4, 1, 0x82);
-    for (int i = 0; i < 8; i++) Add(v, {10 * i, 20 * i, 30 * i});
-    v.push_back(3);  // clear 8, end 9, codes of 4 bits
-    Blocks(v, CodeWriter().Put(8, 4).Put(0, 4).Put(1, 4).Put(2, 4).Put(3, 4).Put(9, 4).Finish());
-    v.push_back(0x3B);
-    ASSERT_EQ(1, LoadBytes(v));
-    Picture pic = Read(dib);
-    EXPECT_EQ(1, pic.bits);
-    ASSERT_EQ(2u, pic.colors.size());
-    EXPECT_TRUE((Rgb{10, 20, 30}) == pic.colors[1]);
-    EXPECT_EQ((std::vector<int>{0, 1, 0, 1}), pic.index);
-    EXPECT_EQ(1, INF_Info.bitsPerPixel);
-
+    Bytes local = Screen("GIF87a", 4, 1, 0x00);
+    Descriptor(local, 4, 1, 0x82);
+    for (int i = 0; i < 8; i++) Add(local, {10 * i, 20 * i, 30 * i});
+    local.push_back(3);  // clear 8, end 9, codes of 4 bits
+    Blocks(local, CodeWriter().Put(8, 4).Put(0, 4).Put(1, 4).Put(2, 4).Put(3, 4).Put(9, 4).Finish());
+    local.push_back(0x3B);
     // A 256-entry local table on a 4-bit screen: 16 kept, the data still in step.
     Bytes big = Screen("GIF87a", 2, 1, 0x82);
     Descriptor(big, 2, 1, 0x87);
@@ -474,31 +466,32 @@ TEST_F(Gif, LocalTableIsCutToTheDepthOfTheScreen)
     big.push_back(4);  // clear 16, end 17, 5 bits
     Blocks(big, CodeWriter().Put(16, 5).Put(15, 5).Put(3, 5).Put(17, 5).Finish());
     big.push_back(0x3B);
-    ASSERT_EQ(1, LoadBytes(big));
-    pic = Read(dib);
-    EXPECT_EQ(4, pic.bits);
-    ASSERT_EQ(16u, pic.colors.size());
-    EXPECT_EQ(15, pic.colors[15].r);
-    EXPECT_EQ(240, pic.colors[15].b);
-    EXPECT_EQ((std::vector<int>{15, 3}), pic.index);
-    EXPECT_EQ(4, INF_Info.bitsPerPixel);
-}
-
-TEST_F(Gif, GlobalTableWiderThanTheDepthFillsTheScratch)
-{
-    // Screen depth 3 widens to 4 bits: 8 table entries, the other 8 black.
-    Bytes v = Screen("GIF87a", 1, 1, 0x82);
-    Descriptor(v, 1, 1, 0);
-    v.push_back(3);
-    Blocks(v, CodeWriter().Put(8, 4).Put(6, 4).Put(9, 4).Finish());
-    v.push_back(0x3B);
-    ASSERT_EQ(1, LoadBytes(v));
-    Picture pic = Read(dib);
-    ASSERT_EQ(16u, pic.colors.size());
-    EXPECT_EQ(6, pic.colors[6].r);
-    EXPECT_EQ(249, pic.colors[6].b);
-    EXPECT_EQ(0, pic.colors[8].b);
-    EXPECT_EQ(std::vector<int>{6}, pic.index);
+    // Screen depth 3 widens to 4 bits: 8 global entries, the other 8 black.
+    Bytes global = Screen("GIF87a", 1, 1, 0x82);
+    Descriptor(global, 1, 1, 0);
+    global.push_back(3);
+    Blocks(global, CodeWriter().Put(8, 4).Put(6, 4).Put(9, 4).Finish());
+    global.push_back(0x3B);
+    struct Case {
+        const Bytes& file;
+        int bits;
+        std::vector<std::pair<size_t, Rgb>> colours;  // entries looked at
+        std::vector<int> index;
+        int loadBits;  // the depth the load information gives; -1: not looked at
+    } cases[] = {
+        {local, 1, {{1, {10, 20, 30}}}, {0, 1, 0, 1}, 1},
+        {big, 4, {{15, {15, 0, 240}}}, {15, 3}, 4},
+        {global, 4, {{6, {6, 6, 249}}, {8, {0, 0, 0}}}, {6}, -1},
+    };
+    for (const Case& c : cases) {
+        ASSERT_EQ(1, LoadBytes(c.file)) << c.bits;
+        Picture pic = Read(dib);
+        EXPECT_EQ(c.bits, pic.bits);
+        ASSERT_EQ(size_t(1) << c.bits, pic.colors.size());
+        for (const auto& e : c.colours) EXPECT_TRUE(e.second == pic.colors[e.first]) << "entry " << e.first;
+        EXPECT_EQ(c.index, pic.index);
+        if (c.loadBits >= 0) EXPECT_EQ(c.loadBits, INF_Info.bitsPerPixel);
+    }
 }
 
 TEST_F(Gif, HostileFilesAreRefusedWithTheirMessage)
