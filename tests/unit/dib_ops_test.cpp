@@ -148,32 +148,29 @@ TEST(DibToGray, DeepDepthsBecomeEightBitGray)
 {
     std::vector<RGBQUAD> ramp;
     for (int i = 0; i < 256; i++) ramp.push_back(Gray(static_cast<BYTE>(i)));
-    // 24 bits: red, green, blue, (128,64,32) in one row of 4, then white.
-    Bytes p24 = {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    HGLOBAL g24 = DIB_ToGray(Scoped{MakeDib(4, 2, 24, {}, p24)});
-    ASSERT_NE(nullptr, g24);
-    Dib d = ReadDib(g24);
-    EXPECT_EQ(8, d.h.biBitCount);
-    EXPECT_EQ(256u, d.h.biClrUsed);
-    EXPECT_EQ(8u, d.h.biSizeImage);
-    ExpectTable(ramp, d.table);
-    EXPECT_EQ((Bytes{77, 150, 28, 80, 255, 0, 0, 0}), d.pixels);
-    GlobalFree(g24);
-
-    // 32 bits: the fourth byte plays no part.
-    Bytes p32 = {30, 20, 10, 0xFF, 255, 255, 255, 0x00};
-    HGLOBAL g32 = DIB_ToGray(Scoped{MakeDib(2, 1, 32, {}, p32)});
-    ASSERT_NE(nullptr, g32);
-    EXPECT_EQ((Bytes{18, 255, 0, 0}), ReadDib(g32).pixels);
-    GlobalFree(g32);
-
-    // 16 bits, 5-5-5: (31,16,1) widens to (255,132,8): 77 + 78 + 1 = 156;
-    // (0,0,31) -> blue 255 -> 28.
-    Bytes p16 = {0x01, 0x7E, 0x1F, 0x00};
-    HGLOBAL g16 = DIB_ToGray(Scoped{MakeDib(2, 1, 16, {}, p16)});
-    ASSERT_NE(nullptr, g16);
-    EXPECT_EQ((Bytes{156, 28, 0, 0}), ReadDib(g16).pixels);
-    GlobalFree(g16);
+    struct Case {
+        LONG width, height;
+        int bits;
+        Bytes pixels, gray;
+    } cases[] = {
+        // 24 bits: red, green, blue, (128,64,32) in one row of 4, then white.
+        {4, 2, 24, {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {77, 150, 28, 80, 255, 0, 0, 0}},
+        // 32 bits: the fourth byte plays no part.
+        {2, 1, 32, {30, 20, 10, 0xFF, 255, 255, 255, 0x00}, {18, 255, 0, 0}},
+        // 16 bits, 5-5-5: (31,16,1) widens to (255,132,8): 77 + 78 + 1 = 156;
+        // (0,0,31) -> blue 255 -> 28.
+        {2, 1, 16, {0x01, 0x7E, 0x1F, 0x00}, {156, 28, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL gray = DIB_ToGray(Scoped{MakeDib(c.width, c.height, c.bits, {}, c.pixels)});
+        ASSERT_NE(nullptr, gray) << c.bits;
+        Dib d = ReadDib(gray);
+        EXPECT_EQ(8, d.h.biBitCount) << c.bits;
+        EXPECT_EQ(256u, d.h.biClrUsed) << c.bits;
+        ExpectTable(ramp, d.table);
+        EXPECT_EQ(c.gray, d.pixels) << c.bits;
+        GlobalFree(gray);
+    }
 }
 
 TEST(DibRecompress, RunLengthDataDecodesToPlainRowsAndHostileRunsAreClipped)
