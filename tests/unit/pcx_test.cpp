@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace pcxtga;
 
 namespace {
@@ -231,80 +233,46 @@ TEST_F(Pcx, OldVersionsOtherMakersAndUnreadableLayoutsAreRefused)
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Pcx, VersionThreeTablesAreGray)
+TEST_F(Pcx, TablesComeFromTheHeaderTheTailOrAreGray)
 {
-    HGLOBAL dib = nullptr;
-    Bytes map = {200, 0, 0, 0, 200, 0};
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 1, 2, map), {0x0F, 0x00}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(0, v.table[0].rgbRed + v.table[0].rgbGreen + v.table[0].rgbBlue);
-        EXPECT_EQ(255, v.table[1].rgbGreen);
-        EXPECT_EQ(255, v.table[1].rgbRed);
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 4, 2, map), {0xC8, 0x00}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        for (int i = 0; i < 16; i++) EXPECT_EQ(i * 15, v.table[i].rgbBlue) << i;
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    // Even with a tail, a version 3 file of 8 bits is a gray ramp.
-    ASSERT_EQ(1, Load(Cat(Cat(Header(3, 8, 1, 0, 1, 2), {0xC2, 0x40}), Tail()), &dib));
-    {
-        DibView v(dib);
-        for (int i = 0; i < 256; i++) ASSERT_EQ(i, v.table[i].rgbRed) << i;
-        EXPECT_EQ(7, v.table[7].rgbGreen);
-        EXPECT_EQ(Bytes({0x40, 0x40}), v.TopRow(0, 2));
-    }
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, EightBitTablesComeFromTheTailOrAreGray)
-{
-    HGLOBAL dib = nullptr;
-    Bytes pixels = {0xC2, 0x03};
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), Tail()), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(200, v.table[200].rgbRed);
-        EXPECT_EQ(55, v.table[200].rgbGreen);
-        EXPECT_EQ(100, v.table[200].rgbBlue);
-        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    // The byte 769 from the end isn't 12: a gray ramp.
+    typedef std::array<int, 3> C;  // red, green, blue
     Bytes noMark = Tail();
     noMark[0] = 13;
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), noMark), &dib));
-    {
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<std::pair<int, C>> colours;  // entries looked at
+        Bytes row;                               // the top row's first bytes
+        int gray;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // Version 3 tables are gray whatever the header's map says.
+        {Cat(Header(3, 1, 7, 0, 1, 2, {200, 0, 0, 0, 200, 0}), {0x0F, 0x00}), 1, {{0, {0, 0, 0}}, {1, {255, 255, 255}}}, {0x0F}, 1, "version 3, 1 bit"},
+        {Cat(Header(3, 1, 7, 0, 4, 2, {200, 0, 0, 0, 200, 0}), {0xC8, 0x00}), 4, {{0, {0, 0, 0}}, {1, {15, 15, 15}}, {15, {225, 225, 225}}},
+         {0x00}, 1, "version 3, 4 planes"},
+        // Even with a tail, a version 3 file of 8 bits is a gray ramp.
+        {Cat(Cat(Header(3, 8, 1, 0, 1, 2), {0xC2, 0x40}), Tail()), 8, {{0, {0, 0, 0}}, {7, {7, 7, 7}}, {255, {255, 255, 255}}}, {0x40, 0x40}, 1,
+         "version 3, 8 bits"},
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), Tail()), 8, {{200, {200, 55, 100}}}, {3, 3}, 0, "tail"},
+        // The byte 769 from the end isn't 12: a gray ramp.
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), noMark), 8, {{200, {200, 200, 200}}}, {3, 3}, 1, "tail without its mark"},
+        // Two-colour files are black and white whatever their map.
+        {Cat(Header(5, 1, 15, 0, 1, 2, {255, 0, 0, 0, 0, 255}), {0x3C, 0x0F}), 1, {{0, {0, 0, 0}}, {1, {255, 255, 255}}}, {0x3C, 0x0F}, 1, "two colours"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(200, v.table[200].rgbGreen);
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (const auto& e : c.colours) {
+            const RGBQUAD& q = v.table[e.first];
+            EXPECT_EQ(e.second, (C{q.rgbRed, q.rgbGreen, q.rgbBlue})) << c.what << ", entry " << e.first;
+        }
+        EXPECT_EQ(c.row, v.TopRow(0, c.row.size())) << c.what;
+        EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY)) << c.what;
     }
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
-{
-    HGLOBAL dib = nullptr;
-    Bytes map = {255, 0, 0, 0, 0, 255};
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 15, 0, 1, 2, map), {0x3C, 0x0F}), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(0, v.table[0].rgbRed);
-    EXPECT_EQ(0, v.table[0].rgbBlue);
-    EXPECT_EQ(255, v.table[1].rgbRed);
-    EXPECT_EQ(255, v.table[1].rgbGreen);
-    EXPECT_EQ(255, v.table[1].rgbBlue);
-    EXPECT_EQ(Bytes({0x3C, 0x0F}), v.TopRow(0, 2));
-    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
 }
 
 // ---- the reader: plane layouts -----------------------------------------------------------
