@@ -173,12 +173,8 @@ TEST(BmpLoad, BareDibStartingWithFortyLoadsAndFillsTheLoadInformation)
     LoadBytes(file, l);
     ASSERT_EQ(1, l.result);
     EXPECT_TRUE(l.texts.empty());
-    EXPECT_EQ(40u, l.h.biSize);
-    EXPECT_EQ(2, l.h.biWidth);
-    EXPECT_EQ(2, l.h.biHeight);
-    EXPECT_EQ(8, l.h.biBitCount);
-    EXPECT_EQ(2u, l.h.biClrUsed);
-    EXPECT_EQ(8u, l.h.biSizeImage);  // the stored 999 is not believed
+    // The header as stored, but for the image size: the stored 999 is not believed.
+    EXPECT_EQ(InfoHeader(2, 2, 8, 0, 8, 2), Bytes(reinterpret_cast<const BYTE*>(&l.h), reinterpret_cast<const BYTE*>(&l.h) + 40));
     EXPECT_EQ(table, l.table);
     EXPECT_EQ(pixels, l.pixels);
     EXPECT_EQ("width 2 height 2 palette 1 planes 1 colors 2 gray 0 memory 8 compressed 0 bits 8 type 0 version 3 "
@@ -210,78 +206,64 @@ TEST(BmpLoad, TopDownAndBitFieldImagesAreRefusedAtEveryDepth)
     }
 }
 
-TEST(BmpLoad, CoreHeadersWidenTheirTableAndTwentyFourBitsHaveNone)
+TEST(BmpLoad, CoreHeadersCutAndStrayRunLengthDataAndSixteenBitsLoadToTheseBlocks)
 {
-    // 24 bits: no table, 4x3 pixels. (The reader takes 40 header bytes even
-    // from the core form, so a core file is never shorter than 54 bytes.)
-    Bytes pixels24(36);
+    Bytes pixels24(36), rows(120000, 0);
     for (size_t i = 0; i < pixels24.size(); i++) pixels24[i] = static_cast<BYTE>(i + 1);
-    Loaded a;
-    LoadBytes(WithFileHeader(CoreHeader(4, 3, 24), {}, pixels24), a);
-    ASSERT_EQ(1, a.result);
-    EXPECT_EQ(40u, a.h.biSize);
-    EXPECT_EQ(4, a.h.biWidth);
-    EXPECT_EQ(3, a.h.biHeight);
-    EXPECT_EQ(24, a.h.biBitCount);
-    EXPECT_EQ(0u, a.h.biClrUsed);
-    EXPECT_TRUE(a.table.empty());
-    EXPECT_EQ(pixels24, a.pixels);
-    EXPECT_EQ(0, INF_GetValue(INF_PALETTE));
-
-    // 1 bit: three-byte entries become four-byte ones.
-    Loaded b;
-    LoadBytes(Cat({WithFileHeader(CoreHeader(3, 1, 1), {1, 2, 3, 4, 5, 6}, {0xA0, 0, 0, 0}), Bytes(20, 0x55)}), b);
-    ASSERT_EQ(1, b.result);
-    EXPECT_EQ(2u, b.h.biClrUsed);
-    EXPECT_EQ((Bytes{1, 2, 3, 0, 4, 5, 6, 0}), b.table);
-    EXPECT_EQ((Bytes{0xA0, 0, 0, 0}), b.pixels);
-
-    // A 4-bit core file with only two entries: the table read runs into the
-    // pixels, the bits offset sets the position right again.
-    Bytes file = Cat({FileHeader(0, 14 + 12 + 6), CoreHeader(4, 1, 4), {9, 8, 7, 6, 5, 4}, {0x01, 0x10, 0, 0}});
-    file.resize(file.size() + 60, 0xEE);  // whatever follows is never pixels
-    Loaded c;
-    LoadBytes(file, c);
-    ASSERT_EQ(1, c.result);
-    EXPECT_EQ(16u, c.h.biClrUsed);
-    EXPECT_EQ((Bytes{9, 8, 7, 0, 6, 5, 4, 0}), Bytes(c.table.begin(), c.table.begin() + 8));
-    EXPECT_EQ((Bytes{0x01, 0x10, 0, 0}), c.pixels);
-}
-
-TEST(BmpLoad, TruncatedPlainIsRefusedTruncatedRunLengthAndCoreKeepWhatIsThere)
-{
-    Bytes table = Table({{0, 0, 0, 0}, {255, 255, 255, 0}});
-    Bytes pixels = {1, 1, 1, 0, 0, 1, 0, 0};
-    Bytes whole = WithFileHeader(InfoHeader(3, 2, 8, 0, 0, 2), table, pixels);
-    ExpectRefused(Bytes(whole.begin(), whole.end() - 1), kNotLegitimate, "one byte short");
-
-    // RLE8 of 4x3 cut after the first row's data.
-    Bytes rle = {4, 7, 0, 0, 2, 5, 0, 0, 0, 1};
-    Bytes rleFile = WithFileHeader(InfoHeader(4, 3, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 2), table, rle);
-    Loaded l;
-    LoadBytes(Bytes(rleFile.begin(), rleFile.end() - 7), l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_TRUE(l.texts.empty());
-    EXPECT_EQ(static_cast<DWORD>(BI_RGB), l.h.biCompression);
-    EXPECT_EQ(12u, l.h.biSizeImage);
-    EXPECT_EQ((Bytes{7, 7, 7, 7, 0, 0, 0, 0, 0, 0, 0, 0}), l.pixels);
-    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
-
-    // The whole RLE file for comparison.
-    Loaded full;
-    LoadBytes(rleFile, full);
-    ASSERT_EQ(1, full.result);
-    EXPECT_EQ((Bytes{7, 7, 7, 7, 5, 5, 0, 0, 0, 0, 0, 0}), full.pixels);
-
-    // A core file with 40 bytes of its 120000 loads with the rest zero.
-    Bytes rows(120000, 0);
     for (size_t i = 0; i < 40; i++) rows[i] = static_cast<BYTE>(i + 1);
-    Bytes core = WithFileHeader(CoreHeader(200, 200, 24), {}, Bytes(rows.begin(), rows.begin() + 40));
-    Loaded c;
-    LoadBytes(core, c);
-    ASSERT_EQ(1, c.result);
-    EXPECT_TRUE(c.texts.empty());
-    EXPECT_EQ(rows, c.pixels);
+    // A 4-bit core file with only two entries: the table read runs into the
+    // pixels, the bits offset sets the position right again; whatever follows
+    // is never pixels.
+    Bytes core4 = Cat({FileHeader(0, 14 + 12 + 6), CoreHeader(4, 1, 4), {9, 8, 7, 6, 5, 4}, {0x01, 0x10, 0, 0}, Bytes(60, 0xEE)});
+    const Bytes bw = Table({{0, 0, 0, 0}, {255, 255, 255, 0}});
+    // RLE8 of 4x3: two rows, then the end.
+    const Bytes rle = {4, 7, 0, 0, 2, 5, 0, 0, 0, 1};
+    const Bytes rleFile = WithFileHeader(InfoHeader(4, 3, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 2), bw, rle);
+    const Bytes clipped = {
+        200, 1,                              // far past the row of 3
+        0, 9, 1, 2, 1, 2, 1, 2, 1, 2, 1, 0,  // absolute run past the row
+        0, 0,                                // end of line
+        2, 2, 0, 2, 0, 50,                   // delta far above the image
+        7, 1,                                // never reached
+    };
+    struct Case {
+        Bytes file;
+        std::string header;  // depth, size, colours and the image size of the block
+        Bytes table;         // its first entries
+        Bytes pixels;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // (The reader takes 40 header bytes even from the core form, so a core file is never shorter than 54 bytes.)
+        {WithFileHeader(CoreHeader(4, 3, 24), {}, pixels24), "24 bits 4 x 3 colours 0 size 36", {}, pixels24, "core, 24 bits"},
+        // Three-byte entries become four-byte ones.
+        {Cat({WithFileHeader(CoreHeader(3, 1, 1), {1, 2, 3, 4, 5, 6}, {0xA0, 0, 0, 0}), Bytes(20, 0x55)}),
+         "1 bits 3 x 1 colours 2 size 4", {1, 2, 3, 0, 4, 5, 6, 0}, {0xA0, 0, 0, 0}, "core, 1 bit"},
+        {core4, "4 bits 4 x 1 colours 16 size 4", {9, 8, 7, 0, 6, 5, 4, 0}, {0x01, 0x10, 0, 0}, "core, short table"},
+        // A core file with 40 bytes of its 120000 loads with the rest zero.
+        {WithFileHeader(CoreHeader(200, 200, 24), {}, Bytes(rows.begin(), rows.begin() + 40)), "24 bits 200 x 200 colours 0 size 120000", {}, rows, "core, cut"},
+        {rleFile, "8 bits 4 x 3 colours 2 size 12", bw, {7, 7, 7, 7, 5, 5, 0, 0, 0, 0, 0, 0}, "run-length, whole"},
+        {Bytes(rleFile.begin(), rleFile.end() - 7), "8 bits 4 x 3 colours 2 size 12", bw, {7, 7, 7, 7, 0, 0, 0, 0, 0, 0, 0, 0}, "run-length, cut after the first row"},
+        {WithFileHeader(InfoHeader(3, 2, 8, BI_RLE8, static_cast<uint32_t>(clipped.size()), 3), Table({{0, 0, 0, 0}, {1, 1, 1, 0}, {2, 2, 2, 0}}), clipped),
+         "8 bits 3 x 2 colours 3 size 8", {}, {1, 1, 1, 0, 2, 2, 0, 0}, "run-length past the row or image"},
+        // A small run-length image whose data lies past the end loads all zero.
+        {Cat({FileHeader(0, 5000), InfoHeader(4, 4, 8, BI_RLE8, 0, 1), Bytes(4, 0)}), "8 bits 4 x 4 colours 1 size 16", {}, Bytes(16, 0), "run-length data past the end"},
+        // White, red, green, blue 1 -> 8.
+        {WithFileHeader(InfoHeader(2, 2, 16), {}, {0xFF, 0x7F, 0x00, 0x7C, 0xE0, 0x03, 0x01, 0x00}), "24 bits 2 x 2 colours 0 size 16", {},
+         {255, 255, 255, 0, 0, 255, 0, 0, 0, 255, 0, 8, 0, 0, 0, 0}, "16 bits"},
+    };
+    for (const Case& c : cases) {
+        Loaded l;
+        LoadBytes(c.file, l);
+        ASSERT_EQ(1, l.result) << c.what;
+        EXPECT_TRUE(l.texts.empty()) << c.what;
+        EXPECT_EQ(40u, l.h.biSize) << c.what;
+        EXPECT_EQ(static_cast<DWORD>(BI_RGB), l.h.biCompression) << c.what;
+        EXPECT_EQ(c.header, std::to_string(l.h.biBitCount) + " bits " + std::to_string(l.h.biWidth) + " x " + std::to_string(l.h.biHeight) +
+                                " colours " + std::to_string(l.h.biClrUsed) + " size " + std::to_string(l.h.biSizeImage)) << c.what;
+        EXPECT_EQ(c.table, Bytes(l.table.begin(), l.table.begin() + std::min(l.table.size(), c.table.size()))) << c.what;
+        EXPECT_EQ(c.pixels, l.pixels) << c.what;
+    }
 }
 
 TEST(BmpLoad, SparseRunLengthLoadsWithinTheImageLimitOnly)
@@ -307,6 +289,8 @@ TEST(BmpLoad, SparseRunLengthLoadsWithinTheImageLimitOnly)
 TEST(BmpLoad, HostileFilesAreRefusedWithTheirMessage)
 {
     ExpectRefused({}, kNotLegitimate, "empty file");
+    Bytes whole = WithFileHeader(InfoHeader(3, 2, 8, 0, 0, 2), Table({{0, 0, 0, 0}, {255, 255, 255, 0}}), {1, 1, 1, 0, 0, 1, 0, 0});
+    ExpectRefused(Bytes(whole.begin(), whole.end() - 1), kNotLegitimate, "plain one byte short");
     ExpectRefused({'B', 'M', 1, 2, 3}, kNotLegitimate, "short file header");
     Bytes header = InfoHeader(2, 2, 8);
     ExpectRefused(Cat({FileHeader(0, 0), Bytes(header.begin(), header.begin() + 30)}), kNotLegitimate, "short header");
@@ -331,41 +315,6 @@ TEST(BmpLoad, HostileFilesAreRefusedWithTheirMessage)
     ExpectRefused(WithFileHeader(InfoHeader(2, 2, 24, 4), {}, Bytes(16, 0)), kUnsupported, "JPEG inside");
     ExpectRefused(WithFileHeader(InfoHeader(2, 2, 4, BI_RLE8), Bytes(64, 0), {2, 1, 0, 1}), kNotLegitimate,
                   "RLE8 at 4 bits");
-
-    // A small run-length image whose data lies past the end loads all zero.
-    Loaded l;
-    LoadBytes(Cat({FileHeader(0, 5000), InfoHeader(4, 4, 8, BI_RLE8, 0, 1), Bytes(4, 0)}), l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_TRUE(l.texts.empty());
-    EXPECT_EQ(Bytes(16, 0), l.pixels);
-}
-
-TEST(BmpLoad, RunLengthDataPastTheRowOrImageIsClipped)
-{
-    Bytes table = Table({{0, 0, 0, 0}, {1, 1, 1, 0}, {2, 2, 2, 0}});
-    Bytes rle = {
-        200, 1,                    // far past the row of 3
-        0, 9, 1, 2, 1, 2, 1, 2, 1, 2, 1, 0,  // absolute run past the row
-        0, 0,                      // end of line
-        2, 2, 0, 2, 0, 50,         // delta far above the image
-        7, 1,                      // never reached
-    };
-    Loaded l;
-    LoadBytes(WithFileHeader(InfoHeader(3, 2, 8, BI_RLE8, static_cast<uint32_t>(rle.size()), 3), table, rle), l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_EQ((Bytes{1, 1, 1, 0, 2, 2, 0, 0}), l.pixels);
-}
-
-TEST(BmpLoad, SixteenBitFilesBecomeTwentyFourBits)
-{
-    Bytes pixels = {0xFF, 0x7F, 0x00, 0x7C, 0xE0, 0x03, 0x01, 0x00};  // white, red, green, blue 1 -> 8
-    Loaded l;
-    LoadBytes(WithFileHeader(InfoHeader(2, 2, 16), {}, pixels), l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_EQ(24, l.h.biBitCount);
-    EXPECT_EQ(16u, l.h.biSizeImage);
-    EXPECT_EQ((Bytes{255, 255, 255, 0, 0, 255, 0, 0, 0, 255, 0, 8, 0, 0, 0, 0}), l.pixels);
-    EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
 }
 
 TEST(BmpSave, WritesFileHeaderAndTheWholeBlock)

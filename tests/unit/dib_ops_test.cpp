@@ -148,116 +148,99 @@ TEST(DibToGray, DeepDepthsBecomeEightBitGray)
 {
     std::vector<RGBQUAD> ramp;
     for (int i = 0; i < 256; i++) ramp.push_back(Gray(static_cast<BYTE>(i)));
-    // 24 bits: red, green, blue, (128,64,32) in one row of 4, then white.
-    Bytes p24 = {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    HGLOBAL g24 = DIB_ToGray(Scoped{MakeDib(4, 2, 24, {}, p24)});
-    ASSERT_NE(nullptr, g24);
-    Dib d = ReadDib(g24);
-    EXPECT_EQ(8, d.h.biBitCount);
-    EXPECT_EQ(256u, d.h.biClrUsed);
-    EXPECT_EQ(8u, d.h.biSizeImage);
-    ExpectTable(ramp, d.table);
-    EXPECT_EQ((Bytes{77, 150, 28, 80, 255, 0, 0, 0}), d.pixels);
-    GlobalFree(g24);
-
-    // 32 bits: the fourth byte plays no part.
-    Bytes p32 = {30, 20, 10, 0xFF, 255, 255, 255, 0x00};
-    HGLOBAL g32 = DIB_ToGray(Scoped{MakeDib(2, 1, 32, {}, p32)});
-    ASSERT_NE(nullptr, g32);
-    EXPECT_EQ((Bytes{18, 255, 0, 0}), ReadDib(g32).pixels);
-    GlobalFree(g32);
-
-    // 16 bits, 5-5-5: (31,16,1) widens to (255,132,8): 77 + 78 + 1 = 156;
-    // (0,0,31) -> blue 255 -> 28.
-    Bytes p16 = {0x01, 0x7E, 0x1F, 0x00};
-    HGLOBAL g16 = DIB_ToGray(Scoped{MakeDib(2, 1, 16, {}, p16)});
-    ASSERT_NE(nullptr, g16);
-    EXPECT_EQ((Bytes{156, 28, 0, 0}), ReadDib(g16).pixels);
-    GlobalFree(g16);
-}
-
-TEST(DibRecompress, Rle8DecodesRunsAbsoluteRunsDeltasAndLineEnds)
-{
-    Bytes rle = {
-        3, 5,                 // row 0: three 5s
-        0, 3, 1, 2, 3, 0,     // absolute 1 2 3, padded to a word
-        0, 0,                 // end of line: row 1 stays empty
-        0, 2, 2, 1,           // delta: two right, one up -> row 2, x 2
-        2, 9,                 // 9 9
-        0, 0,                 // end of line
-        8, 7,                 // eight 7s in a row of six: clipped
-        0, 1,                 // end of bitmap
+    struct Case {
+        LONG width, height;
+        int bits;
+        Bytes pixels, gray;
+    } cases[] = {
+        // 24 bits: red, green, blue, (128,64,32) in one row of 4, then white.
+        {4, 2, 24, {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {77, 150, 28, 80, 255, 0, 0, 0}},
+        // 32 bits: the fourth byte plays no part.
+        {2, 1, 32, {30, 20, 10, 0xFF, 255, 255, 255, 0x00}, {18, 255, 0, 0}},
+        // 16 bits, 5-5-5: (31,16,1) widens to (255,132,8): 77 + 78 + 1 = 156;
+        // (0,0,31) -> blue 255 -> 28.
+        {2, 1, 16, {0x01, 0x7E, 0x1F, 0x00}, {156, 28, 0, 0}},
     };
-    std::vector<RGBQUAD> table = {Quad(0, 0, 0), Quad(1, 1, 1)};
-    HGLOBAL src = MakeDib(6, 4, 8, table, rle, BI_RLE8);
-    HGLOBAL plain = DIB_Recompress(src, 0, BI_RGB);
-    ASSERT_NE(nullptr, plain);
-    Dib d = ReadDib(plain);
-    EXPECT_EQ(40u, d.h.biSize);
-    EXPECT_EQ(static_cast<DWORD>(BI_RGB), d.h.biCompression);
-    EXPECT_EQ(8, d.h.biBitCount);
-    EXPECT_EQ(32u, d.h.biSizeImage);
-    EXPECT_EQ(2u, d.h.biClrUsed);
-    ExpectTable(table, d.table);
-    Bytes expected = {5, 5, 5, 1, 2, 3, 0, 0,  //
-                      0, 0, 0, 0, 0, 0, 0, 0,  //
-                      0, 0, 9, 9, 0, 0, 0, 0,  //
-                      7, 7, 7, 7, 7, 7, 0, 0};
-    EXPECT_EQ(expected, d.pixels);
-    GlobalFree(plain);
-    GlobalFree(src);
+    for (const Case& c : cases) {
+        HGLOBAL gray = DIB_ToGray(Scoped{MakeDib(c.width, c.height, c.bits, {}, c.pixels)});
+        ASSERT_NE(nullptr, gray) << c.bits;
+        Dib d = ReadDib(gray);
+        EXPECT_EQ(8, d.h.biBitCount) << c.bits;
+        EXPECT_EQ(256u, d.h.biClrUsed) << c.bits;
+        ExpectTable(ramp, d.table);
+        EXPECT_EQ(c.gray, d.pixels) << c.bits;
+        GlobalFree(gray);
+    }
 }
 
-TEST(DibRecompress, Rle4DecodesNibbleRunsAndOddAbsoluteCounts)
+TEST(DibRecompress, RunLengthDataDecodesToPlainRowsAndHostileRunsAreClipped)
 {
-    Bytes rle = {
-        5, 0x12,                    // row 0: 1 2 1 2 1
-        0, 0,                       // end of line
-        0, 3, 0xAB, 0xC0,           // absolute A B C: two bytes, already even
-        2, 0x3F,                    // 3 F
-        0, 0,                       // end of line
-        0, 2, 1, 0,                 // delta one right
-        1, 0x70,                    // 7
-        0, 5, 0x12, 0x34, 0x50, 0,  // absolute 1 2 3 4 5: three bytes padded to four; 4 5 fall off the row
-        0, 1,
-    };
-    HGLOBAL src = MakeDib(5, 3, 4, std::vector<RGBQUAD>(16, Quad(9, 9, 9)), rle, BI_RLE4);
-    HGLOBAL plain = DIB_Recompress(src, 0, BI_RGB);
-    ASSERT_NE(nullptr, plain);
-    Dib d = ReadDib(plain);
-    EXPECT_EQ(4, d.h.biBitCount);
-    EXPECT_EQ(12u, d.h.biSizeImage);
-    Bytes expected = {0x12, 0x12, 0x10, 0, 0xAB, 0xC3, 0xF0, 0, 0x07, 0x12, 0x30, 0};
-    EXPECT_EQ(expected, d.pixels);
-    GlobalFree(plain);
-    GlobalFree(src);
-}
-
-TEST(DibRecompress, HostileRunsAreClippedAndShortDataLeavesZeros)
-{
-    std::vector<RGBQUAD> table(4, Quad(0, 0, 0));
-    // A delta far past the top ends decoding; what came before stays.
-    HGLOBAL a = MakeDib(4, 2, 8, table, {2, 1, 0, 2, 200, 200, 4, 3, 0, 1}, BI_RLE8);
-    HGLOBAL pa = DIB_Recompress(a, 0, BI_RGB);
-    ASSERT_NE(nullptr, pa);
-    EXPECT_EQ((Bytes{1, 1, 0, 0, 0, 0, 0, 0}), ReadDib(pa).pixels);
-    // An absolute run longer than the row, then one cut off by the end of the data.
-    HGLOBAL b = MakeDib(4, 2, 8, table, {0, 6, 1, 2, 3, 3, 2, 1, 0, 0, 0, 5, 3, 2}, BI_RLE8);
-    HGLOBAL pb = DIB_Recompress(b, 0, BI_RGB);
-    ASSERT_NE(nullptr, pb);
-    EXPECT_EQ((Bytes{1, 2, 3, 3, 3, 2, 0, 0}), ReadDib(pb).pixels);
-    // Many lines ending past the top, and 255-pixel runs in a tiny image.
     Bytes flood;
     for (int i = 0; i < 50; i++) flood.insert(flood.end(), {255, 2, 0, 0});
-    HGLOBAL c = MakeDib(3, 2, 4, table, flood, BI_RLE4);
-    HGLOBAL pc = DIB_Recompress(c, 0, BI_RGB);
-    ASSERT_NE(nullptr, pc);
-    EXPECT_EQ((Bytes{0x02, 0x00, 0, 0, 0x02, 0x00, 0, 0}), ReadDib(pc).pixels);
-    // A delta cut off after its escape, and a lone count byte.
-    HGLOBAL d = MakeDib(2, 1, 8, table, {1, 3, 0, 2, 1}, BI_RLE8);
-    HGLOBAL pd = DIB_Recompress(d, 0, BI_RGB);
-    ASSERT_NE(nullptr, pd);
-    EXPECT_EQ((Bytes{3, 0, 0, 0}), ReadDib(pd).pixels);
+    struct Case {
+        LONG width, height;
+        int bits;
+        DWORD compression;
+        Bytes data;
+        Bytes pixels;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        {6, 4, 8, BI_RLE8,
+         {
+             3, 5,              // row 0: three 5s
+             0, 3, 1, 2, 3, 0,  // absolute 1 2 3, padded to a word
+             0, 0,              // end of line: row 1 stays empty
+             0, 2, 2, 1,        // delta: two right, one up -> row 2, x 2
+             2, 9,              // 9 9
+             0, 0,              // end of line
+             8, 7,              // eight 7s in a row of six: clipped
+             0, 1,              // end of bitmap
+         },
+         {5, 5, 5, 1, 2, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 9, 0, 0, 0, 0, 7, 7, 7, 7, 7, 7, 0, 0},
+         "RLE8 runs, absolute runs, deltas and line ends"},
+        {5, 3, 4, BI_RLE4,
+         {
+             5, 0x12,                    // row 0: 1 2 1 2 1
+             0, 0,                       // end of line
+             0, 3, 0xAB, 0xC0,           // absolute A B C: two bytes, already even
+             2, 0x3F,                    // 3 F
+             0, 0,                       // end of line
+             0, 2, 1, 0,                 // delta one right
+             1, 0x70,                    // 7
+             0, 5, 0x12, 0x34, 0x50, 0,  // absolute 1 2 3 4 5: three bytes padded to four; 4 5 fall off the row
+             0, 1,
+         },
+         {0x12, 0x12, 0x10, 0, 0xAB, 0xC3, 0xF0, 0, 0x07, 0x12, 0x30, 0},
+         "RLE4 nibble runs and odd absolute counts"},
+        // A delta far past the top ends decoding; what came before stays.
+        {4, 2, 8, BI_RLE8, {2, 1, 0, 2, 200, 200, 4, 3, 0, 1}, {1, 1, 0, 0, 0, 0, 0, 0}, "delta past the top"},
+        // An absolute run longer than the row, then one cut off by the end of the data.
+        {4, 2, 8, BI_RLE8, {0, 6, 1, 2, 3, 3, 2, 1, 0, 0, 0, 5, 3, 2}, {1, 2, 3, 3, 3, 2, 0, 0}, "absolute runs too long"},
+        // Many lines ending past the top, and 255-pixel runs in a tiny image.
+        {3, 2, 4, BI_RLE4, flood, {0x02, 0x00, 0, 0, 0x02, 0x00, 0, 0}, "flood of long runs"},
+        // A delta cut off after its escape, and a lone count byte.
+        {2, 1, 8, BI_RLE8, {1, 3, 0, 2, 1}, {3, 0, 0, 0}, "cut delta"},
+    };
+    for (const Case& c : cases) {
+        std::vector<RGBQUAD> table(c.bits == 4 ? 16 : 2, Quad(9, 8, 7));
+        table[1] = Quad(1, 1, 1);
+        HGLOBAL plain = DIB_Recompress(Scoped{MakeDib(c.width, c.height, c.bits, table, c.data, c.compression)}, 0, BI_RGB);
+        ASSERT_NE(nullptr, plain) << c.what;
+        Dib d = ReadDib(plain);
+        EXPECT_EQ(40u, d.h.biSize) << c.what;
+        EXPECT_EQ(static_cast<DWORD>(BI_RGB), d.h.biCompression) << c.what;
+        EXPECT_EQ(c.bits, d.h.biBitCount) << c.what;
+        EXPECT_EQ(table.size(), d.h.biClrUsed) << c.what;
+        ExpectTable(table, d.table);
+        EXPECT_EQ(c.pixels, d.pixels) << c.what;
+        GlobalFree(plain);
+    }
+}
+
+TEST(DibRecompress, MismatchedFormsAndTablesAreRefusedAndOnlyTheLimitBoundsTheImage)
+{
+    std::vector<RGBQUAD> table(4, Quad(0, 0, 0));
     // Depth and compression that don't belong together are refused.
     HGLOBAL e = MakeDib(2, 1, 4, table, {2, 1, 0, 1}, BI_RLE8);
     EXPECT_EQ(nullptr, DIB_Recompress(e, 0, BI_RGB));
@@ -278,7 +261,7 @@ TEST(DibRecompress, HostileRunsAreClippedAndShortDataLeavesZeros)
     // A table that claims more than 256 entries is no DIB.
     HGLOBAL f = MakeDib(2, 1, 8, table, {2, 1, 0, 1}, BI_RLE8, 100000);
     EXPECT_EQ(nullptr, DIB_Recompress(f, 0, BI_RGB));
-    for (HGLOBAL h : {a, pa, b, pb, c, pc, d, pd, e, f}) GlobalFree(h);
+    for (HGLOBAL h : {e, f}) GlobalFree(h);
 }
 
 TEST(DibRecompress, Rle8EncodesRunsLiteralsAndLineEnds)

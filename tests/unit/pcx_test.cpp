@@ -6,12 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace pcxtga;
 
 namespace {
 
 const char kDecodeQuestion[] = "Error encountered decompressing PCX file.  Continue to load?";
 const char kCancelBatch[] = "\n\nCancel Batch?";
+typedef std::vector<std::string> Texts;
 
 // A 128-byte header with the given fields; the rest as a writer leaves it.
 Bytes Header(int version, int bitsPerPlane, int xMax, int yMax, int planes, int bytesPerLine,
@@ -188,153 +191,133 @@ TEST_F(Pcx, DepthsWithoutAPcxForm)
 
 // ---- the reader: palettes ----------------------------------------------------------------
 
-TEST_F(Pcx, VersionsBelowThreeAndOtherMakersAreRefused)
+TEST_F(Pcx, OldVersionsOtherMakersAndUnreadableLayoutsAreRefused)
 {
-    Bytes data = {0xC2, 0x00};
-    HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
-    for (int version : {0, 2, 0x80, 0xFF}) {
+    const Texts unsupported = {"Unsupported PCX format"}, notLegal = {"Not a legal PCX format file"},
+                incomplete = {"Incomplete PCX file, cannot load"};
+    Bytes otherMaker = Header(5, 8, 0, 0, 1, 2), cut = Header(5, 8, 0, 0, 1, 2);
+    otherMaker[0] = 11;
+    cut.resize(40);
+    struct Case {
+        Bytes file;
+        Texts texts;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        {Cat(Header(0, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0"},
+        {Cat(Header(2, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 2"},
+        {Cat(Header(0x80, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0x80"},
+        {Cat(Header(0xFF, 8, 0, 0, 1, 2), {0xC2, 0x00}), unsupported, "version 0xFF"},
+        {Cat(otherMaker, {0xC2, 0x00}), notLegal, "another maker"},
+        // Two planes and zero planes fail without a word.
+        {Cat(Header(5, 1, 7, 0, 2, 2), {0xC4, 0x11}), {}, "two planes"},
+        {Cat(Header(5, 1, 7, 0, 0, 2), {0xC4, 0x11}), {}, "no planes"},
+        // Total bits with no DIB depth (here 3 x 9).
+        {Cat(Header(5, 9, 0, 0, 3, 2), {0xC6, 0x11}), unsupported, "3 x 9 bits"},
+        {cut, incomplete, "a header of nothing but its first bytes"},
+        {Cat(Header(5, 1, 5, 0, 1, 2, {}, 9), {0x00, 0x00}), notLegal, "the last column before the first"},
+        // Shorter than the 256-colour tail: the seek back fails.
+        {Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), incomplete, "no room for the tail"},
+    };
+    for (const Case& c : cases) {
         HDL_ClearBoxes();
-        EXPECT_EQ(0, Load(Cat(Header(version, 8, 0, 0, 1, 2), data), &dib));
-        EXPECT_EQ(nullptr, dib);
-        EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts()) << version;
+        HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
+        EXPECT_EQ(0, Load(c.file, &dib)) << c.what;
+        EXPECT_EQ(nullptr, dib) << c.what;
+        EXPECT_EQ(c.texts, BoxTexts()) << c.what;
     }
-    HDL_ClearBoxes();
-    Bytes other = Header(5, 8, 0, 0, 1, 2);
-    other[0] = 11;
-    EXPECT_EQ(0, Load(Cat(other, data), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
-
     // A missing file is no report at all.
     HDL_ClearBoxes();
+    HGLOBAL dib = nullptr;
     EXPECT_EQ(0, PCX_Load(TempPath("never_written.pcx").c_str(), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
-TEST_F(Pcx, VersionThreeTablesAreGray)
+TEST_F(Pcx, TablesComeFromTheHeaderTheTailOrAreGray)
 {
-    HGLOBAL dib = nullptr;
-    Bytes map = {200, 0, 0, 0, 200, 0};
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 1, 2, map), {0x0F, 0x00}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(0, v.table[0].rgbRed + v.table[0].rgbGreen + v.table[0].rgbBlue);
-        EXPECT_EQ(255, v.table[1].rgbGreen);
-        EXPECT_EQ(255, v.table[1].rgbRed);
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 7, 0, 4, 2, map), {0xC8, 0x00}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        for (int i = 0; i < 16; i++) EXPECT_EQ(i * 15, v.table[i].rgbBlue) << i;
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    // Even with a tail, a version 3 file of 8 bits is a gray ramp.
-    ASSERT_EQ(1, Load(Cat(Cat(Header(3, 8, 1, 0, 1, 2), {0xC2, 0x40}), Tail()), &dib));
-    {
-        DibView v(dib);
-        for (int i = 0; i < 256; i++) ASSERT_EQ(i, v.table[i].rgbRed) << i;
-        EXPECT_EQ(7, v.table[7].rgbGreen);
-        EXPECT_EQ(Bytes({0x40, 0x40}), v.TopRow(0, 2));
-    }
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, EightBitTablesComeFromTheTailOrAreGray)
-{
-    HGLOBAL dib = nullptr;
-    Bytes pixels = {0xC2, 0x03};
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), Tail()), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(200, v.table[200].rgbRed);
-        EXPECT_EQ(55, v.table[200].rgbGreen);
-        EXPECT_EQ(100, v.table[200].rgbBlue);
-        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-    }
-    GlobalFree(dib);
-
-    // The byte 769 from the end isn't 12: a gray ramp.
+    typedef std::array<int, 3> C;  // red, green, blue
     Bytes noMark = Tail();
     noMark[0] = 13;
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 1, 0, 1, 2), pixels), noMark), &dib));
-    {
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<std::pair<int, C>> colours;  // entries looked at
+        Bytes row;                               // the top row's first bytes
+        int gray;
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // Version 3 tables are gray whatever the header's map says.
+        {Cat(Header(3, 1, 7, 0, 1, 2, {200, 0, 0, 0, 200, 0}), {0x0F, 0x00}), 1, {{0, {0, 0, 0}}, {1, {255, 255, 255}}}, {0x0F}, 1, "version 3, 1 bit"},
+        {Cat(Header(3, 1, 7, 0, 4, 2, {200, 0, 0, 0, 200, 0}), {0xC8, 0x00}), 4, {{0, {0, 0, 0}}, {1, {15, 15, 15}}, {15, {225, 225, 225}}},
+         {0x00}, 1, "version 3, 4 planes"},
+        // Even with a tail, a version 3 file of 8 bits is a gray ramp.
+        {Cat(Cat(Header(3, 8, 1, 0, 1, 2), {0xC2, 0x40}), Tail()), 8, {{0, {0, 0, 0}}, {7, {7, 7, 7}}, {255, {255, 255, 255}}}, {0x40, 0x40}, 1,
+         "version 3, 8 bits"},
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), Tail()), 8, {{200, {200, 55, 100}}}, {3, 3}, 0, "tail"},
+        // The byte 769 from the end isn't 12: a gray ramp.
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 2), {0xC2, 0x03}), noMark), 8, {{200, {200, 200, 200}}}, {3, 3}, 1, "tail without its mark"},
+        // Two-colour files are black and white whatever their map.
+        {Cat(Header(5, 1, 15, 0, 1, 2, {255, 0, 0, 0, 0, 255}), {0x3C, 0x0F}), 1, {{0, {0, 0, 0}}, {1, {255, 255, 255}}}, {0x3C, 0x0F}, 1, "two colours"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(200, v.table[200].rgbGreen);
-        EXPECT_EQ(1, INF_GetValue(INF_GRAY));
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (const auto& e : c.colours) {
+            const RGBQUAD& q = v.table[e.first];
+            EXPECT_EQ(e.second, (C{q.rgbRed, q.rgbGreen, q.rgbBlue})) << c.what << ", entry " << e.first;
+        }
+        EXPECT_EQ(c.row, v.TopRow(0, c.row.size())) << c.what;
+        EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY)) << c.what;
     }
-    GlobalFree(dib);
-
-    // Shorter than the tail: the seek back fails.
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(Cat(Header(5, 8, 1, 0, 1, 2), pixels), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
-}
-
-TEST_F(Pcx, TwoColourFilesAreBlackAndWhiteWhateverTheirMap)
-{
-    HGLOBAL dib = nullptr;
-    Bytes map = {255, 0, 0, 0, 0, 255};
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 15, 0, 1, 2, map), {0x3C, 0x0F}), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(0, v.table[0].rgbRed);
-    EXPECT_EQ(0, v.table[0].rgbBlue);
-    EXPECT_EQ(255, v.table[1].rgbRed);
-    EXPECT_EQ(255, v.table[1].rgbGreen);
-    EXPECT_EQ(255, v.table[1].rgbBlue);
-    EXPECT_EQ(Bytes({0x3C, 0x0F}), v.TopRow(0, 2));
-    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
 }
 
 // ---- the reader: plane layouts -----------------------------------------------------------
 
-TEST_F(Pcx, ThreePlanesBecomeBlueGreenRed)
+TEST_F(Pcx, PlaneLayoutsAndLinesOfEveryLengthGiveTheseRows)
 {
-    HGLOBAL dib = nullptr;
-    Bytes line = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 2, 0, 3, 3), line), &dib));
-    OwnedDib own{dib};
-    DibView v(dib);
-    EXPECT_EQ(24, v.h->biBitCount);
-    EXPECT_EQ(Bytes({7, 4, 1, 8, 5, 2, 9, 6, 3}), v.TopRow(0, 9));
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-}
-
-TEST_F(Pcx, LayoutsWithoutAConversionLoadZeroAndTwoPlanesFailSilently)
-{
-    HGLOBAL dib = nullptr;
-    // One plane of 3 bits widens to 4 and stays zero; four planes of 8 bits give 32 and stay zero.
-    ASSERT_EQ(1, Load(Cat(Header(5, 3, 1, 0, 1, 2), {0x3F, 0x3F}), &dib));
-    {
+    Bytes top(20, 0), bottom(20, 0);
+    top[0] = 1, top[1] = 2, top[2] = 3, top[3] = 4;
+    bottom[0] = 5, bottom[1] = 6, bottom[2] = 7, bottom[3] = 8;
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<Bytes> rows;  // the first bytes of each row, top first
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        {Cat(Header(5, 8, 2, 0, 3, 3), {1, 2, 3, 4, 5, 6, 7, 8, 9}), 24, {{7, 4, 1, 8, 5, 2, 9, 6, 3}}, "three planes"},
+        // One plane of 3 bits widens to 4 and stays zero; four planes of 8 bits give 32 and stay zero.
+        {Cat(Header(5, 3, 1, 0, 1, 2), {0x3F, 0x3F}), 4, {Bytes(4, 0)}, "3 bits"},
+        {Cat(Header(5, 8, 0, 0, 4, 2), {0xC8, 0x33}), 32, {Bytes(4, 0)}, "four planes of 8 bits"},
+        // Three lines of 6; the data stops inside the second, after a run's code
+        // byte: that code takes the value 0 and fills 3 bytes.
+        {Cat(Header(5, 1, 47, 2, 1, 6), {0xC6, 0xFF, 0x81, 0x42, 0xC3}), 1,
+         {Bytes(6, 0xFF), {0x81, 0x42, 0, 0, 0, 0}, Bytes(6, 0)}, "data ends in a line"},
+        // 8 bits, 20 pixels wide, 4 bytes a line: the rest of each row stays zero.
+        {Cat(Cat(Header(5, 8, 19, 1, 1, 4), {1, 2, 3, 4, 5, 6, 7, 8}), Tail()), 8, {top, bottom}, "lines too short"},
+        // Two pixels of 8 bits with 10 bytes a line: only the row's 4 bytes are kept.
+        {Cat(Cat(Header(5, 8, 1, 0, 1, 10), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}), Tail()), 8, {{1, 2, 3, 4}}, "line too long"},
+        // Three planes narrower than the width: pixels beyond the line stay black.
+        {Cat(Header(5, 8, 3, 0, 3, 2), {1, 2, 3, 4, 5, 6}), 24, {{5, 3, 1, 6, 4, 2, 0, 0, 0, 0, 0, 0}}, "planes too short"},
+        // Four planes of 40 bytes for a 2-pixel row (a literal and 39 zeros each;
+        // the first bytes give pixels 1 + 4 and 2 + 8).
+        {Cat(Header(5, 1, 1, 0, 4, 40), {0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00, 0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00}), 4,
+         {{0x5A, 0x00, 0x00, 0x00}}, "planes too long"},
+        {Cat(Header(5, 2, 1, 0, 1, 30), {0xDE, 0xE4}), 4, {{0x32, 0x10, 0x32, 0x10}}, "2-bit line too long"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(4, v.h->biBitCount);
-        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (size_t y = 0; y < c.rows.size(); y++) EXPECT_EQ(c.rows[y], v.TopRow(static_cast<LONG>(y), c.rows[y].size())) << c.what;
     }
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 0, 0, 4, 2), {0xC8, 0x33}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(32, v.h->biBitCount);
-        EXPECT_EQ(Bytes(4, 0), v.TopRow(0, 4));
-    }
-    GlobalFree(dib);
     EXPECT_TRUE(HDL_Boxes().empty());
-
-    // Two planes and zero planes.
-    for (int planes : {2, 0}) {
-        dib = reinterpret_cast<HGLOBAL>(1);
-        EXPECT_EQ(0, Load(Cat(Header(5, 1, 7, 0, planes, 2), {0xC4, 0x11}), &dib));
-        EXPECT_EQ(nullptr, dib);
-        EXPECT_TRUE(HDL_Boxes().empty());
-    }
-    // Total bits with no DIB depth (here 3 x 9) are not loaded.
-    EXPECT_EQ(0, Load(Cat(Header(5, 9, 0, 0, 3, 2), {0xC6, 0x11}), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Unsupported PCX format"}, BoxTexts());
 }
 
 // ---- the reader: damaged and truncated data ------------------------------------------------
@@ -381,61 +364,6 @@ TEST_F(Pcx, RunCutAtTheLineEndAsksOncePerFile)
     EXPECT_EQ(0, MSG_GetAbort());
 }
 
-TEST_F(Pcx, TheEndOfTheDataReadsAsZero)
-{
-    // Three lines of 6; the data stops inside the second, after a run's code byte.
-    Bytes oneBit = Cat(Header(5, 1, 47, 2, 1, 6), {0xC6, 0xFF, 0x81, 0x42, 0xC3});
-    HGLOBAL dib = nullptr;
-    ASSERT_EQ(1, Load(oneBit, &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(Bytes(6, 0xFF), v.TopRow(0, 6));
-        // The run code at the very end takes the value 0 and fills 3 bytes.
-        EXPECT_EQ(Bytes({0x81, 0x42, 0, 0, 0, 0}), v.TopRow(1, 6));
-        EXPECT_EQ(Bytes(6, 0), v.TopRow(2, 6));
-    }
-    EXPECT_TRUE(HDL_Boxes().empty());
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, LinesThatDisagreeWithTheWidthStayInsideTheRow)
-{
-    HGLOBAL dib = nullptr;
-    // 8 bits, 20 pixels wide, 4 bytes a line: the rest of each row stays zero.
-    ASSERT_EQ(1, Load(Cat(Cat(Header(5, 8, 19, 1, 1, 4), {1, 2, 3, 4, 5, 6, 7, 8}), Tail()), &dib));
-    {
-        DibView v(dib);
-        Bytes top(20, 0), bottom(20, 0);
-        top[0] = 1, top[1] = 2, top[2] = 3, top[3] = 4;
-        bottom[0] = 5, bottom[1] = 6, bottom[2] = 7, bottom[3] = 8;
-        EXPECT_EQ(top, v.TopRow(0, 20));
-        EXPECT_EQ(bottom, v.TopRow(1, 20));
-    }
-    GlobalFree(dib);
-
-    // Two pixels of 8 bits with 10 bytes a line: only the row's 4 bytes are kept.
-    Bytes longLine = Cat(Header(5, 8, 1, 0, 1, 10), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
-    ASSERT_EQ(1, Load(Cat(longLine, Tail()), &dib));
-    EXPECT_EQ(Bytes({1, 2, 3, 4}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-
-    // Three planes narrower than the width: pixels beyond the line stay black.
-    ASSERT_EQ(1, Load(Cat(Header(5, 8, 3, 0, 3, 2), {1, 2, 3, 4, 5, 6}), &dib));
-    EXPECT_EQ(Bytes({5, 3, 1, 6, 4, 2, 0, 0, 0, 0, 0, 0}), DibView(dib).TopRow(0, 12));
-    GlobalFree(dib);
-
-    // Four planes of 40 bytes for a 2-pixel row (a literal and 39 zeros each; the
-    // first bytes give pixels 1 + 4 and 2 + 8), and 2-bit lines longer than the row.
-    Bytes planes = {0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00, 0x80, 0xE7, 0x00, 0x40, 0xE7, 0x00};
-    ASSERT_EQ(1, Load(Cat(Header(5, 1, 1, 0, 4, 40), planes), &dib));
-    EXPECT_EQ(Bytes({0x5A, 0x00, 0x00, 0x00}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(5, 2, 1, 0, 1, 30), {0xDE, 0xE4}), &dib));
-    EXPECT_EQ(Bytes({0x32, 0x10, 0x32, 0x10}), DibView(dib).TopRow(0, 4));
-    GlobalFree(dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
-
 TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)
 {
     HGLOBAL dib = nullptr;
@@ -457,17 +385,6 @@ TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)
     DIB_SetMemoryLimit(limit);
     EXPECT_EQ(0, Load(Cat(Cat(Header(5, 8, 0xFFFF, 0xFFFF, 1, 0xFFFE), {0xC1, 0x00}), Tail()), &dib));
     EXPECT_EQ(std::vector<std::string>(2, "Not enough memory to load PCX image"), BoxTexts());
-    // A header of nothing but its first bytes.
-    HDL_ClearBoxes();
-    Bytes cut = Header(5, 8, 0, 0, 1, 2);
-    cut.resize(40);
-    EXPECT_EQ(0, Load(cut, &dib));
-    EXPECT_EQ(std::vector<std::string>{"Incomplete PCX file, cannot load"}, BoxTexts());
-    // The last column before the first.
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(Cat(Header(5, 1, 5, 0, 1, 2, {}, 9), {0x00, 0x00}), &dib));
-    EXPECT_EQ(std::vector<std::string>{"Not a legal PCX format file"}, BoxTexts());
-    EXPECT_EQ(nullptr, dib);
 }
 
 TEST_F(Pcx, PccFilesAreReadAndNamedAsPcx)

@@ -6,12 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 using namespace pcxtga;
 
 namespace {
 
 const char kPossibleErrors[] = "Possible errors encountered while reading\nfile, Continue loading this file?";
 const char kCancelBatch[] = "\n\nCancel Batch?";
+const char kIncomplete[] = "Incomplete TGA file, cannot load";
 
 // An 18-byte header.
 Bytes Header(int type, int width, int height, int depth, int descriptor = 0, int mapType = 0, int mapLength = 0,
@@ -174,7 +177,7 @@ TEST_F(Tga, DepthsWithoutATgaForm)
 
 // ---- the reader: header rules ---------------------------------------------------------------
 
-TEST_F(Tga, HeadersThatAreRefused)
+TEST_F(Tga, HeadersAndShortDataAreRefused)
 {
     HGLOBAL dib = reinterpret_cast<HGLOBAL>(1);
     Bytes cut = Header(2, 1, 1, 24);
@@ -188,8 +191,17 @@ TEST_F(Tga, HeadersThatAreRefused)
         {Cat(Header(2, 1, 1, 15, 0, 0, 0, 24), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
         {Cat(Header(2, 0, 1, 24), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
         {Cat(Header(2, 1, 1, 48), Bytes(8, 0)), "Illegal TGA File -- Bad Header"},
-        {cut, "Incomplete TGA file, cannot load"},
+        {cut, kIncomplete},
         {Cat(Header(2, 0xFFFF, 0xFFFF, 32), Bytes(100, 0)), "Out of memory -- Cannot load TGA file"},  // 16 GB
+        // Raw, one byte short; less than one packet can hold; a raw pixel cut
+        // short; a raw packet cut short; the data ends between packets; ends
+        // inside the map.
+        {Cat(Header(2, 4, 4, 24), Bytes(47, 1)), kIncomplete},
+        {Cat(Header(10, 4, 4, 24), {0x8F, 1, 2}), kIncomplete},
+        {Cat(Header(10, 4, 4, 24), {0x80, 1, 2, 3, 0x00, 9}), kIncomplete},
+        {Cat(Header(10, 4, 4, 24), Cat({0x0F}, Bytes(44, 1))), kIncomplete},
+        {Cat(Cat(Header(10, 200, 4, 8), {0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5}), {0x00, 5, 0x00, 5}), kIncomplete},
+        {Cat(Header(1, 8, 8, 8, 0, 1, 256, 24), Bytes(100, 0)), kIncomplete},
     };
     for (const auto& c : cases) {
         HDL_ClearBoxes();
@@ -201,33 +213,40 @@ TEST_F(Tga, HeadersThatAreRefused)
     HDL_ClearBoxes();
     EXPECT_EQ(0, TGA_Load(TempPath("never_written.tga").c_str(), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
-
-    // An odd depth with no map entry size passes and stores nothing.
-    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 15), {0xFF, 0xFF, 0xFF, 0xFF}), &dib));
-    EXPECT_EQ(24, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes(6, 0), DibView(dib).TopRow(0, 6));
-    EXPECT_EQ(15, INF_GetValue(INF_BITSPERPIXEL));
-    GlobalFree(dib);
 }
 
-TEST_F(Tga, SixteenAndThirtyTwoBitPixels)
+TEST_F(Tga, PixelFormsAndPacketsAcrossRowsGiveTheseRows)
 {
-    HGLOBAL dib = nullptr;
-    // 0x7FFF, 0x8000 (the top bit is no channel), 0x0421, 0x7C1F.
-    ASSERT_EQ(1, Load(Cat(Header(2, 4, 1, 16), {0xFF, 0x7F, 0x00, 0x80, 0x21, 0x04, 0x1F, 0x7C}), &dib));
-    {
+    struct Case {
+        Bytes file;
+        WORD bits;
+        std::vector<Bytes> rows;  // the first bytes of each row, top first
+        int fileBits;             // the depth the load information gives
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // 0x7FFF, 0x8000 (the top bit is no channel), 0x0421, 0x7C1F.
+        {Cat(Header(2, 4, 1, 16), {0xFF, 0x7F, 0x00, 0x80, 0x21, 0x04, 0x1F, 0x7C}), 24,
+         {{0xF8, 0xF8, 0xF8, 0, 0, 0, 8, 8, 8, 0xF8, 0, 0xF8}}, 16, "16 bits"},
+        {Cat(Header(2, 2, 1, 32, 8), {1, 2, 3, 4, 5, 6, 7, 0}), 32, {{1, 2, 3, 4, 5, 6, 7, 0}}, 32, "32 bits"},
+        // An odd depth with no map entry size passes and stores nothing.
+        {Cat(Header(2, 2, 1, 15), {0xFF, 0xFF, 0xFF, 0xFF}), 24, {Bytes(6, 0)}, 15, "15 bits"},
+        // 3 x 2 at 24 bits, top first: a run of 4 then a raw packet of 2.
+        {Cat(Header(10, 3, 2, 24, 0x20), {0x83, 1, 2, 3, 0x01, 4, 5, 6, 7, 8, 9}), 24,
+         {{1, 2, 3, 1, 2, 3, 1, 2, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9}}, 24, "run into the next row"},
+        // A raw packet of 4 that goes on in the next row, then a run of 2.
+        {Cat(Header(9, 3, 2, 8, 0x20, 1, 0, 24), {0x03, 1, 2, 3, 4, 0x81, 5}), 8, {{1, 2, 3}, {4, 5, 5}}, 8, "raw packet into the next row"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(24, v.h->biBitCount);
-        EXPECT_EQ(Bytes({0xF8, 0xF8, 0xF8, 0, 0, 0, 8, 8, 8, 0xF8, 0, 0xF8}), v.TopRow(0, 12));
-        EXPECT_EQ(16, INF_GetValue(INF_BITSPERPIXEL));
-        EXPECT_EQ(0, INF_GetValue(INF_PALETTE));
+        EXPECT_EQ(c.bits, v.h->biBitCount) << c.what;
+        for (size_t y = 0; y < c.rows.size(); y++) EXPECT_EQ(c.rows[y], v.TopRow(static_cast<LONG>(y), c.rows[y].size())) << c.what;
+        EXPECT_EQ(c.fileBits, INF_GetValue(INF_BITSPERPIXEL)) << c.what;
     }
-    GlobalFree(dib);
-
-    ASSERT_EQ(1, Load(Cat(Header(2, 2, 1, 32, 8), {1, 2, 3, 4, 5, 6, 7, 0}), &dib));
-    EXPECT_EQ(32, DibView(dib).h->biBitCount);
-    EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 0}), DibView(dib).TopRow(0, 8));
-    GlobalFree(dib);
+    EXPECT_TRUE(HDL_Boxes().empty());
 }
 
 TEST_F(Tga, OnlyDescriptorsTwentyAndTwentyOneMeanTopFirst)
@@ -247,82 +266,47 @@ TEST_F(Tga, OnlyDescriptorsTwentyAndTwentyOneMeanTopFirst)
 
 TEST_F(Tga, MapsOfEveryEntrySize)
 {
-    HGLOBAL dib = nullptr;
-    // A 3-byte ID field, then two 16-bit entries.
-    Bytes file = Cat(Header(1, 2, 1, 8, 0, 1, 2, 16, 0, 3), {'a', 'b', 'c', 0x1F, 0x00, 0xE0, 0x03, 1, 0});
-    ASSERT_EQ(1, Load(file, &dib));
-    {
+    typedef std::array<int, 4> Quad;  // blue, green, red, reserved
+    struct Case {
+        Bytes file;
+        std::vector<std::pair<int, Quad>> entries;  // entries looked at
+        Bytes row;
+        int gray;  // -1: not looked at
+        const char* what;
+    };
+    const std::vector<Case> cases = {
+        // A 3-byte ID field, then two 16-bit entries.
+        {Cat(Header(1, 2, 1, 8, 0, 1, 2, 16, 0, 3), {'a', 'b', 'c', 0x1F, 0x00, 0xE0, 0x03, 1, 0}),
+         {{0, {0xF8, 0, 0, 0}}, {1, {0, 0xF8, 0, 0}}}, {1, 0}, 0, "ID field and 16-bit entries"},
+        // 32-bit entries: the fourth byte is dropped.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 2, 32), {1, 2, 3, 4, 5, 6, 7, 8, 1}), {{0, {1, 2, 3, 0}}, {1, {5, 6, 7, 0}}}, {1}, -1, "32-bit entries"},
+        // A first entry of 2 moves the map up by two entries, and the last two fall off.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 4, 24, 2), {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0}),
+         {{0, {0, 0, 0, 0}}, {1, {0, 0, 0, 0}}, {2, {1, 1, 1, 0}}, {3, {2, 2, 2, 0}}, {4, {0, 0, 0, 0}}}, {0}, -1, "first entry 2"},
+        // A first entry far beyond the scratch: the map is passed over, nothing written.
+        {Cat(Header(1, 1, 1, 8, 0, 1, 4, 32, 300), Cat(Bytes(16, 0xAA), {3})), {{0, {0, 0, 0, 0}}}, {3}, -1, "first entry 300"},
+        // A gray type with a map is read as mapped; without one it gets the gray ramp.
+        {Cat(Header(3, 1, 1, 8, 0, 1, 1, 24), {9, 8, 7, 0}), {{0, {9, 8, 7, 0}}}, {0}, 0, "gray with a map"},
+        {Cat(Header(11, 1, 1, 8), {0x00, 5}), {{200, {200, 200, 200, 0}}}, {5}, 1, "run-length gray without a map"},
+    };
+    for (const Case& c : cases) {
+        HGLOBAL dib = nullptr;
+        ASSERT_EQ(1, Load(c.file, &dib)) << c.what;
+        OwnedDib own{dib};
         DibView v(dib);
-        EXPECT_EQ(8, v.h->biBitCount);
-        EXPECT_EQ(0xF8, v.table[0].rgbBlue);
-        EXPECT_EQ(0, v.table[0].rgbRed);
-        EXPECT_EQ(0xF8, v.table[1].rgbGreen);
-        EXPECT_EQ(Bytes({1, 0}), v.TopRow(0, 2));
-        EXPECT_EQ(0, INF_GetValue(INF_GRAY));
+        EXPECT_EQ(8, v.h->biBitCount) << c.what;
+        for (const auto& e : c.entries) {
+            const RGBQUAD& q = v.table[e.first];
+            EXPECT_EQ(e.second, (Quad{q.rgbBlue, q.rgbGreen, q.rgbRed, q.rgbReserved})) << c.what << ", entry " << e.first;
+        }
+        EXPECT_EQ(c.row, v.TopRow(0, c.row.size())) << c.what;
+        if (c.gray >= 0) EXPECT_EQ(c.gray, INF_GetValue(INF_GRAY)) << c.what;
+        EXPECT_EQ(c.file[2] >= 9, INF_GetValue(INF_COMPRESSED)) << c.what;
     }
-    GlobalFree(dib);
-
-    // 32-bit entries: the fourth byte is dropped.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 2, 32), {1, 2, 3, 4, 5, 6, 7, 8, 1}), &dib));
-    EXPECT_EQ(5, DibView(dib).table[1].rgbBlue);
-    EXPECT_EQ(7, DibView(dib).table[1].rgbRed);
-    EXPECT_EQ(0, DibView(dib).table[1].rgbReserved);
-    GlobalFree(dib);
-
-    // A first entry of 2 moves the map up by two entries, and the last two fall off.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 24, 2), {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0}), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(0, v.table[0].rgbRed);
-        EXPECT_EQ(0, v.table[1].rgbRed);
-        EXPECT_EQ(1, v.table[2].rgbRed);
-        EXPECT_EQ(2, v.table[3].rgbRed);
-        EXPECT_EQ(0, v.table[4].rgbRed);
-    }
-    GlobalFree(dib);
-
-    // A first entry far beyond the scratch: the map is passed over, nothing written.
-    ASSERT_EQ(1, Load(Cat(Header(1, 1, 1, 8, 0, 1, 4, 32, 300), Cat(Bytes(16, 0xAA), {3})), &dib));
-    EXPECT_EQ(0, DibView(dib).table[0].rgbRed);
-    EXPECT_EQ(Bytes({3}), DibView(dib).TopRow(0, 1));
-    GlobalFree(dib);
-
-    // A gray type with a map is read as mapped; without one it gets the gray ramp.
-    ASSERT_EQ(1, Load(Cat(Header(3, 1, 1, 8, 0, 1, 1, 24), {9, 8, 7, 0}), &dib));
-    EXPECT_EQ(7, DibView(dib).table[0].rgbRed);
-    EXPECT_EQ(0, INF_GetValue(INF_GRAY));
-    GlobalFree(dib);
-    ASSERT_EQ(1, Load(Cat(Header(11, 1, 1, 8), {0x00, 5}), &dib));
-    EXPECT_EQ(200, DibView(dib).table[200].rgbGreen);
-    EXPECT_EQ(1, INF_GetValue(INF_GRAY));
-    EXPECT_EQ(1, INF_GetValue(INF_COMPRESSED));
-    GlobalFree(dib);
     EXPECT_TRUE(HDL_Boxes().empty());
 }
 
 // ---- the reader: packets ---------------------------------------------------------------------
-
-TEST_F(Tga, PacketsRunAcrossRows)
-{
-    HGLOBAL dib = nullptr;
-    // 3 x 2 at 24 bits, top first: a run of 4 then a raw packet of 2.
-    Bytes data = {0x83, 1, 2, 3, 0x01, 4, 5, 6, 7, 8, 9};
-    ASSERT_EQ(1, Load(Cat(Header(10, 3, 2, 24, 0x20), data), &dib));
-    {
-        DibView v(dib);
-        EXPECT_EQ(Bytes({1, 2, 3, 1, 2, 3, 1, 2, 3}), v.TopRow(0, 9));
-        EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 8, 9}), v.TopRow(1, 9));
-    }
-    GlobalFree(dib);
-
-    // A raw packet of 4 that goes on in the next row, then a run of 2.
-    data = {0x03, 1, 2, 3, 4, 0x81, 5};
-    ASSERT_EQ(1, Load(Cat(Header(9, 3, 2, 8, 0x20, 1, 0, 24), data), &dib));
-    EXPECT_EQ(Bytes({1, 2, 3}), DibView(dib).TopRow(0, 3));
-    EXPECT_EQ(Bytes({4, 5, 5}), DibView(dib).TopRow(1, 3));
-    GlobalFree(dib);
-    EXPECT_TRUE(HDL_Boxes().empty());
-}
 
 TEST_F(Tga, APacketBeyondTheLastRowAsks)
 {
@@ -358,26 +342,6 @@ TEST_F(Tga, APacketBeyondTheLastRowAsks)
     EXPECT_TRUE(HDL_Boxes().empty());
     EXPECT_EQ(Bytes({3, 4}), DibView(dib).TopRow(0, 2));
     GlobalFree(dib);
-}
-
-TEST_F(Tga, TruncatedFilesAreIncomplete)
-{
-    HGLOBAL dib = nullptr;
-    const Bytes cases[] = {
-        Cat(Header(2, 4, 4, 24), Bytes(47, 1)),                  // raw, one byte short
-        Cat(Header(10, 4, 4, 24), {0x8F, 1, 2}),                 // less than one packet can hold
-        Cat(Header(10, 4, 4, 24), {0x80, 1, 2, 3, 0x00, 9}),     // a raw pixel cut short
-        Cat(Header(10, 4, 4, 24), Cat({0x0F}, Bytes(44, 1))),    // a raw packet cut short
-        Cat(Cat(Header(10, 200, 4, 8), {0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5, 0xFF, 5}),
-            {0x00, 5, 0x00, 5}),                                 // the data ends between packets
-        Cat(Header(1, 8, 8, 8, 0, 1, 256, 24), Bytes(100, 0)),   // ends inside the map
-    };
-    for (const Bytes& file : cases) {
-        HDL_ClearBoxes();
-        EXPECT_EQ(0, Load(file, &dib));
-        EXPECT_EQ(nullptr, dib);
-        EXPECT_EQ(std::vector<std::string>{"Incomplete TGA file, cannot load"}, BoxTexts());
-    }
 }
 
 }  // namespace
