@@ -86,7 +86,7 @@ void HexRow(const Picture& p, const BYTE* row, char* out)
     const LONG w = p.width;
     switch (p.bits * 2 + p.color) {
     case 2:  // complemented bytes; the table plays no part
-        for (LONG i = 0; i < (w + 7) / 8; i++) PutPair(out, static_cast<BYTE>(~row[i]));
+        for (LONG i = 0; i <= (w - 1) / 8; i++) PutPair(out, static_cast<BYTE>(~row[i]));
         break;
     case 3:  // red, green and blue of every pixel, of which the first third is written
         for (LONG x = 0; x < w; x++) {
