@@ -19,6 +19,7 @@ protected:
         const Bytes f = ReadWholeFile(path);
         std::string text(f.begin(), f.end());
 #ifdef _WIN32
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), std::count(text.begin(), text.end(), '\r'));
         for (size_t at; (at = text.find("\r\n")) != std::string::npos;) text.erase(at, 1);
 #endif
         return text;
