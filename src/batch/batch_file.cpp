@@ -4,6 +4,7 @@
 
 #include "cli/headless.h"
 #include "formats/codec_runtime.h"
+#include "formats/eps.h"
 #include "formats/format_table.h"
 #include "platform/dib.h"
 #include "platform/ui_hooks.h"
@@ -110,6 +111,8 @@ int BAT_ConvertFile(const std::string& input, const std::string& output, BatchSe
     std::string temp = BAT_PartName(output);
     snprintf(unfinished, unfinishedSize, "%s", temp.c_str());
     HDL_SetActiveBits(doc.bits);
+    // An EPS file is titled by the name it ends up with, not the private one.
+    EPS_SetTitle(output.c_str());
     int saved = FMT_Save(temp.c_str(), doc.dib, static_cast<WORD>(doc.color), static_cast<WORD>(doc.compressed),
                          static_cast<WORD>(doc.bits), doc.format);
     BAT_FreeDocument(&doc);

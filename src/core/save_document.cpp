@@ -14,6 +14,7 @@
 #include "core/settings.h"
 #include "core/utilities.h"
 #include "formats/codec_runtime.h"
+#include "formats/eps.h"
 #include "formats/format_table.h"
 #include "platform/ui_hooks.h"
 
@@ -88,6 +89,8 @@ void FIL_SetSaveRow(HWND, int row) { FIL_SaveRow = row; }
 
 int FIL_SaveFile(LPCSTR name, HGLOBAL dib, WORD color, WORD compressed, WORD depth)
 {
+    // The last step before the writer: the title an EPS file carries.
+    EPS_SetTitle(name);
     return FMT_Save(name, dib, color, compressed, depth, FIL_SaveRow);
 }
 

@@ -22,6 +22,20 @@ constexpr UINT kEndData = 20489;      // "%%EndData\nrestore\ngr\n"
 // What a device answers when memory is short.
 constexpr int kNoMemory = -5;
 
+// Every byte's two digits, so that a byte costs one look-up.
+struct HexPairs {
+    char digits[512];
+};
+constexpr HexPairs kHexPairs = [] {
+    HexPairs t{};
+    const char hex[] = "0123456789ABCDEF";
+    for (int v = 0; v < 256; ++v) {
+        t.digits[2 * v] = hex[v >> 4];
+        t.digits[2 * v + 1] = hex[v & 15];
+    }
+    return t;
+}();
+
 void PutLength(char* packet, uint32_t length)
 {
     for (int i = 0; i < 4; ++i) packet[i] = static_cast<char>((length >> (8 * i)) & 0xFF);
@@ -43,14 +57,12 @@ int PS_SendString(const PS_Sink& sink, UINT id, ...)
     return sink.send(sink.context, packet, length);
 }
 
+const char* PS_HexPair(BYTE value) { return kHexPairs.digits + 2 * value; }
+
 void PS_HexRow(const BYTE* bgr, int width, char* out)
 {
-    static const char kDigits[] = "0123456789ABCDEF";
     for (int x = 0; x < width; ++x, bgr += 3) {
-        for (int channel = 2; channel >= 0; --channel) {
-            *out++ = kDigits[bgr[channel] >> 4];
-            *out++ = kDigits[bgr[channel] & 15];
-        }
+        for (int channel = 2; channel >= 0; --channel, out += 2) memcpy(out, PS_HexPair(bgr[channel]), 2);
     }
 }
 

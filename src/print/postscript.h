@@ -25,6 +25,9 @@ struct PS_Sink {
 // The result is the sink's; -5 when the string is missing or too long.
 int PS_SendString(const PS_Sink& sink, UINT id, ...);
 
+// The two upper-case hexadecimal digits of value, high digit first.
+const char* PS_HexPair(BYTE value);
+
 // Six upper-case hexadecimal digits per pixel, red, green, blue, from width
 // pixels stored blue, green, red; out receives width times 6 characters.
 void PS_HexRow(const BYTE* bgr, int width, char* out);

@@ -130,6 +130,15 @@ check "a HEX file without WIDTH is refused in a fresh run" test $? -eq 1 -a ! -e
 check "netpbm reads the PPM and RAS written as the BMP's pixels" test "$(bmptopnm photo.one.bmp 2>/dev/null | sha256sum)" = \
   "$(sha256sum <photo.ppm)" -a "$(rasttopnm photo.ras 2>/dev/null | sha256sum)" = "$(sha256sum <photo.ppm)"
 
+# EPS outputs are titled by their name and drawn by ghostscript as the BMP of
+# the same conversion: colour at 24, 8 and 4 bits, and 8-bit gray.
+for o in "-d 24" "-d 8" "-d 4" "--gray -d 8"; do
+  "$kv" -q --force $o -t eps photo.one.bmp && "$kv" -q --force $o -t bmp -o same.bmp photo.one.bmp
+  check "ghostscript draws the EPS of $o as its BMP" test "$(sed -n 4p photo.eps)" = "%%Title: photo" -a \
+    "$(gs -q -dSAFER -dNOPAUSE -dBATCH -sDEVICE=ppmraw -r72 -dEPSCrop -sOutputFile=- photo.eps | tail -c 3600 | sha256sum)" = \
+    "$(bmptopnm same.bmp 2>/dev/null | ppmtoppm | tail -c 3600 | sha256sum)"
+done
+
 # An icon is read by ImageMagick to the pixels of the same flat cut written as a BMP.
 make_bmp icon.bmp 64 64
 "$kv" -q -d 8 --flat --no-dither -t ico icon.bmp 2>err.txt && "$kv" -q -d 8 --flat --no-dither -t bmp -o flat.bmp icon.bmp

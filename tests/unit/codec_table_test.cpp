@@ -303,6 +303,7 @@ TEST(Writers, FailedWritesReportOnceAndLeaveNoFile)
         {"rgb", SGI_Save, 24, 0, nullptr, 100, "Cannot write file header, check disk space", nullptr},  // in the header
         {"rgb", SGI_Save, 24, 0, nullptr, 515, "Cannot write file header, check disk space", nullptr},  // in the pixels
         {"wpg", WPG_Save, 8, 1, kOpen, 4096, kWrite, nullptr},
+        {"eps", EPS_Save, 8, 0, kOpen, 4096, kWrite, "Unsupported EPS format"},
     };
     // Noise, so that no run length coding makes the file small.
     std::vector<RGBQUAD> gray(256);
