@@ -8,7 +8,7 @@
 #include "formats/codec_runtime.h"
 #include "formats/formats.h"
 #include "platform/dib.h"
-#include "print/postscript.h"
+#include "formats/postscript.h"
 
 #include <cstdio>
 #include <cstring>

@@ -7,7 +7,7 @@
 #include "core/utilities.h"
 #include "platform/dib.h"
 #include "print/page_layout.h"
-#include "print/postscript.h"
+#include "formats/postscript.h"
 
 #include <algorithm>
 

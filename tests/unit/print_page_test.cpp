@@ -1,7 +1,7 @@
 // The printed page: sizes from dots per inch and percent, the choice of the
 // PostScript path, and the exact PostScript text of an image.
 #include "print/page_layout.h"
-#include "print/postscript.h"
+#include "formats/postscript.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The PostScript that draws a 24-bit image: strings 20481 to 20489 around the
 // rows in hexadecimal.
-#include "print/postscript.h"
+#include "formats/postscript.h"
 
 #include <cstdarg>
 #include <cstdint>
