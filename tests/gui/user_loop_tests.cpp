@@ -632,11 +632,16 @@ TEST(UserLoop, ClickBringsAHandSizedWindowBackToTheImage)
         ClientToScreen(window, &inside);
         // The click is the window's once nothing else stands over the point.
         ASSERT_TRUE(Within(3000, [&] { return WindowFromPoint(inside) == window; }));
-        ASSERT_TRUE(ClickScreen(inside.x, inside.y));
         // Bars that stood leave a pixel each way on this system; without them the fit is exact.
         const int room = grow < 0, width = kWidth + room, height = kHeight + room;
-        EXPECT_TRUE(Within(3000, [&] { return ClientSize(window).cx == width && ClientSize(window).cy == height; }))
-            << grow << ": " << ClientSize(window).cx << " x " << ClientSize(window).cy;
+        // A click the X server hands over while Wine is still settling the new size can be lost
+        // on a loaded machine: it is given again, never more than three times in all.
+        bool fitted = false;
+        for (int click = 0; click < 3 && !fitted; ++click) {
+            ASSERT_TRUE(ClickScreen(inside.x, inside.y));
+            fitted = Within(2000, [&] { return ClientSize(window).cx == width && ClientSize(window).cy == height; });
+        }
+        EXPECT_TRUE(fitted) << grow << ": " << ClientSize(window).cx << " x " << ClientSize(window).cy;
         EXPECT_FALSE(HasBars(window));
     }
 }
