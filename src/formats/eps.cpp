@@ -162,14 +162,11 @@ void EPS_SetTitle(LPCSTR path)
 
 int EPS_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD, WORD)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     const int bits = h->biBitCount;
     if (bits == 16 || bits == 32) {

@@ -106,14 +106,11 @@ int GEN_Load(LPCSTR path, HGLOBAL* dib)
 
 int GEN_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     const int bits = h->biBitCount;
     const LONG width = h->biWidth > 0 ? h->biWidth : 0;

@@ -341,14 +341,11 @@ const char kHexDigits[] = "0123456789ABCDEF";
 
 int HEX_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     // The DIB's own depth counts.
     const int bits = h->biBitCount;

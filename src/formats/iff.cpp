@@ -408,14 +408,11 @@ int IFF_Save(LPCSTR path, HGLOBAL dib, WORD, WORD, WORD)
         }
     } release{wide};
     HGLOBAL source = wide ? wide : dib;
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(source, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{source};
+    const DIB_Scoped locked(source);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     const LONG width = h->biWidth;
     const LONG height = h->biHeight < 0 ? -h->biHeight : h->biHeight;

@@ -159,14 +159,11 @@ int PPM_Load(LPCSTR path, HGLOBAL* dib)
 
 int PPM_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD, WORD depth)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     const int bits = h->biBitCount;
     if (bits == 32) {

@@ -214,14 +214,11 @@ int FailSave(HFILE file, LPCSTR path, UINT message, bool formatMessage)
 
 int SGI_Save(LPCSTR path, HGLOBAL dib, WORD, WORD compressed, WORD)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     // The DIB's own depth decides, so that no row is read past its end: true
     // colour goes out as three channels, a mapped pixel as one, the first

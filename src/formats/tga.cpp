@@ -390,14 +390,11 @@ int FailSave(LPCSTR path)
 
 int TGA_Save(LPCSTR path, HGLOBAL dib, WORD color, WORD compressed, WORD depth)
 {
-    BITMAPINFOHEADER* h;
-    RGBQUAD* table;
-    BYTE* pixels;
-    if (!DIB_Lock(dib, &h, &table, &pixels)) return 0;
-    struct Unlock {
-        HGLOBAL dib;
-        ~Unlock() { GlobalUnlock(dib); }
-    } unlock{dib};
+    const DIB_Scoped locked(dib);
+    if (!locked.h) return 0;
+    BITMAPINFOHEADER* h = locked.h;
+    RGBQUAD* table = locked.table;
+    BYTE* pixels = locked.pixels;
 
     int bits = h->biBitCount;
     if (bits == 1) {

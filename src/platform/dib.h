@@ -19,6 +19,21 @@ void DIB_GetInfo(HGLOBAL dib, BITMAPINFOHEADER* header);
 // Locks the block and points at header, colour table and pixels; the caller
 // ends with GlobalUnlock. Returns the header pointer, null on failure.
 BITMAPINFOHEADER* DIB_Lock(HGLOBAL dib, BITMAPINFOHEADER** header, RGBQUAD** colors, BYTE** pixels);
+// The same lock for the time of a scope, undone when the scope ends; h is
+// null when the block could not be locked.
+struct DIB_Scoped {
+    explicit DIB_Scoped(HGLOBAL block) : dib(block) { DIB_Lock(block, &h, &table, &pixels); }
+    ~DIB_Scoped()
+    {
+        if (h) GlobalUnlock(dib);
+    }
+    DIB_Scoped(const DIB_Scoped&) = delete;
+    DIB_Scoped& operator=(const DIB_Scoped&) = delete;
+    HGLOBAL dib;
+    BITMAPINFOHEADER* h = nullptr;
+    RGBQUAD* table = nullptr;
+    BYTE* pixels = nullptr;
+};
 
 // A copy stretched to width x height by nearest neighbour (each target pixel
 // takes the source pixel under its centre); same depth and colour table.
