@@ -131,6 +131,17 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
     ASSERT_TRUE(CaptureScreenRect(value, &shot));
     EXPECT_GT(shot.Count({0, 0, shot.width, shot.height}, 0x0000FF), 0);
     EXPECT_GT(shot.Count({0, 0, shot.width, shot.height}, 0xC0C0C0), 0);
+    // The lists: tasks by title, and no format module without the extension library.
+    for (const auto& list : {std::make_pair(333, "List of Tasks"), std::make_pair(335, "List of Format DLL's")}) {
+        PressButton(info, list.first);
+        HWND dialog = run.WaitForControl(339);
+        ASSERT_NE(dialog, nullptr);
+        const std::vector<std::string> items = ListItems(dialog, 339);
+        EXPECT_EQ(WindowText(dialog) + (std::count(items.begin(), items.end(), "Korvanta") ? " Korvanta" : ""),
+                  list.first == 333 ? "List of Tasks Korvanta" : list.second);
+        EXPECT_EQ(items.empty(), list.first == 335);
+        Answer(dialog, IDOK);
+    }
 
     PressButton(info, kFile);
     Answer(run.WaitForText("System information written to file 'sysinfo.txt'"), IDOK);
