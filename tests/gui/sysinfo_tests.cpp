@@ -104,23 +104,16 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
     GetSystemDirectoryA(system, MAX_PATH);
     GetTempPathA(MAX_PATH, temp);
     HDC screen = GetDC(nullptr);
-    const std::string expected[][2] = {
-        {std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) + " (Build " +
-             std::to_string(version.dwBuildNumber) + ")",
-         ControlText(info, 10)},
-        {windows, ControlText(info, 11)}, {system, ControlText(info, 12)},
-        {"Windows NT|USA|IBM Enhanced|0|0|Unknown|Present|Screen|Present|500 ms",
-         ControlText(info, 13) + "|" + ControlText(info, 40) + "|" + ControlText(info, 41) + "|" +
-             ControlText(info, 50) + "|" + ControlText(info, 51) + "|" + ControlText(info, 60) + "|" +
-             ControlText(info, 61) + "|" + ControlText(info, 80) + "|" + ControlText(info, 110) + "|" +
-             ControlText(info, 111)},
-        {std::string(1, temp[0]) + "|" + home, ControlText(info, 70) + "|" + ControlText(info, 72)},
-        {Caps(screen, "%u mm x %u mm", HORZSIZE, VERTSIZE) + "|" + Caps(screen, "%u x %u", HORZRES, VERTRES) + "|" +
-             Caps(screen, "%d|%d", BITSPIXEL, PLANES),
-         ControlText(info, 82) + "|" + ControlText(info, 83) + "|" + ControlText(info, 84) + "|" +
-             ControlText(info, 85)}};
+    std::string shown;
+    for (int id : {10, 11, 12, 13, 40, 41, 50, 51, 60, 61, 70, 72, 80, 82, 83, 84, 85, 110, 111})
+        shown += ControlText(info, id) + "|";
+    EXPECT_EQ(shown, std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) +
+                         " (Build " + std::to_string(version.dwBuildNumber) + ")|" + windows + "|" + system +
+                         "|Windows NT|USA|IBM Enhanced|0|0|Unknown|Present|" + temp[0] + "|" + home + "|Screen|" +
+                         Caps(screen, "%u mm x %u mm|", HORZSIZE, VERTSIZE) +
+                         Caps(screen, "%u x %u|", HORZRES, VERTRES) + Caps(screen, "%d|%d|", BITSPIXEL, PLANES) +
+                         "Present|500 ms|");
     ReleaseDC(nullptr, screen);
-    for (const auto& pair : expected) EXPECT_EQ(pair[1], pair[0]);
     EXPECT_EQ(ControlText(info, 20).substr(ControlText(info, 20).find(' ')), " / 100");
     EXPECT_GE(std::atoi(ControlText(info, 31).c_str()), 2) << "the frame and the dialog at least";
     EXPECT_EQ(ControlText(info, 91).compare(0, 3, "Ras"), 0);
@@ -137,8 +130,8 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
         HWND dialog = run.WaitForControl(339);
         ASSERT_NE(dialog, nullptr);
         const std::vector<std::string> items = ListItems(dialog, 339);
-        EXPECT_EQ(WindowText(dialog) + (std::count(items.begin(), items.end(), "Korvanta") ? " Korvanta" : ""),
-                  list.first == 333 ? "List of Tasks Korvanta" : list.second);
+        EXPECT_EQ(WindowText(dialog), list.second);
+        EXPECT_EQ(std::find(items.begin(), items.end(), "Korvanta") != items.end(), !items.empty());
         EXPECT_EQ(items.empty(), list.first == 335);
         Answer(dialog, IDOK);
     }
@@ -148,14 +141,18 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
     EXPECT_EQ(Values(ReadBytes(report)), DialogValues(info));
 
     // Cancelled, the printer view changes nothing.
-    EXPECT_EQ(IsWindowEnabled(GetDlgItem(info, kScreen)) * 10 + IsWindowEnabled(GetDlgItem(info, kPrinter)), 1);
+    auto enabled = [&] {
+        return IsWindowEnabled(GetDlgItem(info, kScreen)) * 10 + IsWindowEnabled(GetDlgItem(info, kPrinter));
+    };
+    EXPECT_EQ(enabled(), 1);
     ChoosePrinter(run, info, kPrinter, "");
-    EXPECT_EQ(IsWindowEnabled(GetDlgItem(info, kScreen)) * 10 + IsWindowEnabled(GetDlgItem(info, kPrinter)), 1);
+    EXPECT_EQ(enabled(), 1);
     EXPECT_EQ(ControlText(info, 80), "Screen");
     ChoosePrinter(run, info, kPrinter, "kvcolour");
-    EXPECT_EQ(IsWindowEnabled(GetDlgItem(info, kScreen)) * 10 + IsWindowEnabled(GetDlgItem(info, kPrinter)), 10);
+    EXPECT_EQ(enabled(), 10);
     HDC printer = CreateDCA("winspool", "kvcolour", nullptr, nullptr);
-    EXPECT_EQ(ControlText(info, 83), Caps(printer, "%u x %u", HORZRES, VERTRES));
+    EXPECT_EQ(ControlText(info, 80) + "|" + ControlText(info, 83),
+              "wineps.drv|" + Caps(printer, "%u x %u", HORZRES, VERTRES));
     DeleteDC(printer);
     // The report shows the device the dialog shows now.
     PressButton(info, kFile);
@@ -168,17 +165,17 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
     Sleep(1000);
     EXPECT_FALSE(Exists(job));
     ChoosePrinter(run, info, kPrint, "kvcolour");
+    std::string ps;
     ASSERT_TRUE(Within(20000, [&] {
         const std::vector<BYTE> bytes = ReadBytes(job);
-        return std::string(bytes.begin(), bytes.end()).find("%%EOF") != std::string::npos;
+        return (ps.assign(bytes.begin(), bytes.end())).find("%%EOF") != std::string::npos;
     })) << "no job in " << job;
-    const std::vector<BYTE> bytes = ReadBytes(job);
-    EXPECT_NE(std::string(bytes.begin(), bytes.end()).find("%%Title: System Info\n"), std::string::npos);
+    EXPECT_NE(ps.find("%%Title: System Info\n"), std::string::npos);
     EXPECT_EQ(Values(JobText(printDir, false)), values);
     // A heading's blank line is one text height; a tab four heights, not a width.
     const std::vector<BYTE> xml = JobText(printDir, true);
-    std::vector<int> box;
     const std::string spans(xml.begin(), xml.end());
+    std::vector<int> box;
     for (size_t at = 0; box.size() < 12 && (at = spans.find("<span bbox=\"", at)) != std::string::npos; at++) {
         int x0, y0, x1, y1;
         ASSERT_EQ(sscanf(spans.c_str() + at + 12, "%d %d %d %d", &x0, &y0, &x1, &y1), 4);
@@ -186,9 +183,8 @@ TEST(SystemInfo, TheDialogTheFileAndThePrintedReportSayTheSame)
     }
     ASSERT_EQ(box.size(), 12u);  // Windows Info, its four lines, Memory / Resource Info
     const int height = box[3] - box[1];
-    EXPECT_GT(height, 0);
     EXPECT_EQ(std::vector<int>({box[2] - box[0], box[5] - box[3], box[10], box[11] - box[9]}),
-              std::vector<int>({4 * height, height, box[0], 2 * height}));
+              std::vector<int>({4 * height, height, box[0], 2 * height})) << "text height " << height;
     PressButton(info, IDOK);
     EXPECT_TRUE(WaitForWindowGone(info, 5000));
     EXPECT_TRUE(run.Exit());
