@@ -18,6 +18,7 @@
 
 namespace {
 const UINT kPresent = 1344;
+const UINT kUnknown = 1334;
 const UINT kScreen = 1325;
 const UINT kWritten = 1324;  // "System information written to file 'sysinfo.txt'"
 const UINT kPrintError = 8214;
@@ -44,10 +45,12 @@ std::string Number(long long value)
 
 void SetText(HWND dialog, int id, const std::string& text) { SetDlgItemTextA(dialog, id, text.c_str()); }
 
+// A control's whole text, however long.
 std::string ControlText(HWND dialog, int id)
 {
-    char text[MAX_PATH + 64] = "";
-    GetDlgItemTextA(dialog, id, text, sizeof text);
+    HWND control = GetDlgItem(dialog, id);
+    std::string text(control ? GetWindowTextLengthA(control) + 1 : 1, '\0');
+    text.resize(control ? GetWindowTextA(control, &text[0], static_cast<int>(text.size())) : 0);
     return text;
 }
 
@@ -157,7 +160,7 @@ void ShowMachine(HWND dialog)
     SYSTEM_INFO system{};
     GetSystemInfo(&system);
     const std::string cpu = SYS_CpuText(system.dwProcessorType, static_cast<int>(system.dwNumberOfProcessors));
-    SetText(dialog, IDC_SYS_CPU, cpu.empty() ? Loaded(1334) : cpu);
+    SetText(dialog, IDC_SYS_CPU, cpu.empty() ? Loaded(kUnknown) : cpu);
     SetText(dialog, IDC_SYS_MATH, Loaded(kPresent));
 
     char path[MAX_PATH] = "";
