@@ -7,6 +7,7 @@
 #include "controls/image_info.h"
 #include "colour/conversions.h"
 #include "controls/status.h"
+#include "controls/system_info.h"
 #include "core/app.h"
 #include "core/extensions.h"
 #include "core/image_record.h"
@@ -190,6 +191,9 @@ LRESULT MAI_Command(HWND frame, WPARAM wParam, LPARAM lParam)
         return 0;
     case IDM_BATCH:
         BAT_Facility(frame);
+        return 0;
+    case IDM_SYSINFO:
+        SYS_ShowInfo(frame);
         return 0;
     case IDM_CAPTURE_ACTIVEWINDOW:
     case IDM_CAPTURE_ACTIVEAPP:
