@@ -167,8 +167,8 @@ MAC_EXPORT int WINAPI ZT_Fmt_Load(HINSTANCE host, LPCSTR path, HGLOBAL* dib)
     colors[0] = RGBQUAD{255, 255, 255, 0};
     // The DIB's rows run from the bottom.
     for (LONG y = 0; y < kHeight; y++)
-        memcpy(at + header + static_cast<size_t>(kHeight - 1 - y) * kRowBytes, &pixels[static_cast<size_t>(y) * kRowBytes],
-               kRowBytes);
+        memcpy(at + header + static_cast<size_t>(kHeight - 1 - y) * kRowBytes,
+               &pixels[static_cast<size_t>(y) * kRowBytes], kRowBytes);
     GlobalUnlock(block);
     Describe(host);
     *dib = block;
