@@ -17,7 +17,7 @@ namespace {
 
 const int kFilterCombo = 1136, kNameField = 1152, kInFormat = 294, kOutFormat = 295, kOutDir = 347, kRun = 320;
 
-// The library (and the module) copied beside the program from the build's extension folder and
+// The library (and the module) copied beside the program from the build's modules folder and
 // taken away again; the hooks' events go to a file.
 struct Extension {
     std::string home = KorvantaPath().substr(0, KorvantaPath().find_last_of('\\')), events = PathOf("events.txt");
@@ -26,8 +26,8 @@ struct Extension {
     {
         DeleteFileA(events.c_str());
         SetEnvironmentVariableA("KV_CIMAGE_EVENTS", events.c_str());
-        EXPECT_TRUE(CopyFileA((home + "\\extension\\" + library).c_str(), placed[0].c_str(), FALSE));
-        EXPECT_TRUE(!module || CopyFileA((home + "\\extension\\MACPAINT.DLL").c_str(), placed[1].c_str(), FALSE));
+        EXPECT_TRUE(CopyFileA((home + "\\modules\\" + library).c_str(), placed[0].c_str(), FALSE));
+        EXPECT_TRUE(!module || CopyFileA((home + "\\modules\\MACPAINT.DLL").c_str(), placed[1].c_str(), FALSE));
     }
     ~Extension() { DeleteFileA(placed[0].c_str()), DeleteFileA(placed[1].c_str()); }
     std::vector<std::string> Events() const
@@ -204,6 +204,7 @@ TEST(FrameServices, LoadSaveCutsPaletteAndIdentityAnswerAsTheEngineAndTheOpenPat
     CLR_SetCutProgress(0);
     const auto cut = [](HGLOBAL s, HGLOBAL* r, int n, int) { return CLR_MedianCut(s, r, n); };
     EXPECT_EQ(service(41, 16, 1), engine(by(cut, 16)));
+    CLR_SetCutDither(0), CLR_SetCutProgress(1);  // this program's switches back at their defaults
     EXPECT_EQ(service(43, 4, 0), engine(by(CLR_FlatReduce, 4)));
     EXPECT_EQ(service(44, 8, 0), engine(by(CLR_FlatDither, 8)));
     EXPECT_TRUE(service(44, 32, 0).empty());
