@@ -237,7 +237,8 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     case SVC_SAVE:
         return SaveDib(block);
     case SVC_SAVE_AS:
-        return FIL_SaveAs(block->window);
+        // Only an image window has an image to save.
+        return WIN_IsImageWindow(block->window) ? FIL_SaveAs(block->window) : 0;
     case SVC_LOAD_FILTER:
         return Filter(block, 0);
     case SVC_SAVE_FILTER:

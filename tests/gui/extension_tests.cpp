@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <functional>
 
 #include "colour/error_diffusion.h"
 #include "colour/flat_cut.h"
@@ -79,13 +78,18 @@ LONG_PTR Call(Session& run, int item, ServiceCall* call)
     return result;
 }
 
+// The DIB a service gave, read back from the program; empty for none.
+std::vector<BYTE> Made(Session& run, int item, ServiceCall call)
+{
+    call.resultDib = true;
+    return Call(run, item, &call) ? call.dib : std::vector<BYTE>();
+}
+
 std::vector<BYTE> DibOf(Session& run, HWND window)
 {
     ServiceCall call;
     call.window = reinterpret_cast<LONG_PTR>(window);
-    call.resultDib = true;
-    Call(run, 4, &call);
-    return call.dib;
+    return Made(run, 4, call);
 }
 
 TEST(ExtensionLibrary, MacPaintOpensThroughTheModuleAndTheHooksSeeEachDocumentEvent)
@@ -165,10 +169,9 @@ TEST(FrameServices, LoadSaveCutsPaletteAndIdentityAnswerAsTheEngineAndTheOpenPat
     ASSERT_NE(window, nullptr);
     // 38: the file read without a window. 47: compression kept on 8 bits, dropped on 24 (none there).
     ServiceCall load;
-    load.hasText = load.resultDib = true;
+    load.hasText = true;
     load.text = bmp;
-    EXPECT_NE(Call(run, 38, &load), 0);
-    EXPECT_EQ(load.dib, DibOf(run, window));
+    EXPECT_EQ(Made(run, 38, load), DibOf(run, window));
     for (const auto& [dib, rle] : {std::pair{dib8, 1}, std::pair{dib24, 0}}) {
         ServiceCall save;
         save.hasText = true;
@@ -179,39 +182,30 @@ TEST(FrameServices, LoadSaveCutsPaletteAndIdentityAnswerAsTheEngineAndTheOpenPat
         EXPECT_EQ(run.Service(47, save), 1);
         EXPECT_EQ(ReadBytes(save.text).at(30), rle);  // biCompression
     }
-    // 41, 43, 44, 77 give what the engine gives here.
-    auto engine = [&](const std::function<HGLOBAL(HGLOBAL)>& reduce) {
-        HGLOBAL source = GlobalAlloc(GMEM_MOVEABLE, dib24.size());
-        memcpy(GlobalLock(source), dib24.data(), dib24.size());
-        GlobalUnlock(source);
-        HGLOBAL made = reduce(source);
-        const BYTE* at = made ? static_cast<BYTE*>(GlobalLock(made)) : nullptr;
-        return at ? std::vector<BYTE>(at, at + GlobalSize(made)) : std::vector<BYTE>();
-    };
-    auto by = [](int (*reduce)(HGLOBAL, HGLOBAL*, int, int), int target) {
-        return [=](HGLOBAL s) { HGLOBAL r = nullptr; return reduce(s, &r, target, 0) ? r : nullptr; };
-    };
-    auto service = [&](int item, LONG_PTR value, LONG flag, LONG_PTR object = 0) {
-        ServiceCall call;
-        call.dib = dib24;
-        call.value = value;
-        call.flag = flag;
-        call.object = object;
-        call.resultDib = true;
-        return Call(run, item, &call) ? call.dib : std::vector<BYTE>();
-    };
-    CLR_SetCutDither(1);
-    CLR_SetCutProgress(0);
-    const auto cut = [](HGLOBAL s, HGLOBAL* r, int n, int) { return CLR_MedianCut(s, r, n); };
-    EXPECT_EQ(service(41, 16, 1), engine(by(cut, 16)));
-    CLR_SetCutDither(0), CLR_SetCutProgress(1);  // this program's switches back at their defaults
-    EXPECT_EQ(service(43, 4, 0), engine(by(CLR_FlatReduce, 4)));
-    EXPECT_EQ(service(44, 8, 0), engine(by(CLR_FlatDither, 8)));
-    EXPECT_TRUE(service(44, 32, 0).empty());
+    // 41 (dithered to 16), 43 (to 4 bits), 44 (to 8 bits and, refused, to 32) and 77 (the
+    // window's palette) give the bytes the engine gives here.
     ServiceCall palette;
     palette.window = reinterpret_cast<LONG_PTR>(window);
     const LONG_PTR hpal = run.Service(6, palette);
-    EXPECT_EQ(service(77, 0, 0, hpal), engine([&](HGLOBAL s) { return CLR_MapToColors(s, table.data(), 256); }));
+    HGLOBAL source = GlobalAlloc(GMEM_MOVEABLE, dib24.size()), made[5] = {};
+    memcpy(GlobalLock(source), dib24.data(), dib24.size());
+    GlobalUnlock(source);
+    CLR_SetCutDither(1), CLR_SetCutProgress(0);
+    CLR_MedianCut(source, &made[0], 16);
+    CLR_SetCutDither(0), CLR_SetCutProgress(1);  // this program's switches back at their defaults
+    CLR_FlatReduce(source, &made[1], 4, 0);
+    CLR_FlatDither(source, &made[2], 8, 0);
+    made[4] = CLR_MapToColors(source, table.data(), 256);
+    const LONG_PTR items[][3] = {{41, 16, 0}, {43, 4, 0}, {44, 8, 0}, {44, 32, 0}, {77, 0, hpal}};
+    for (int i = 0; i < 5; i++) {
+        ServiceCall call;
+        call.dib = dib24;
+        call.value = items[i][1];
+        call.flag = i == 0;
+        call.object = items[i][2];
+        const BYTE* want = made[i] ? static_cast<BYTE*>(GlobalLock(made[i])) : nullptr;
+        EXPECT_EQ(Made(run, int(items[i][0]), call), std::vector<BYTE>(want, want ? want + GlobalSize(made[i]) : want));
+    }
     // 56: the program's name and its settings key.
     ServiceCall identity;
     identity.hasText = true;
