@@ -44,8 +44,11 @@ bool valuesReady = false;
 
 // The layout may be replaced by the raw-data resource "Display": 22 rows of
 // a 16-bit string id and four signed 16-bit values, little-endian.
+bool layoutRead = false;
 void ReadLayout()
 {
+    if (layoutRead) return;
+    layoutRead = true;
     HRSRC found = FindResourceA(MAI_Instance, "Display", MAKEINTRESOURCEA(10));
     if (!found || SizeofResource(MAI_Instance, found) < kRows * 10) return;
     const BYTE* data = static_cast<const BYTE*>(LockResource(LoadResource(MAI_Instance, found)));
@@ -57,6 +60,19 @@ void ReadLayout()
     }
 }
 
+}  // namespace
+
+void DIS_SetPlace(short x, short y, short width, short height)
+{
+    ReadLayout();
+    LayoutRow& r = layout[ROW_WINDOW];
+    r.x = x;
+    r.y = y;
+    r.width = width;
+    r.height = height;
+}
+
+namespace {
 RECT Pixels(int row)
 {
     const LONG units = GetDialogBaseUnits();

@@ -11,4 +11,6 @@ extern HWND DIS_Window;
 
 // Hands the panel to the codec runtime's load hooks; called once at start-up.
 void DIS_Install();
+// The panel's place over the frame, in dialog units, for the loads to come.
+void DIS_SetPlace(short x, short y, short width, short height);
 LRESULT CALLBACK DIS_DisplayProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

@@ -3,6 +3,7 @@
 
 #include "controls/status.h"
 #include "core/app.h"
+#include "formats/format_table.h"
 
 #include <cstdio>
 
@@ -40,6 +41,8 @@ void MAI_LoadLibrary(int logoUp)
     fclose(probe);
     library = LoadLibraryA("CIMAGE.DLL");
     if (!library) return;
+    // Format modules the library registers reach it through this handle.
+    FMT_SetModuleHost(library);
     if (InitProc init = EntryAs<InitProc>("LIB_InitImageLib")) init(MAI_Frame, MAI_Client, logoUp);
     frameHandler = EntryAs<MessageHandler>("LIB_MessageHandler");
     imageHandler = EntryAs<MessageHandler>("LIB_MDIMessageHandler");
@@ -55,6 +58,7 @@ void MAI_FreeLibrary()
 {
     if (library) FreeLibrary(library);
     library = nullptr;
+    FMT_SetModuleHost(nullptr);
     frameHandler = nullptr;
     imageHandler = nullptr;
     finisher = nullptr;

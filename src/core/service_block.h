@@ -39,35 +39,96 @@ enum ServiceItem {
     SVC_INF_STEP = 24,
     SVC_INF_SET_VALUE_2 = 25,
     SVC_INF_INVALIDATE = 26,
+    SVC_REGISTER_FORMAT = 27,
     SVC_NEW_WINDOW = 28,
+    SVC_STATUS_TEXT = 29,
     SVC_CLIENT = 30,
     SVC_OPEN_FILE = 31,
     SVC_BATCH_ACTIVE = 32,
     SVC_ACTIVE = 33,
+    SVC_PAINT = 35,
     SVC_SET_ABORT = 36,
     SVC_FIT = 37,
+    SVC_LOAD = 38,
     SVC_FROM_ID = 39,
     SVC_GET_ID = 40,
+    SVC_OPTIMIZED_CUT = 41,
     SVC_BATCH_SESSION = 42,
+    SVC_FLAT_CUT = 43,
+    SVC_FLAT_CUT_DITHER = 44,
     SVC_ZERO_45 = 45,
     SVC_ZERO_46 = 46,
+    SVC_SAVE = 47,
+    SVC_SAVE_AS = 49,
     SVC_GET_FORMAT = 50,
+    SVC_LOAD_FILTER = 51,
     SVC_CURRENT_IDS = 52,
     SVC_EXTENSION = 53,
     SVC_QUERY_CLOSE_ALL = 54,
     SVC_CREATE_RECORD = 55,
+    SVC_IDENTITY = 56,
+    SVC_PANEL_PLACE = 57,
     SVC_FROM_FILE_NAME = 58,
     SVC_CAN_LOAD = 59,
     SVC_PANEL_FLAG = 60,
+    SVC_SAVE_FILTER = 61,
     SVC_TEST_CAPABILITY = 62,
     SVC_MDI_CREATE = 63,
     SVC_IS_IMAGE_WINDOW = 65,
     SVC_HOME = 67,
     SVC_BATCH_SCRIPTED = 71,
+    SVC_CUT_BEGIN = 72,
+    SVC_CUT_ADD_IMAGE = 73,
+    SVC_CUT_MAKE_PALETTE = 74,
+    SVC_CUT_MAP_PIXELS = 75,
+    SVC_CUT_END = 76,
+    SVC_APPLY_PALETTE = 77,
 };
 
-// The interface version answered by item 20.
+// The interface version answered by item 20, and the identity answered by item 56.
 const LRESULT SVC_InterfaceVersion = 0x0101010A;
+const LRESULT SVC_Identity = 0x10010332;
+// Item 56 copies the program's name into text and the profile key, the
+// registry key under HKEY_CURRENT_USER that holds the settings' sections,
+// into record; each buffer takes this many bytes, NUL included.
+const int SVC_IdentityRoom = 64;
+
+// The record of item 27, a format row offered by an extension module: a
+// fixed byte layout without pointers, the same for both architectures.
+#pragma pack(push, 1)
+struct FormatOffer {
+    char extension[4];     // upper case, without the dot, NUL-terminated
+    char description[80];  // the filter lists' text
+    char module[128];      // the module's file name, made a full path when found
+    LONG canRead;          // non-zero: the module exports ZT_Fmt_Load
+    LONG canWrite;         // non-zero: the module exports ZT_Fmt_Save
+    BYTE capability[6];    // one byte per depth, as the format table keeps them
+    BYTE unused[2];
+    LONG id;               // the format id
+};
+#pragma pack(pop)
+static_assert(sizeof(FormatOffer) == 232, "the format offer is 232 bytes");
+
+// The record of items 73 to 75, the steps of Optimized Cut, one field set
+// per step: 73 counts pixels (colors, width, height, bits); 74 writes up to
+// count colours into table; 75 maps pixels into dest (width, height, bits as
+// the source's, destBits, colors). Rows are padded to 32 bits.
+struct CutStep {
+    const BYTE* pixels;
+    BYTE* dest;
+    const RGBQUAD* colors;
+    RGBQUAD* table;
+    LONG width;
+    LONG height;
+    LONG bits;
+    LONG destBits;
+    LONG count;
+};
+
+// Items 51 and 61 write the filter text into the buffer that value points
+// to and the format ids into the LONG array that record points to (when
+// record is null, into the array value2 points to, which only a 32-bit block
+// can carry).
 
 // The block of a service call. On i686 it is the 56-byte wire format of
 // 32-bit fields; on x86_64 the handle and pointer fields widen to pointer size.

@@ -3,6 +3,8 @@
 #include "core/services.h"
 
 #include "controls/display_panel.h"
+#include "controls/status.h"
+#include "colour/error_diffusion.h"
 #include "batch/batch_engine.h"
 #include "core/app.h"
 #include "core/frame.h"
@@ -10,8 +12,13 @@
 #include "core/image_window.h"
 #include "core/messages.h"
 #include "core/open_save.h"
+#include "core/save_document.h"
+#include "core/service_engine.h"
+#include "core/settings.h"
 #include "formats/codec_runtime.h"
 #include "formats/format_table.h"
+#include "platform/dib_paint.h"
+#include "platform/profile.h"
 #include "platform/thermometer.h"
 
 namespace {
@@ -70,6 +77,67 @@ LRESULT OpenNamedFile(HWND frame, ServiceBlock* given)
     FIL_LoadRow = block->row;
     return reinterpret_cast<LRESULT>(FIL_OpenDocument(frame, block->text, 0));
 }
+
+// Service 38: a file read into memory with no window; the DIB, or 0.
+LRESULT LoadToMemory(ServiceBlock* block)
+{
+    if (!block->text) return 0;
+    int row;
+    if (!*block->text) {
+        // No name: the Open dialog asks for one, on the format given or the current one.
+        row = block->formatId == -1 ? FIL_LoadRow : FMT_FromId(block->formatId);
+        if (row == -1) return 0;
+        FIL_LoadRow = row;
+        if (!FIL_OpenDialog(block->text, &row)) return 0;
+    } else {
+        if (!FIL_Exists(block->text)) return 0;
+        row = block->formatId == -1 ? FMT_FromFileName(block->text) : block->row;
+        if (row < 0 || row > FMT_LastIndex()) return 0;
+    }
+    block->row = row;
+    block->formatId = FMT_GetId(row);
+    FIL_LoadRow = row;
+    HGLOBAL dib = nullptr;
+    return FIL_LoadFile(block->text, &dib) ? reinterpret_cast<LRESULT>(dib) : 0;
+}
+
+// Service 47: a DIB saved to a file; a compression the depth can't have is dropped.
+LRESULT SaveDib(ServiceBlock* block)
+{
+    if (!block->text || !block->hDIB) return 0;
+    const int row = block->formatId == -1 ? FMT_FromFileName(block->text) : FMT_FromId(block->formatId);
+    if (row == -1) return 0;
+    FIL_SaveRow = row;
+    LONG compress = block->option;
+    const int depth = FMT_DepthIndex(block->value2);
+    if (compress && (depth < 0 || !FMT_TestCapability(row, depth, 12))) compress = 0;
+    return FIL_SaveFile(block->text, block->hDIB, static_cast<WORD>(block->flag), static_cast<WORD>(compress),
+                        static_cast<WORD>(block->value2));
+}
+
+// Services 51 and 61: the filter text and the ids of the listed rows.
+LRESULT Filter(const ServiceBlock* block, int forSaving)
+{
+    auto* buffer = reinterpret_cast<LPSTR>(block->value);
+    auto* ids = static_cast<LONG*>(block->record);
+#ifndef _WIN64
+    if (!ids) ids = reinterpret_cast<LONG*>(block->value2);
+#endif
+    return forSaving ? FMT_SaveFilter(buffer, ids) : FMT_LoadFilter(buffer, ids);
+}
+
+// Service 56: the program's name and the key of its settings.
+LRESULT Identity(const ServiceBlock* block)
+{
+    if (block && block->text) lstrcpynA(block->text, MAI_ProgramName, SVC_IdentityRoom);
+    if (block && block->record) {
+        char version[16], key[SVC_IdentityRoom];
+        PRF_VersionText(version);
+        wsprintfA(key, "Software\\%s\\%s", PRF_ProductName, version);
+        lstrcpynA(static_cast<LPSTR>(block->record), key, SVC_IdentityRoom);
+    }
+    return SVC_Identity;
+}
 }  // namespace
 
 int MAI_IsService(UINT message)
@@ -86,8 +154,10 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     if (!block && item != SVC_OPEN_FILE && item != SVC_VERSION && item != SVC_CLIENT && item != SVC_ACTIVE &&
         item != SVC_BATCH_ACTIVE && item != SVC_NOTHING && item != SVC_NEW_WINDOW && item != SVC_HOME &&
         item != SVC_ZERO_45 && item != SVC_ZERO_46 && item != SVC_TRM_CLOSE && item != SVC_INF_INVALIDATE &&
-        item != SVC_QUERY_CLOSE_ALL && item != SVC_BATCH_SESSION)
+        item != SVC_QUERY_CLOSE_ALL && item != SVC_BATCH_SESSION && item != SVC_CUT_BEGIN && item != SVC_CUT_END &&
+        item != SVC_IDENTITY && item != SVC_STATUS_TEXT)
         return 0;
+    if (SVC_IsColourService(item)) return SVC_ColourService(item, block);
     switch (item) {
     case SVC_GET_ATTR:
         return IMG_GetAttr(block->window, block->attribute);
@@ -152,6 +222,37 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
     case SVC_INF_INVALIDATE:
         INF_Invalidate();
         return 0;
+    case SVC_REGISTER_FORMAT:
+        SVC_RegisterFormat(static_cast<const FormatOffer*>(block->record));
+        return 0;
+    case SVC_STATUS_TEXT:
+        STA_ShowText(block ? block->text : nullptr);
+        return 0;
+    case SVC_PAINT:
+        DIB_Paint(reinterpret_cast<HDC>(block->object), block->hDIB, reinterpret_cast<HPALETTE>(block->value),
+                  static_cast<int>(SET_Value(SET_COLOR_MATCH)), static_cast<int>(SET_Value(SET_ALPHA_DISPLAY)));
+        return 0;
+    case SVC_LOAD:
+        return LoadToMemory(block);
+    case SVC_SAVE:
+        return SaveDib(block);
+    case SVC_SAVE_AS:
+        // Only an image window has an image to save.
+        return WIN_IsImageWindow(block->window) ? FIL_SaveAs(block->window) : 0;
+    case SVC_LOAD_FILTER:
+        return Filter(block, 0);
+    case SVC_SAVE_FILTER:
+        return Filter(block, 1);
+    case SVC_IDENTITY:
+        return Identity(block);
+    case SVC_PANEL_PLACE:
+        DIS_SetPlace(static_cast<short>(block->value), static_cast<short>(block->value2),
+                     static_cast<short>(block->value3), static_cast<short>(block->value4));
+        return 0;
+    case SVC_APPLY_PALETTE:
+        if (!block->hDIB || !block->object) return 0;
+        return reinterpret_cast<LRESULT>(
+            CLR_ApplyPalette(block->hDIB, reinterpret_cast<HPALETTE>(block->object), static_cast<int>(block->flag)));
     case SVC_NEW_WINDOW:
         return reinterpret_cast<LRESULT>(FIL_OpenDocument(frame, nullptr, 1));
     case SVC_CLIENT:
@@ -215,7 +316,7 @@ LRESULT MAI_Service(HWND frame, UINT message, LPARAM lParam)
         BAT_SetScripted(block->flag);
         return 0;
     default:
-        // 13, 45, 46, and the services whose subsystems answer them.
+        // 13, 45 and 46.
         return 0;
     }
 }

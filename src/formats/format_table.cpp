@@ -202,6 +202,13 @@ const FormatRow* FMT_GetRow(int row) { return Row(row); }
 
 // ---- dispatch, through an extension module where the row has one --------------------
 
+namespace {
+// The extension library's handle, handed to every module call; null without one.
+HINSTANCE moduleHost;
+}  // namespace
+
+void FMT_SetModuleHost(HINSTANCE host) { moduleHost = host; }
+
 #ifdef _WIN32
 namespace {
 typedef int(WINAPI* ModuleLoadProc)(HINSTANCE, LPCSTR, HGLOBAL*);
@@ -215,7 +222,7 @@ int CallModule(const FormatRow* r, const char* entry, Args... args)
     HMODULE module = LoadLibraryA(r->module);
     if (!module) return 0;
     Proc proc = reinterpret_cast<Proc>(reinterpret_cast<void*>(GetProcAddress(module, entry)));
-    int result = proc ? proc(GetModuleHandleA(nullptr), args...) : 0;
+    int result = proc ? proc(moduleHost, args...) : 0;
     FreeLibrary(module);
     return result;
 }

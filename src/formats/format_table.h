@@ -76,6 +76,8 @@ void FMT_GetDescription(int row, LPSTR buffer);
 DWORD FMT_GetKind(int row);
 LONG FMT_GetId(int row);
 LPCSTR FMT_GetModule(int row);
+// The handle that module calls receive first: the extension library's, or null.
+void FMT_SetModuleHost(HINSTANCE host);
 int FMT_FromId(LONG id);
 int FMT_FromExtension(LPCSTR extension);
 int FMT_CanLoad(int row);

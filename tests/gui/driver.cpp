@@ -462,11 +462,15 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
     auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
     bool ran = view && sizeof *wire + call->dib.size() <= kvprobe::kServiceMappingSize &&
-               call->text.size() < sizeof wire->text;
+               call->text.size() < sizeof wire->text && call->record.size() <= sizeof wire->record;
     if (ran) {
         wire->item = static_cast<unsigned>(item);
         wire->hasText = call->hasText;
         wire->dibBytes = static_cast<unsigned>(call->dib.size());
+        wire->resultDib = call->resultDib;
+        wire->recordBytes = static_cast<unsigned>(call->record.size());
+        if (!call->record.empty())
+            std::memcpy(wire->record, call->record.data(), call->record.size());
         wire->block = *call;
         std::memcpy(wire->text, call->text.c_str(), call->text.size() + 1);
         if (!call->dib.empty())
@@ -477,6 +481,12 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
     if (ran) {
         *result = wire->result;
         static_cast<kvprobe::Block&>(*call) = wire->block;
+        if (call->hasText)
+            call->text = std::string(wire->text, strnlen(wire->text, sizeof wire->text));
+        if (call->resultDib)
+            call->dib.assign(view + sizeof *wire, view + sizeof *wire + wire->dibBytes);
+        if (!call->record.empty())
+            std::memcpy(call->record.data(), wire->record, call->record.size());
     }
     if (view)
         UnmapViewOfFile(view);

@@ -63,10 +63,14 @@ struct MenuEntry {
 // of its block, which hold what the service left there after the call. text
 // is passed when hasText is set; a non-empty dib is copied into a movable
 // block of the program whose handle the block carries as hDIB.
+// With resultDib the DIB the call returned comes back in dib; a non-empty
+// record is passed through the block's record and read back after the call.
 struct ServiceCall : kvprobe::Block {
     bool hasText = false;
+    bool resultDib = false;
     std::string text;
     std::vector<BYTE> dib;
+    std::vector<BYTE> record;
 };
 
 // One run of KORVANTA.EXE; the destructor ends the process if it still runs.

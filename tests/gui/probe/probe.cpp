@@ -110,9 +110,20 @@ std::string RunService(HWND frame)
     Block block = call->block;
     call->text[sizeof call->text - 1] = 0;
     block.textPointer = call->hasText ? reinterpret_cast<intptr_t>(call->text) : 0;
+    if (call->recordBytes)
+        block.record = reinterpret_cast<intptr_t>(call->record);
     call->result = SendMessageA(frame, WM_USER + 4660 + call->item, 0, reinterpret_cast<LPARAM>(&block));
     block.textPointer = 0;
+    block.record = call->recordBytes ? 0 : block.record;
     call->block = block;
+    const auto made = reinterpret_cast<HGLOBAL>(call->result);
+    const SIZE_T size = call->resultDib && made ? GlobalSize(made) : 0;
+    const void* bytes = size && size <= kServiceMappingSize - sizeof *call ? GlobalLock(made) : nullptr;
+    call->dibBytes = bytes ? static_cast<unsigned>(size) : 0;
+    if (bytes) {
+        std::memcpy(view + sizeof *call, bytes, size);
+        GlobalUnlock(made);
+    }
     UnmapViewOfFile(view);
     CloseHandle(mapping);
     return "ok";

@@ -71,13 +71,18 @@ struct Block {
 // unset), an optional text for it and an optional packed DIB that the
 // probe puts in a movable block of the program for hDIB. The probe writes
 // the result and the block as the call left it.
+// With resultDib set the probe copies the DIB the call returned in place of
+// the one sent; with recordBytes set the block's record points to record.
 struct ServiceCall {
     unsigned item;
     unsigned hasText;
     unsigned dibBytes;  // 0: hDIB is taken as given
+    unsigned resultDib;
+    unsigned recordBytes;
     intptr_t result;
     Block block;
     char text[1024];
+    unsigned char record[1024];
     // dibBytes bytes of a packed DIB follow.
 };
 
