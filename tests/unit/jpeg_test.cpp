@@ -259,26 +259,21 @@ TEST_F(Jpeg, InfoEstimatesQualityFromTheQuantisationTables)
     ZIM_SetQuality(250);
     EXPECT_EQ(100, ZIM_GetQuality());
 
-    // Files of other makers: 4:2:2, 4:4:4, progressive, gray.
-    Bytes samples(static_cast<size_t>(16 * 16 * 3), 90);
-    JpegParams params;
-    params.quality = 60;
-    params.hLuma = 2;
-    params.vLuma = 1;
-    WriteJpeg(path, params, samples);
-    EXPECT_EQ("ok 1 luma 60 chroma 60 subsampling 1 kind 1 bits 24 size 768", InfoLine(path));
-    params.hLuma = params.vLuma = 1;
-    params.progressive = true;
-    WriteJpeg(path, params, samples);
-    EXPECT_EQ("ok 1 luma 60 chroma 60 subsampling 0 kind 2 bits 24 size 768", InfoLine(path));
-    JpegParams grayParams;
+    // Files of other makers: 4:2:2, 4:4:4 progressive, gray.
+    JpegParams params, progressive, grayParams;
+    params.quality = progressive.quality = 60;
+    params.vLuma = progressive.hLuma = progressive.vLuma = 1;
+    progressive.progressive = true;
     grayParams.components = 1;
-    grayParams.in = JCS_GRAYSCALE;
-    grayParams.file = JCS_GRAYSCALE;
+    grayParams.in = grayParams.file = JCS_GRAYSCALE;
     grayParams.quality = 30;
     grayParams.width = 13;
-    WriteJpeg(path, grayParams, Bytes(13 * 16, 128));
-    EXPECT_EQ("ok 1 luma 30 chroma 0 subsampling 0 kind 1 bits 8 size 256", InfoLine(path));
+    for (const auto& c : {std::make_pair(params, "ok 1 luma 60 chroma 60 subsampling 1 kind 1 bits 24 size 768"),
+                          std::make_pair(progressive, "ok 1 luma 60 chroma 60 subsampling 0 kind 2 bits 24 size 768"),
+                          std::make_pair(grayParams, "ok 1 luma 30 chroma 0 subsampling 0 kind 1 bits 8 size 256")}) {
+        WriteJpeg(path, c.first, Bytes(static_cast<size_t>(c.first.width * 16 * c.first.components), 90));
+        EXPECT_EQ(c.second, InfoLine(path));
+    }
     // Not a JPEG: nothing, and no message.
     ASSERT_TRUE(WriteWholeFile(path, Bytes(100, 0x41)));
     HDL_ClearBoxes();
@@ -292,32 +287,26 @@ TEST_F(Jpeg, InfoEstimatesQualityFromTheQuantisationTables)
 TEST_F(Jpeg, CommentIsThatOfTheLastLoad)
 {
     std::string path = TempPath("comment.jpg");
-    JpegParams params;
-    params.comments = {"First line\nsecond", "Another segment"};
-    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
-    Loaded l;
-    Load(path, l);
-    ASSERT_EQ(1, l.result);
-    EXPECT_STREQ("First line\nsecond\r\nAnother segment", ZIM_GetComment());
-    // A file without one leaves the comment empty, and so does a failed load.
-    params.comments.clear();
-    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
-    Loaded none;
-    Load(path, none);
-    ASSERT_EQ(1, none.result);
-    EXPECT_STREQ("", ZIM_GetComment());
-    params.comments = {"kept"};
-    WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
-    Loaded again;
-    Load(path, again);
-    EXPECT_STREQ("kept", ZIM_GetComment());
-    Bytes cut = ReadWholeFile(path);
-    cut.resize(cut.size() / 2);
-    ASSERT_TRUE(WriteWholeFile(path, cut));
-    Loaded broken;
-    Load(path, broken);
-    EXPECT_EQ(0, broken.result);
-    EXPECT_STREQ("", ZIM_GetComment());
+    // A file without one leaves the comment empty, and so does a failed load (cut in half).
+    const struct {
+        std::vector<std::string> comments;
+        bool cut;
+        const char* comment;
+    } cases[] = {{{"First line\nsecond", "Another segment"}, false, "First line\nsecond\r\nAnother segment"},
+                 {{}, false, ""},
+                 {{"kept"}, false, "kept"},
+                 {{"kept"}, true, ""}};
+    for (const auto& c : cases) {
+        JpegParams params;
+        params.comments = c.comments;
+        WriteJpeg(path, params, Bytes(16 * 16 * 3, 50));
+        Bytes file = ReadWholeFile(path);
+        if (c.cut) ASSERT_TRUE(WriteWholeFile(path, Bytes(file.begin(), file.begin() + file.size() / 2)));
+        Loaded l;
+        Load(path, l);
+        EXPECT_EQ(c.cut ? 0 : 1, l.result);
+        EXPECT_STREQ(c.comment, ZIM_GetComment());
+    }
     remove(path.c_str());
 }
 
