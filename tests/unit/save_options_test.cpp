@@ -172,40 +172,33 @@ TEST(SavePlan, ColourLossAsksAndPicksTheConversions)
     }
 }
 
-TEST(LastFiles, NewestFirstFiveAtMostAndExactMatches)
+TEST(LastFiles, NewestFirstFiveAtMostExactMatchesAndLabels)
 {
     ScratchStore store("lastfiles");
-    char name[260];
+    // Slots 1 to 6 as a buffer of the given size receives them.
+    auto slots = [](int size) {
+        std::vector<std::string> names;
+        char name[260];
+        for (int slot = 1; slot <= 6; slot++) {
+            FIL_GetLastFile(slot, name, size);
+            names.push_back(name);
+        }
+        return names;
+    };
     EXPECT_EQ(FIL_FindLastFile("a.bmp"), 0);
     FIL_AddLastFile("");
-    FIL_GetLastFile(1, name, sizeof name);
-    EXPECT_STREQ(name, "");
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"", "", "", "", "", ""}));
     for (const char* file : {"C:\\1.bmp", "C:\\2.bmp", "C:\\3.bmp"}) FIL_AddLastFile(file);
-    FIL_GetLastFile(1, name, sizeof name);
-    EXPECT_STREQ(name, "C:\\3.bmp");
-    FIL_GetLastFile(3, name, sizeof name);
-    EXPECT_STREQ(name, "C:\\1.bmp");
-    FIL_GetLastFile(4, name, sizeof name);
-    EXPECT_STREQ(name, "");
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"C:\\3.bmp", "C:\\2.bmp", "C:\\1.bmp", "", "", ""}));
     for (const char* file : {"C:\\4.bmp", "C:\\5.bmp", "C:\\6.bmp"}) FIL_AddLastFile(file);
-    const char* expected[] = {"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp"};
-    for (int slot = 1; slot <= 5; slot++) {
-        FIL_GetLastFile(slot, name, sizeof name);
-        EXPECT_STREQ(name, expected[slot - 1]) << slot;
-    }
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp", ""}));
+    // Names fit whole or not at all: "C:\\6.bmp" fits 9 and is never cut to 8.
+    EXPECT_EQ(slots(9), (std::vector<std::string>{"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp", ""}));
+    EXPECT_EQ(slots(8), (std::vector<std::string>{"", "", "", "", "", ""}));
     EXPECT_EQ(FIL_FindLastFile("C:\\4.bmp"), 3);
     EXPECT_EQ(FIL_FindLastFile("c:\\4.bmp"), 0);
     EXPECT_EQ(FIL_FindLastFile("C:\\1.bmp"), 0);
-    FIL_GetLastFile(1, name, 9);  // "C:\\6.bmp" fits 9, is never cut to 8
-    EXPECT_STREQ(name, "C:\\6.bmp");
-    FIL_GetLastFile(1, name, 8);
-    EXPECT_STREQ(name, "");
-    FIL_GetLastFile(6, name, sizeof name);
-    EXPECT_STREQ(name, "");
-}
-
-TEST(LastFiles, LabelsShowTheNameWithoutTheFolder)
-{
+    // Labels show the name without the folder.
     char label[64];
     FIL_LastFileLabel(1, "C:\\PICS\\PHOTO.BMP", label, sizeof label);
     EXPECT_STREQ(label, "&1. PHOTO.BMP");
