@@ -355,25 +355,19 @@ TEST_F(Jpeg, DamagedFilesAreRefusedWithTheirMessage)
 
     struct Case {
         Bytes file;
-        const char* text;
+        const char* text;  // none: the file loads
         const char* what;
     };
-    Bytes sof = good;
-    // The SOF0 segment's precision byte: 12-bit samples this build doesn't read.
-    for (size_t i = 0; i + 4 < sof.size(); i++)
-        if (sof[i] == 0xFF && sof[i + 1] == 0xC0) {
-            sof[i + 4] = 12;
-            break;
-        }
-    Bytes huge = good;
-    for (size_t i = 0; i + 8 < huge.size(); i++)
-        if (huge[i] == 0xFF && huge[i + 1] == 0xC0) {
-            huge[i + 5] = 0xEA;  // height 60000
-            huge[i + 6] = 0x60;
-            huge[i + 7] = 0xEA;  // width 60000
-            huge[i + 8] = 0x60;
-            break;
-        }
+    // The file with bytes put at an offset from its SOF0 marker.
+    auto atFrame = [&good](size_t offset, const Bytes& bytes) {
+        Bytes file = good;
+        for (size_t i = 0; i + offset + bytes.size() < file.size(); i++)
+            if (file[i] == 0xFF && file[i + 1] == 0xC0) {
+                std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<long>(i + offset));
+                break;
+            }
+        return file;
+    };
     // A progressive file, cut inside a scan and where its fourth scan begins.
     params.progressive = true;
     WriteJpeg(path, params, samples);
@@ -386,24 +380,21 @@ TEST_F(Jpeg, DamagedFilesAreRefusedWithTheirMessage)
         {Bytes(200, 0x42), kNotJpeg, "not a JPEG"},
         {Bytes(), kIncomplete, "empty"},
         {Bytes(good.begin(), good.begin() + good.size() / 2), kIncomplete, "cut in the middle of the scan"},
-        {sof, "Unsupported JPG format", "12-bit samples"},
-        {huge, "Not enough memory to load JPG image", "10 GB beyond the image limit"},
+        // 12-bit samples this build doesn't read; 60000 x 60000.
+        {atFrame(4, {12}), "Unsupported JPG format", "12-bit samples"},
+        {atFrame(5, {0xEA, 0x60, 0xEA, 0x60}), "Not enough memory to load JPG image", "10 GB beyond the image limit"},
         {Bytes(progressive.begin(), progressive.begin() + progressive.size() * 2 / 3), kIncomplete, "progressive, cut in a scan"},
         {Bytes(progressive.begin(), progressive.begin() + at), kIncomplete, "progressive, later scans missing"},
+        // Only the end marker missing: the image is all there.
+        {Bytes(good.begin(), good.end() - 2), nullptr, "no end marker"},
     };
     for (const Case& c : cases) {
         ASSERT_TRUE(WriteWholeFile(path, c.file));
         Loaded l;
         Load(path, l);
-        EXPECT_EQ(0, l.result) << c.what;
-        EXPECT_EQ(std::vector<std::string>{c.text}, l.texts) << c.what;
+        EXPECT_EQ(c.text ? 0 : 1, l.result) << c.what;
+        EXPECT_EQ(c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, l.texts) << c.what;
     }
-    // Only the end marker missing: the image is all there.
-    ASSERT_TRUE(WriteWholeFile(path, Bytes(good.begin(), good.end() - 2)));
-    Loaded noEnd;
-    Load(path, noEnd);
-    EXPECT_EQ(1, noEnd.result);
-    EXPECT_TRUE(noEnd.texts.empty());
     // A file that can't be opened fails silently, as with every reader.
     Loaded absent;
     Load(TempPath("absent.jpg"), absent);
