@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -55,32 +57,29 @@ TEST(CodecRuntime, PlainReadsFlagAShortReadAndKeepWhatWasThere)
     HFILE f = _lopen(path.c_str(), OF_READ);
     ASSERT_NE(HFILE_ERROR, f);
     EXPECT_EQ(12u, FIL_Size(f));
+    // Each value read, in hex, and the flag after it.
+    std::string trace;
+    auto log = [&trace](unsigned long v) {
+        char text[32];
+        snprintf(text, sizeof text, "%lx/%d ", v, FIL_GetReadError());
+        trace += text;
+    };
     FIL_SetReadError(0);
-    EXPECT_EQ(0x2211, FIL_ReadWord(f));
-    EXPECT_EQ(0x66554433u, FIL_ReadLong(f));
-    EXPECT_EQ(0x77, FIL_ReadByte(f));
-    EXPECT_EQ(1.0f, FIL_ReadFloat(f));
-    EXPECT_EQ(0, FIL_GetReadError());
+    log(FIL_ReadWord(f)), log(FIL_ReadLong(f)), log(FIL_ReadByte(f)), log(static_cast<unsigned long>(FIL_ReadFloat(f)));
     // One byte left: a word takes it as its low byte and raises the flag.
-    EXPECT_EQ(0x0099, FIL_ReadWord(f));
-    EXPECT_EQ(1, FIL_GetReadError());
+    log(FIL_ReadWord(f));
     FIL_SetReadError(0);
-    EXPECT_EQ(0, FIL_ReadByte(f));
-    EXPECT_EQ(1, FIL_GetReadError());
+    log(FIL_ReadByte(f));
     FIL_SetReadError(0);
-    EXPECT_EQ(0u, FIL_ReadLong(f));
-    EXPECT_EQ(1, FIL_GetReadError());
+    log(FIL_ReadLong(f));
     // The flag stays until a reader resets it.
-    EXPECT_EQ(1, FIL_ReadBlock(f, nullptr, 100));
-    EXPECT_EQ(1, FIL_GetReadError());
+    log(FIL_ReadBlock(f, nullptr, 100));
     FIL_SetReadError(0);
-    EXPECT_EQ(1, FIL_ReadBlock(f, nullptr, 100));
-    EXPECT_EQ(0, FIL_GetReadError());
+    log(FIL_ReadBlock(f, nullptr, 100));
     _llseek(f, 8, FILE_BEGIN);
     unsigned char block[8] = {0};
-    EXPECT_EQ(0, FIL_ReadBlock(f, block, 8));
-    EXPECT_EQ(1, FIL_GetReadError());
-    EXPECT_EQ(0x80, block[1]);
+    log(FIL_ReadBlock(f, block, 8)), log(block[1]);
+    EXPECT_EQ("2211/0 66554433/0 77/0 1/0 99/1 0/1 0/1 1/1 1/0 0/1 80/1 ", trace);
     _lclose(f);
     FIL_SetReadError(0);
     EXPECT_EQ(12u, FIL_SizeByName(path.c_str()));
@@ -115,60 +114,35 @@ TEST(CodecRuntime, BufferedReadStopsExactlyAtTheEnd)
 {
     std::string path = TempPath("buffered_read.bin");
     ASSERT_TRUE(WriteWholeFile(path, Counting(10)));
-    HFILE f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 4);
-    ASSERT_NE(HFILE_ERROR, f);
-    ASSERT_NE(0, f);
     unsigned char got[16];
-    memset(got, 0xEE, sizeof got);
-    EXPECT_EQ(3u, FIL_ReadBuffered(got, 3));
-    EXPECT_EQ(0, memcmp(got, "\x00\x01\x02", 3));
-    EXPECT_EQ(3, FIL_TellBuffered());
-    // Across the buffer: one byte from it, four straight from the file.
-    EXPECT_EQ(5u, FIL_ReadBuffered(got, 5));
-    EXPECT_EQ(0, memcmp(got, "\x03\x04\x05\x06\x07", 5));
-    EXPECT_EQ(8, FIL_TellBuffered());
-    EXPECT_EQ(8, FIL_GetBuffered());
-    EXPECT_EQ(9, FIL_TellBuffered());
-    // Two asked, one there: the read fails as a whole.
-    EXPECT_EQ(0u, FIL_ReadBuffered(got, 2));
-    EXPECT_EQ(9, got[0]);
-    EXPECT_EQ(0u, FIL_BufferedOverrun());
-    // Single bytes past the end come as 0 and are counted.
-    EXPECT_EQ(0, FIL_GetBuffered());
-    EXPECT_EQ(0, FIL_GetBuffered());
-    EXPECT_EQ(2u, FIL_BufferedOverrun());
-    EXPECT_EQ(10, FIL_TellBuffered());
-    EXPECT_EQ(0u, FIL_ReadBuffered(got, 1));
-    // Seeking refills from the new place.
-    EXPECT_EQ(2, FIL_SeekBuffered(2, FILE_BEGIN));
-    EXPECT_EQ(2, FIL_GetBuffered());
-    EXPECT_EQ(3, FIL_TellBuffered());
-    EXPECT_EQ(4u, FIL_ReadBuffered(got, 4));
-    EXPECT_EQ(0, memcmp(got, "\x03\x04\x05\x06", 4));
-    EXPECT_EQ(9, FIL_SeekBuffered(-1, FILE_END));
-    EXPECT_EQ(9, FIL_GetBuffered());
-    EXPECT_EQ(1, FIL_CloseBuffered());
-
+    std::string trace;
+    auto log = [&trace](long v) { trace += std::to_string(v) + " "; };
+    auto read = [&](size_t n) {
+        memset(got, 0xEE, sizeof got);
+        const size_t r = FIL_ReadBuffered(got, n);
+        // The bytes read, or the first one of the buffer when none was.
+        const size_t shown = std::max<size_t>(r, 1);
+        trace += std::to_string(r) + "[";
+        for (size_t i = 0; i < shown; i++) trace += std::to_string(got[i]) + (i + 1 < shown ? "," : "] ");
+    };
+    // A buffer of 4: three read, then five across it (one from the buffer, four
+    // straight from the file), one byte; two asked with one there fail as a whole;
+    // single bytes past the end come as 0 and are counted. Seeking refills.
+    ASSERT_GT(FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 4), 0);
+    read(3), log(FIL_TellBuffered()), read(5), log(FIL_TellBuffered()), log(FIL_GetBuffered()), log(FIL_TellBuffered());
+    read(2), log(FIL_BufferedOverrun()), log(FIL_GetBuffered()), log(FIL_GetBuffered()), log(FIL_BufferedOverrun());
+    log(FIL_TellBuffered()), read(1), log(FIL_SeekBuffered(2, FILE_BEGIN)), log(FIL_GetBuffered()), log(FIL_TellBuffered());
+    read(4), log(FIL_SeekBuffered(-1, FILE_END)), log(FIL_GetBuffered()), log(FIL_CloseBuffered());
+    EXPECT_EQ("3[0,1,2] 3 5[3,4,5,6,7] 8 8 9 0[9] 0 0 0 2 10 0[238] 2 2 3 4[3,4,5,6] 9 9 1 ", trace);
     // Size 0 reads the whole file at once; the overrun count starts afresh.
-    f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0);
-    ASSERT_GT(f, 0);
-    EXPECT_EQ(0u, FIL_BufferedOverrun());
-    EXPECT_EQ(10u, FIL_ReadBuffered(got, 10));
-    EXPECT_EQ(0, memcmp(got, Counting(10).data(), 10));
-    EXPECT_EQ(0, FIL_GetBuffered());
-    EXPECT_EQ(1u, FIL_BufferedOverrun());
-    EXPECT_EQ(1, FIL_CloseBuffered());
-
+    trace.clear();
+    ASSERT_GT(FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0), 0);
+    log(FIL_BufferedOverrun()), read(10), log(FIL_GetBuffered()), log(FIL_BufferedOverrun()), log(FIL_CloseBuffered());
     // An empty file: nothing to read from the first byte on.
-    HFILE empty = _lcreat(path.c_str(), 0);
-    ASSERT_NE(HFILE_ERROR, empty);
-    _lclose(empty);
-    f = FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0);
-    ASSERT_GT(f, 0);
-    EXPECT_EQ(0u, FIL_ReadBuffered(got, 1));
-    EXPECT_EQ(0, FIL_GetBuffered());
-    EXPECT_EQ(1u, FIL_BufferedOverrun());
-    EXPECT_EQ(1, FIL_CloseBuffered());
+    ASSERT_TRUE(WriteWholeFile(path, {}));
+    ASSERT_GT(FIL_OpenBuffered(path.c_str(), FIL_BUFFER_READ, 0), 0);
+    read(1), log(FIL_GetBuffered()), log(FIL_BufferedOverrun()), log(FIL_CloseBuffered());
+    EXPECT_EQ("0 10[0,1,2,3,4,5,6,7,8,9] 0 1 1 0[238] 0 1 1 ", trace);
     remove(path.c_str());
 
     // A file that can't be opened is -1; nothing stays open.

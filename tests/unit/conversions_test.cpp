@@ -126,79 +126,50 @@ TEST_F(ColourDocumentTest, SixteenBitDocumentRaisedTo24Or32OnlyClaimsTheDepth)
     EXPECT_EQ(24, HeaderOf(doc.dib).biBitCount);
 }
 
-TEST_F(ColourDocumentTest, ThirtyTwoBitTransparentAndOpaqueFromTwentyFour)
+TEST_F(ColourDocumentTest, CommandsClaimTheirDepthAndColour)
 {
-    Hold(Rust24(), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_32BIT_TRANSPARENT));
-    EXPECT_EQ(32, doc.bits);
-    EXPECT_EQ((Bytes{50, 100, 200, 0, 50, 100, 200, 0}), PixelsOf(doc.dib));
-    Hold(Rust24(), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_32BIT_OPAQUE));
-    EXPECT_EQ((Bytes{50, 100, 200, 255, 50, 100, 200, 255}), PixelsOf(doc.dib));
-}
-
-TEST_F(ColourDocumentTest, GrayClaims8FromDeepImagesAndKeepsShallowDepths)
-{
-    Hold(Rust24(), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
-    EXPECT_EQ(8, doc.bits);
-    EXPECT_EQ(0, doc.color);
-    EXPECT_EQ(8, HeaderOf(doc.dib).biBitCount);
-    Hold(Dib(2, 8, {0, 0, 255, 0, 255, 0, 0, 0}, {0, 1}), 8, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
-    EXPECT_EQ(8, doc.bits);
-    Hold(Dib(2, 4, {0, 0, 255, 0, 255, 0, 0, 0}, {0x01}), 4, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_GRAY));
-    EXPECT_EQ(4, doc.bits);
-    EXPECT_EQ(4, HeaderOf(doc.dib).biBitCount);
-}
-
-TEST_F(ColourDocumentTest, OptimizedCutClaims4Or8AndAGrayPaletteTurnsTheImageGray)
-{
-    Hold(Rust24(), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));
-    EXPECT_EQ(4, doc.bits);
-    EXPECT_EQ(1, doc.color);
-    RGBQUAD e = Entry(doc.dib, 0);
-    EXPECT_EQ(200, e.rgbRed);
-    EXPECT_EQ(96, e.rgbGreen);
-    EXPECT_EQ(48, e.rgbBlue);
-    Hold(Rust24(), 32, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_256_OPTIMIZED_DITHER));
-    EXPECT_EQ(8, doc.bits);
-    EXPECT_EQ(256u, HeaderOf(doc.dib).biClrUsed);
-    // Only grays in the image: every entry is gray, so the document turns gray.
-    Hold(Dib(2, 24, {}, {90, 90, 90, 200, 200, 200}), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));
-    EXPECT_EQ(0, doc.color);
-}
-
-TEST_F(ColourDocumentTest, FlatCutToMonochromeIsGrayAndDecreaseTo24DropsTheFourthByte)
-{
-    Hold(Rust24(), 24, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_MONO_FLAT));
-    EXPECT_EQ(1, doc.bits);
-    EXPECT_EQ(0, doc.color);
-    Hold(Dib(1, 32, {}, {1, 2, 3, 4}), 32, 1);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_24BIT_DECREASE));
-    EXPECT_EQ(24, doc.bits);
-    EXPECT_EQ(1, doc.color);
-    EXPECT_EQ((Bytes{1, 2, 3, 0}), PixelsOf(doc.dib));
-}
-
-TEST_F(ColourDocumentTest, ColorSetsOnlyTheFlagAndUnofferedCommandsChangeNothing)
-{
-    HGLOBAL dib = Dib(2, 4, Bytes(64, 0), {0x01});
-    Hold(dib, 4, 0);
-    ASSERT_EQ(1, CLR_RunCommand(&doc, CLR_CMD_COLOR));
-    EXPECT_EQ(dib, doc.dib);
-    EXPECT_EQ(1, doc.color);
-    EXPECT_EQ(4, doc.bits);
-    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_16_OPTIMIZED));   // a 4-bit source never reaches the cut
-    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_16_INCREASE));    // not below 4
-    EXPECT_EQ(0, CLR_RunCommand(&doc, CLR_CMD_256_OPTIMIZED));  // nor a paletted one the 256 cut
-    EXPECT_EQ(dib, doc.dib);
-    EXPECT_EQ(4, doc.bits);
+    const Bytes redGreen = {0, 0, 255, 0, 255, 0, 0, 0};
+    const struct {
+        HGLOBAL dib;
+        int bits, color, command;
+        const char* after;  // the result: the document's depth and colour, the block's depth and colours
+        Bytes pixels;       // when looked at
+        Bytes first;        // the first entry's red, green and blue, when looked at
+    } cases[] = {
+        {Rust24(), 24, 1, CLR_CMD_32BIT_TRANSPARENT, "1: 32 colour, 32-bit 0", {50, 100, 200, 0, 50, 100, 200, 0}, {}},
+        {Rust24(), 24, 1, CLR_CMD_32BIT_OPAQUE, "1: 32 colour, 32-bit 0", {50, 100, 200, 255, 50, 100, 200, 255}, {}},
+        // Gray claims 8 bits from deep images and keeps shallow depths.
+        {Rust24(), 24, 1, CLR_CMD_GRAY, "1: 8 gray, 8-bit 256", {}, {}},
+        {Dib(2, 8, redGreen, {0, 1}), 8, 1, CLR_CMD_GRAY, "1: 8 gray, 8-bit 2", {}, {}},
+        {Dib(2, 4, redGreen, {0x01}), 4, 1, CLR_CMD_GRAY, "1: 4 gray, 4-bit 2", {}, {}},
+        // Optimized Cut claims 4 or 8 bits; when only grays are in the image
+        // every entry is gray, and the document turns gray.
+        {Rust24(), 24, 1, CLR_CMD_16_OPTIMIZED, "1: 4 colour, 4-bit 16", {}, {200, 96, 48}},
+        {Rust24(), 32, 1, CLR_CMD_256_OPTIMIZED_DITHER, "1: 8 colour, 8-bit 256", {}, {}},
+        {Dib(2, 24, {}, {90, 90, 90, 200, 200, 200}), 24, 1, CLR_CMD_16_OPTIMIZED, "1: 4 gray, 4-bit 16", {}, {}},
+        // Flat Cut to monochrome is gray; decreasing to 24 bits drops the fourth byte.
+        {Rust24(), 24, 1, CLR_CMD_MONO_FLAT, "1: 1 gray, 1-bit 2", {}, {}},
+        {Dib(1, 32, {}, {1, 2, 3, 4}), 32, 1, CLR_CMD_24BIT_DECREASE, "1: 24 colour, 24-bit 0", {1, 2, 3, 0}, {}},
+        // Colour sets only the flag; commands not offered change nothing: a 4-bit
+        // source never reaches the cut, nor goes below 4, nor a paletted one the 256 cut.
+        {Dib(2, 4, Bytes(64, 0), {0x01}), 4, 0, CLR_CMD_COLOR, "1: 4 colour, 4-bit 16", {}, {}},
+        {Dib(2, 4, Bytes(64, 0), {0x01}), 4, 1, CLR_CMD_16_OPTIMIZED, "0: 4 colour, 4-bit 16", {}, {}},
+        {Dib(2, 4, Bytes(64, 0), {0x01}), 4, 1, CLR_CMD_16_INCREASE, "0: 4 colour, 4-bit 16", {}, {}},
+        {Dib(2, 4, Bytes(64, 0), {0x01}), 4, 1, CLR_CMD_256_OPTIMIZED, "0: 4 colour, 4-bit 16", {}, {}},
+    };
+    for (const auto& c : cases) {
+        Hold(c.dib, c.bits, c.color);
+        const int result = CLR_RunCommand(&doc, c.command);
+        const BITMAPINFOHEADER h = HeaderOf(doc.dib);
+        EXPECT_EQ(c.after, std::to_string(result) + ": " + std::to_string(doc.bits) + (doc.color ? " colour, " : " gray, ") +
+                               std::to_string(h.biBitCount) + "-bit " + std::to_string(h.biClrUsed))
+            << c.command;
+        // A command that changes no pixels keeps the block.
+        if (c.command == CLR_CMD_COLOR || !result) EXPECT_EQ(c.dib, doc.dib) << c.command;
+        if (!c.pixels.empty()) EXPECT_EQ(c.pixels, PixelsOf(doc.dib)) << c.command;
+        const RGBQUAD e = Entry(doc.dib, 0);
+        if (!c.first.empty()) EXPECT_EQ(c.first, (Bytes{e.rgbRed, e.rgbGreen, e.rgbBlue})) << c.command;
+    }
 }
 
 TEST_F(ColourDocumentTest, BringingToADepthPicksTheReductionByTheRules)

@@ -85,35 +85,27 @@ RGBQUAD Gray(BYTE g) { return RGBQUAD{g, g, g, 0}; }
 
 TEST(DibHeader, ColourCountsFollowClrUsedDepthAndCoreForm)
 {
-    BITMAPINFOHEADER h = {};
-    h.biSize = 40;
-    const int depths[] = {1, 4, 8, 16, 24, 32};
-    const WORD counts[] = {2, 16, 256, 0, 0, 0};
-    for (int i = 0; i < 6; i++) {
-        h.biBitCount = static_cast<WORD>(depths[i]);
-        h.biClrUsed = 0;
-        EXPECT_EQ(counts[i], DIB_NumColors(&h)) << depths[i];
-        EXPECT_EQ(counts[i] * 4, DIB_PaletteSize(&h)) << depths[i];
-        EXPECT_EQ(static_cast<DWORD>(counts[i]), DIB_ColorsForBits(depths[i])) << depths[i];
+    // biClrUsed wins when set, at any depth; beyond 256 it reads as 256. The
+    // core form has three-byte entries and no colour count of its own.
+    const struct {
+        DWORD size, clrUsed;
+        WORD bits, colours, paletteBytes;
+    } cases[] = {
+        {40, 0, 1, 2, 8},    {40, 0, 4, 16, 64},  {40, 0, 8, 256, 1024},   {40, 0, 16, 0, 0}, {40, 0, 24, 0, 0},
+        {40, 0, 32, 0, 0},   {40, 5, 8, 5, 20},   {40, 3, 24, 3, 12},      {40, 70000, 24, 256, 1024},
+        {12, 0, 8, 256, 768}, {12, 0, 24, 0, 0},
+    };
+    for (const auto& c : cases) {
+        BITMAPINFOHEADER h = {};
+        BITMAPCOREHEADER core = {12, 3, 2, 1, c.bits};
+        h.biSize = c.size;
+        h.biBitCount = c.bits;
+        h.biClrUsed = c.clrUsed;
+        BITMAPINFOHEADER* header = c.size == 12 ? reinterpret_cast<BITMAPINFOHEADER*>(&core) : &h;
+        EXPECT_EQ(c.colours, DIB_NumColors(header)) << c.size << " " << c.bits << " " << c.clrUsed;
+        EXPECT_EQ(c.paletteBytes, DIB_PaletteSize(header)) << c.size << " " << c.bits << " " << c.clrUsed;
+        if (c.size == 40 && !c.clrUsed) EXPECT_EQ(DWORD(c.colours), DIB_ColorsForBits(c.bits)) << c.bits;
     }
-    // biClrUsed wins when set, at any depth; beyond 256 it reads as 256.
-    h.biBitCount = 8;
-    h.biClrUsed = 5;
-    EXPECT_EQ(5, DIB_NumColors(&h));
-    EXPECT_EQ(20, DIB_PaletteSize(&h));
-    h.biBitCount = 24;
-    h.biClrUsed = 3;
-    EXPECT_EQ(3, DIB_NumColors(&h));
-    EXPECT_EQ(12, DIB_PaletteSize(&h));
-    h.biClrUsed = 70000;
-    EXPECT_EQ(256, DIB_NumColors(&h));
-    EXPECT_EQ(1024, DIB_PaletteSize(&h));
-    // The core form has three-byte entries and no colour count of its own.
-    BITMAPCOREHEADER core = {12, 3, 2, 1, 8};
-    EXPECT_EQ(256, DIB_NumColors(reinterpret_cast<BITMAPINFOHEADER*>(&core)));
-    EXPECT_EQ(768, DIB_PaletteSize(reinterpret_cast<BITMAPINFOHEADER*>(&core)));
-    core.bcBitCount = 24;
-    EXPECT_EQ(0, DIB_PaletteSize(reinterpret_cast<BITMAPINFOHEADER*>(&core)));
 }
 
 TEST(DibToGray, IndexDepthsKeepPixelsAndGrayTheirTable)

@@ -25,9 +25,6 @@ struct KernelRows {
         for (auto& row : cells) pointers.push_back(row.data());
     }
     DitherCell** rows() { return pointers.data(); }
-    std::vector<LONG> Red(int row) const { return Channel(row, &DitherCell::red); }
-    std::vector<LONG> Green(int row) const { return Channel(row, &DitherCell::green); }
-    std::vector<LONG> Blue(int row) const { return Channel(row, &DitherCell::blue); }
     std::vector<LONG> Channel(int row, LONG DitherCell::*field) const
     {
         std::vector<LONG> out;
@@ -97,72 +94,48 @@ const std::vector<Rgb> kMono = {{0, 0, 0}, {255, 255, 255}};
 
 // ---- kernels ---------------------------------------------------------------------
 
-TEST(DiffusionKernel, FloydSteinbergShiftsRoundTowardMinusInfinity)
+TEST(DiffusionKernel, TapsRoundTruncateAndStopAtTheEdges)
 {
-    KernelRows k(2, 3);
-    CLR_KernelFloyd(k.rows(), 1, 0, 3, 2, 100, -100, -1);
-    EXPECT_EQ(k.Red(0), (V{0, 0, 43}));  // 700 >> 4
-    EXPECT_EQ(k.Red(1), (V{18, 31, 6}));  // 300 >> 4, 500 >> 4, 100 >> 4
-    EXPECT_EQ(k.Green(0), (V{0, 0, -44}));  // -700 >> 4 = -43.75 rounded down
-    EXPECT_EQ(k.Green(1), (V{-19, -32, -7}));
-    // An error of -1 gives -1 at every tap.
-    EXPECT_EQ(k.Blue(0), (V{0, 0, -1}));
-    EXPECT_EQ(k.Blue(1), (V{-1, -1, -1}));
-}
-
-TEST(DiffusionKernel, FloydSteinbergOnAWidthOfOneSendsOnlyDownward)
-{
-    KernelRows k(2, 1);
-    CLR_KernelFloyd(k.rows(), 0, 0, 1, 2, 100, 0, 0);
-    EXPECT_EQ(k.Red(0), (V{0}));
-    EXPECT_EQ(k.Red(1), (V{31}));
-}
-
-TEST(DiffusionKernel, StuckiDividesTruncatingAndLosesRightTapsAtTheLastColumn)
-{
-    KernelRows k(3, 5);
-    CLR_KernelStucki(k.rows(), 2, 0, 5, 3, 100, -100, -1);
-    EXPECT_EQ(k.Red(0), (V{0, 0, 0, 19, 9}));
-    EXPECT_EQ(k.Red(1), (V{4, 9, 19, 9, 4}));
-    EXPECT_EQ(k.Red(2), (V{2, 4, 9, 4, 2}));
-    EXPECT_EQ(k.Green(1), (V{-4, -9, -19, -9, -4}));  // -800 / 42 is -19, not -20
-    EXPECT_EQ(k.Green(2), (V{-2, -4, -9, -4, -2}));
-    for (int row = 0; row < 3; row++) EXPECT_EQ(k.Blue(row), (V{0, 0, 0, 0, 0})) << row;  // -1 gives nothing
-
-    KernelRows last(3, 5);
-    CLR_KernelStucki(last.rows(), 4, 0, 5, 3, 84, 0, 0);
-    EXPECT_EQ(last.Red(0), (V{0, 0, 0, 0, 0}));
-    EXPECT_EQ(last.Red(1), (V{0, 0, 4, 8, 16}));
-    EXPECT_EQ(last.Red(2), (V{0, 0, 2, 4, 8}));
-}
-
-TEST(DiffusionKernel, JarvisSkipsRowsPastTheLastLineAndTruncates)
-{
-    KernelRows top(3, 5);
-    CLR_KernelJarvis(top.rows(), 2, 0, 5, 3, -100, 0, 0);
-    EXPECT_EQ(top.Red(0), (V{0, 0, 0, -14, -10}));  // -700 / 48 = -14.6 truncated
-    EXPECT_EQ(top.Red(1), (V{-6, -10, -14, -10, -6}));
-    EXPECT_EQ(top.Red(2), (V{-2, -6, -10, -6, -2}));
-
-    KernelRows second(3, 5);
-    CLR_KernelJarvis(second.rows(), 2, 1, 5, 3, 48, 0, 0);
-    EXPECT_EQ(second.Red(1), (V{3, 5, 7, 5, 3}));
-    EXPECT_EQ(second.Red(2), (V{0, 0, 0, 0, 0}));
-
-    KernelRows last(3, 5);
-    CLR_KernelJarvis(last.rows(), 2, 2, 5, 3, 48, 0, 0);
-    EXPECT_EQ(last.Red(0), (V{0, 0, 0, 7, 5}));
-    EXPECT_EQ(last.Red(1), (V{0, 0, 0, 0, 0}));
-}
-
-TEST(DiffusionKernel, FloydNoisePassesOnlyErrorsOf16OrMore)
-{
-    KernelRows k(2, 2);
-    CLR_KernelFloydNoise(k.rows(), 0, 0, 2, 2, 15, -40, 16);
-    EXPECT_EQ(k.Red(0), (V{0, 0}));
-    EXPECT_EQ(k.Green(1), (V{0, 0}));
-    EXPECT_EQ(k.Blue(0), (V{0, 7}));
-    EXPECT_EQ(k.Blue(1), (V{5, 1}));
+    typedef void (*Kernel)(DitherCell**, LONG, LONG, LONG, LONG, LONG, LONG, LONG);
+    const auto R = &DitherCell::red, G = &DitherCell::green, B = &DitherCell::blue;
+    const V zeros(5, 0);
+    struct Tap {
+        int row;
+        LONG DitherCell::*channel;
+        V values;
+    };
+    const struct {
+        Kernel kernel;
+        LONG x, y, width, height, r, g, b;
+        std::vector<Tap> taps;
+        const char* what;
+    } cases[] = {
+        // Shifts round toward minus infinity: 700 >> 4; 300, 500, 100 >> 4; -700 >> 4
+        // = -43.75 is -44; an error of -1 gives -1 at every tap.
+        {CLR_KernelFloyd, 1, 0, 3, 2, 100, -100, -1,
+         {{0, R, {0, 0, 43}}, {1, R, {18, 31, 6}}, {0, G, {0, 0, -44}}, {1, G, {-19, -32, -7}}, {0, B, {0, 0, -1}}, {1, B, {-1, -1, -1}}},
+         "Floyd-Steinberg"},
+        {CLR_KernelFloyd, 0, 0, 1, 2, 100, 0, 0, {{0, R, {0}}, {1, R, {31}}}, "Floyd-Steinberg on a width of one"},
+        // Division truncates: -800 / 42 is -19, not -20; -1 gives nothing.
+        {CLR_KernelStucki, 2, 0, 5, 3, 100, -100, -1,
+         {{0, R, {0, 0, 0, 19, 9}}, {1, R, {4, 9, 19, 9, 4}}, {2, R, {2, 4, 9, 4, 2}}, {1, G, {-4, -9, -19, -9, -4}},
+          {2, G, {-2, -4, -9, -4, -2}}, {0, B, zeros}, {1, B, zeros}, {2, B, zeros}},
+         "Stucki"},
+        {CLR_KernelStucki, 4, 0, 5, 3, 84, 0, 0, {{0, R, zeros}, {1, R, {0, 0, 4, 8, 16}}, {2, R, {0, 0, 2, 4, 8}}}, "Stucki at the last column"},
+        // -700 / 48 = -14.6 truncated; rows past the last line are skipped.
+        {CLR_KernelJarvis, 2, 0, 5, 3, -100, 0, 0,
+         {{0, R, {0, 0, 0, -14, -10}}, {1, R, {-6, -10, -14, -10, -6}}, {2, R, {-2, -6, -10, -6, -2}}}, "Jarvis"},
+        {CLR_KernelJarvis, 2, 1, 5, 3, 48, 0, 0, {{1, R, {3, 5, 7, 5, 3}}, {2, R, zeros}}, "Jarvis on the next to last line"},
+        {CLR_KernelJarvis, 2, 2, 5, 3, 48, 0, 0, {{0, R, {0, 0, 0, 7, 5}}, {1, R, zeros}}, "Jarvis on the last line"},
+        // Only errors of 16 or more are passed on.
+        {CLR_KernelFloydNoise, 0, 0, 2, 2, 15, -40, 16, {{0, R, {0, 0}}, {1, G, {0, 0}}, {0, B, {0, 7}}, {1, B, {5, 1}}},
+         "Floyd-Steinberg with noise"},
+    };
+    for (const auto& c : cases) {
+        KernelRows k(c.height, c.width);
+        c.kernel(k.rows(), c.x, c.y, c.width, c.height, c.r, c.g, c.b);
+        for (const Tap& t : c.taps) EXPECT_EQ(k.Channel(t.row, t.channel), t.values) << c.what << ", row " << t.row;
+    }
 }
 
 // ---- rows, clamp, loading -----------------------------------------------------------

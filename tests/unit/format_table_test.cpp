@@ -20,7 +20,6 @@
 #define chdir _chdir
 #define getcwd _getcwd
 #else
-#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -174,26 +173,18 @@ TEST_F(FormatTable, FilterListsHoldTheReadableAndWritableRowsInRowOrder)
 
 TEST_F(FormatTable, FileNamesResolveByTheLastDotOfThePath)
 {
-    EXPECT_EQ(-1, FMT_FromFileName("picture"));
-    EXPECT_EQ(-1, FMT_FromFileName("picture."));
-    EXPECT_EQ(-1, FMT_FromFileName(""));
+    const std::string longName = "a." + std::string(5000, 'g');
     EXPECT_EQ(-1, FMT_FromFileName(nullptr));
-    EXPECT_EQ(FMT_Row_GIF, FMT_FromFileName("picture.tar.gif"));
-    EXPECT_EQ(FMT_Row_GIF, FMT_FromFileName("PICTURE.gIf"));
-    EXPECT_EQ(-1, FMT_FromFileName("picture.gif.tar"));
-    // The dot of a folder counts when the file has none: "V1\FILE" is no extension.
-    EXPECT_EQ(-1, FMT_FromFileName("C:\\dir.v1\\file"));
-    EXPECT_EQ(FMT_Row_TIF, FMT_FromFileName("C:\\dir.v1\\file.tif"));
-    // The first of like extensions wins: IMG is Aurora's.
-    EXPECT_EQ(14, FMT_FromFileName(".IMG"));
-    EXPECT_EQ(FMT_Row_IMG, FMT_FromFileName("scan.img"));
-    EXPECT_EQ(FMT_Row_CUT, FMT_FromFileName("old.CUT"));
-    EXPECT_EQ(FMT_Row_LBM, FMT_FromFileName("a.lbm"));
-    EXPECT_EQ(-1, FMT_FromFileName("a.gi"));
-    EXPECT_EQ(-1, FMT_FromFileName("a.gifx"));
-    std::string longName = "a." + std::string(5000, 'g');
-    EXPECT_EQ(-1, FMT_FromFileName(longName.c_str()));
-
+    // The dot of a folder counts when the file has none: "V1\FILE" is no
+    // extension. The first of like extensions wins: IMG is Aurora's.
+    const std::pair<const char*, int> names[] = {
+        {"picture", -1}, {"picture.", -1}, {"", -1},
+        {"picture.tar.gif", FMT_Row_GIF}, {"PICTURE.gIf", FMT_Row_GIF}, {"picture.gif.tar", -1},
+        {"C:\\dir.v1\\file", -1}, {"C:\\dir.v1\\file.tif", FMT_Row_TIF}, {".IMG", 14},
+        {"scan.img", FMT_Row_IMG}, {"old.CUT", FMT_Row_CUT}, {"a.lbm", FMT_Row_LBM},
+        {"a.gi", -1}, {"a.gifx", -1}, {longName.c_str(), -1},
+    };
+    for (const auto& n : names) EXPECT_EQ(n.second, FMT_FromFileName(n.first)) << n.first;
     EXPECT_EQ(FMT_Row_AVI, FMT_FromId(123));
     EXPECT_EQ(FMT_Row_IMG_IRIS, FMT_FromId(34));
     EXPECT_EQ(-1, FMT_FromId(999));
@@ -288,11 +279,7 @@ TEST_F(FormatTable, SaveRefusesADibAtADepthItsRowDoesNotList)
 TEST_F(FormatTable, RegisterKeepsTheModulesFullPathAndFreeEmptiesTheTable)
 {
     std::string folder = TempPath("modules");
-#ifdef _WIN32
-    CreateDirectoryA(folder.c_str(), nullptr);
-#else
-    mkdir(folder.c_str(), 0700);
-#endif
+    MakeFolder(folder);
     ASSERT_TRUE(WriteWholeFile(folder + "/kvfmt.dll", {'M', 'Z'}));
     char before[1024], here[1024];
     ASSERT_NE(nullptr, getcwd(before, sizeof before));
@@ -320,11 +307,7 @@ TEST_F(FormatTable, RegisterKeepsTheModulesFullPathAndFreeEmptiesTheTable)
     EXPECT_EQ(FMT_Row_WPG, FMT_FromId(119));
     EXPECT_STREQ("GIF", FMT_GetRow(FMT_Row_GIF)->extension);
     remove((folder + "/kvfmt.dll").c_str());
-#ifdef _WIN32
-    RemoveDirectoryA(folder.c_str());
-#else
-    rmdir(folder.c_str());
-#endif
+    DropFolder(folder);
 
     FMT_Free();
     EXPECT_EQ(-1, FMT_LastIndex());

@@ -399,39 +399,6 @@ TEST_F(Gif, HeaderAndTrailerOnlyLoadsAsNothing)
     EXPECT_EQ(1, INF_Info.bitsPerPixel);
 }
 
-TEST_F(Gif, ExtensionsAreSkipped)
-{
-    Bytes v = Screen("GIF89a", 2, 1, 0xF7);
-    Add(v, {0x21, 0xF9, 4, 0x01, 0, 0, 7, 0});                    // transparency on index 7
-    Add(v, {0x21, 0xFE, 3, 'a', 'b', 'c', 2, 'd', 'e', 0});       // comment in two blocks
-    Add(v, {0x21, 0xFF, 11, 'N', 'E', 'T', 'S', 'C', 'A', 'P', 'E', '2', '.', '0', 3, 1, 0, 0, 0});
-    Bytes image = HandCoded8({256, 7, 9, 257}, 2, 1);
-    v.insert(v.end(), image.begin() + 13 + 768, image.end());
-    ASSERT_EQ(1, LoadBytes(v));
-    Picture pic = Read(dib);
-    EXPECT_EQ((std::vector<int>{7, 9}), pic.index);
-    EXPECT_EQ(7, pic.colors[7].r);  // the transparent entry keeps its colour
-}
-
-TEST_F(Gif, FirstOfSeveralImagesAtItsOwnWidth)
-{
-    // Screen 50x50, first image 3x1, second 1x1 of another value.
-    Bytes v = Screen("GIF89a", 50, 50, 0xF7);
-    Bytes first = HandCoded8({256, 1, 2, 3, 257}, 3, 1);
-    Bytes second = HandCoded8({256, 200, 257}, 1, 1);
-    v.insert(v.end(), first.begin() + 13 + 768, first.end() - 1);
-    v.insert(v.end(), second.begin() + 13 + 768, second.end());
-    ASSERT_EQ(1, LoadBytes(v));
-    Picture pic = Read(dib);
-    EXPECT_EQ(3, pic.width);
-    EXPECT_EQ(1, pic.height);
-    EXPECT_EQ((std::vector<int>{1, 2, 3}), pic.index);
-    // Without a trailer (the screen and first image only) it loads the same.
-    v.resize(first.size() - 1);
-    ASSERT_EQ(1, LoadBytes(v));
-    EXPECT_EQ((std::vector<int>{1, 2, 3}), Read(dib).index);
-}
-
 TEST_F(Gif, InterlacedRowsArriveInFourPasses)
 {
     // The writer codes rows in order; with the interlace flag set on the
@@ -449,7 +416,7 @@ TEST_F(Gif, InterlacedRowsArriveInFourPasses)
     EXPECT_EQ(height, INF_Info.step);
 }
 
-TEST_F(Gif, TablesAreCutOrFilledToTheDepthOfTheScreen)
+TEST_F(Gif, HandMadeFilesGiveTheseTablesAndPixels)
 {
     // No global table, screen depth 1; the local table has 8 entries of which
     // the 1-bit DIB keeps two. Pixels use the low bit of each value.
@@ -472,21 +439,46 @@ TEST_F(Gif, TablesAreCutOrFilledToTheDepthOfTheScreen)
     global.push_back(3);
     Blocks(global, CodeWriter().Put(8, 4).Put(6, 4).Put(9, 4).Finish());
     global.push_back(0x3B);
+    // Extensions are skipped: transparency on index 7, which keeps its colour,
+    // a comment in two blocks, an application block.
+    Bytes extended = Screen("GIF89a", 2, 1, 0xF7);
+    Add(extended, {0x21, 0xF9, 4, 0x01, 0, 0, 7, 0, 0x21, 0xFE, 3, 'a', 'b', 'c', 2, 'd', 'e', 0});
+    Add(extended, {0x21, 0xFF, 11, 'N', 'E', 'T', 'S', 'C', 'A', 'P', 'E', '2', '.', '0', 3, 1, 0, 0, 0});
+    Bytes image = HandCoded8({256, 7, 9, 257}, 2, 1);
+    extended.insert(extended.end(), image.begin() + 13 + 768, image.end());
+    // The first of several images, at its own width; and the same without a trailer.
+    Bytes several = Screen("GIF89a", 50, 50, 0xF7);
+    Bytes first = HandCoded8({256, 1, 2, 3, 257}, 3, 1), second = HandCoded8({256, 200, 257}, 1, 1);
+    several.insert(several.end(), first.begin() + 13 + 768, first.end() - 1);
+    several.insert(several.end(), second.begin() + 13 + 768, second.end());
     struct Case {
-        const Bytes& file;
+        Bytes file;
         int bits;
+        LONG width;
         std::vector<std::pair<size_t, Rgb>> colours;  // entries looked at
         std::vector<int> index;
         int loadBits;  // the depth the load information gives; -1: not looked at
     } cases[] = {
-        {local, 1, {{1, {10, 20, 30}}}, {0, 1, 0, 1}, 1},
-        {big, 4, {{15, {15, 0, 240}}}, {15, 3}, 4},
-        {global, 4, {{6, {6, 6, 249}}, {8, {0, 0, 0}}}, {6}, -1},
+        {local, 1, 4, {{1, {10, 20, 30}}}, {0, 1, 0, 1}, 1},
+        {big, 4, 2, {{15, {15, 0, 240}}}, {15, 3}, 4},
+        {global, 4, 1, {{6, {6, 6, 249}}, {8, {0, 0, 0}}}, {6}, -1},
+        {extended, 8, 2, {{7, {7, 7, 248}}}, {7, 9}, -1},
+        {several, 8, 3, {}, {1, 2, 3}, -1},
+        {Bytes(several.begin(), several.begin() + static_cast<long>(first.size()) - 1), 8, 3, {}, {1, 2, 3}, -1},
+        // Three of six pixels, then the end code: a partial image, no message.
+        {HandCoded8({256, 5, 6, 7, 257}, 3, 2), 8, 3, {}, {5, 6, 7, 0, 0, 0}, -1},
+        // Leading clear codes are skipped; a code past the next free entry is the
+        // previous string plus its first pixel.
+        {HandCoded8({256, 256, 256, 4, 300, 257}, 3, 1), 8, 3, {}, {4, 4, 4}, -1},
+        // After a clear the table starts again: 258 is the new pair, not the old one.
+        {HandCoded8({256, 1, 2, 258, 256, 3, 4, 258, 257}, 10, 1), 8, 10, {}, {1, 2, 1, 2, 3, 4, 3, 4, 0, 0}, -1},
     };
     for (const Case& c : cases) {
         ASSERT_EQ(1, LoadBytes(c.file)) << c.bits;
+        EXPECT_EQ(kNone, BoxTexts());
         Picture pic = Read(dib);
         EXPECT_EQ(c.bits, pic.bits);
+        EXPECT_EQ(c.width, pic.width);
         ASSERT_EQ(size_t(1) << c.bits, pic.colors.size());
         for (const auto& e : c.colours) EXPECT_TRUE(e.second == pic.colors[e.first]) << "entry " << e.first;
         EXPECT_EQ(c.index, pic.index);
@@ -566,27 +558,6 @@ TEST_F(Gif, HostileFilesAreRefusedWithTheirMessage)
 }
 
 // ---- reader: truncated and damaged data -------------------------------------------------------------
-
-TEST_F(Gif, EarlyEndCodeLeavesTheRestZero)
-{
-    // Three of six pixels, then the end code: a partial image, no message.
-    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 5, 6, 7, 257}, 3, 2)));
-    EXPECT_EQ(kNone, BoxTexts());
-    Picture pic = Read(dib);
-    EXPECT_EQ((std::vector<int>{5, 6, 7, 0, 0, 0}), pic.index);
-}
-
-TEST_F(Gif, DecoderRules)
-{
-    // Leading clear codes are skipped; a code past the next free entry is the
-    // previous string plus its first pixel.
-    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 256, 256, 4, 300, 257}, 3, 1)));
-    EXPECT_EQ((std::vector<int>{4, 4, 4}), Read(dib).index);
-
-    // After a clear the table starts again: 258 is the new pair, not the old one.
-    ASSERT_EQ(1, LoadBytes(HandCoded8({256, 1, 2, 258, 256, 3, 4, 258, 257}, 10, 1)));
-    EXPECT_EQ((std::vector<int>{1, 2, 1, 2, 3, 4, 3, 4, 0, 0}), Read(dib).index);
-}
 
 TEST_F(Gif, SizesOnlyMemoryCanRefuse)
 {

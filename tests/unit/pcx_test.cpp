@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <functional>
 
 using namespace pcxtga;
 
@@ -69,124 +70,77 @@ protected:
 
 // ---- the writer ----------------------------------------------------------------------
 
-TEST_F(Pcx, MonochromeImageBytes)
+TEST_F(Pcx, WrittenBytesAtEveryDepth)
 {
-    HGLOBAL dib = MakeDib(10, 2, 1);
-    {
-        DibView v(dib);
-        SetEntry(v.table, 0, 1, 2, 3);
-        SetEntry(v.table, 1, 250, 251, 252);
-        BYTE* top = v.Top(0);
-        top[0] = 0xAA, top[1] = 0x80;  // 1010101010
-        BYTE* bottom = v.Top(1);
-        bottom[0] = 0xFF, bottom[1] = 0xC0;  // ten ones
-    }
-    Bytes expected = {
-        0x0A, 0x05, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x09, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
-        0x01, 0x02, 0x03, 0xFA, 0xFB, 0xFC, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-        0x00, 0x01, 0x02, 0x00, 0x02, 0x00};
-    expected.resize(128, 0);
-    // Top row: two literals (neither has both top bits); bottom row: two runs of one.
-    expected = Cat(expected, {0xAA, 0x80, 0xC1, 0xFF, 0xC1, 0xC0});
-    EXPECT_EQ(expected, Save(dib, 1));
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, SixteenColourImageSplitsIntoFourPlanesWithOneRunCounter)
-{
-    HGLOBAL dib = MakeDib(4, 2, 4);
-    Bytes map;
-    {
-        DibView v(dib);
-        for (int i = 0; i < 16; i++) {
-            SetEntry(v.table, i, static_cast<BYTE>(i * 16), static_cast<BYTE>(255 - i), static_cast<BYTE>(i));
-            map.insert(map.end(), {static_cast<BYTE>(i * 16), static_cast<BYTE>(255 - i), static_cast<BYTE>(i)});
-        }
-        v.Top(0)[0] = 0x12, v.Top(0)[1] = 0x4F;  // pixels 1, 2, 4, 15
-    }
-    // Planes of one bit, two bytes each (one rounded up to even), plane 0 first:
-    // bit 0 of pixels 0 and 3, bit 1 of 1 and 3, bit 2 of 2 and 3, bit 3 of 3.
-    Bytes expected = Cat(Header(5, 1, 3, 1, 4, 2, map), {0x90, 0x00, 0x50, 0x00, 0x30, 0x00, 0x10, 0x00});
-    // The zero row is one run of eight over all four planes.
-    expected = Cat(expected, {0xC8, 0x00});
-    EXPECT_EQ(expected, Save(dib, 4));
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, EightBitImageGetsTheFullTailWhateverItsColoursUsed)
-{
-    HGLOBAL dib = MakeDib(5, 2, 8, 3);
-    {
-        DibView v(dib);
-        SetEntry(v.table, 0, 10, 20, 30);
-        SetEntry(v.table, 1, 40, 50, 60);
-        SetEntry(v.table, 2, 70, 80, 90);
-        memcpy(v.Top(0), "\x07\x07\x07\x07\xC8", 5);
-        memset(v.Top(1), 0xC0, 5);
-    }
-    Bytes expected = Header(5, 8, 4, 1, 1, 6);  // no header map above 16 colours
-    // 4 x 7 as a run; 200 has both top bits and needs a run of one; the pad byte 0.
-    expected = Cat(expected, {0xC4, 0x07, 0xC1, 0xC8, 0x00, 0xC5, 0xC0, 0x00});
-    Bytes tail(769, 0);
-    tail[0] = 12;
+    auto dib = [](LONG width, LONG height, int bits, DWORD used, const std::function<void(DibView&)>& fill) {
+        HGLOBAL d = MakeDib(width, height, bits, used);
+        DibView v(d);
+        fill(v);
+        return d;
+    };
+    Bytes map, eightTail(769, 0), zeroTail(769, 0);
+    for (int i = 0; i < 16; i++) map.insert(map.end(), {BYTE(i * 16), BYTE(255 - i), BYTE(i)});
     const BYTE entries[] = {10, 20, 30, 40, 50, 60, 70, 80, 90};
-    memcpy(&tail[1], entries, sizeof entries);
-    EXPECT_EQ(Cat(expected, tail), Save(dib, 8));
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, RunsStopAtSixtyThreeBytes)
-{
-    HGLOBAL dib = MakeDib(130, 1, 8);
-    memset(DibView(dib).Top(0), 0x05, 130);
-    Bytes bytes = Save(dib, 8);
-    ASSERT_EQ(128u + 6 + 769, bytes.size());
-    EXPECT_EQ(Bytes({0xFF, 0x05, 0xFF, 0x05, 0xC4, 0x05}), Bytes(bytes.begin() + 128, bytes.begin() + 134));
-    GlobalFree(dib);
-
-    // After a full run the count starts again from nothing: one more byte is a literal.
-    dib = MakeDib(64, 1, 8);
-    memset(DibView(dib).Top(0), 0x05, 64);
-    bytes = Save(dib, 8);
-    EXPECT_EQ(Bytes({0xFF, 0x05, 0x05}), Bytes(bytes.begin() + 128, bytes.begin() + 131));
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, TrueColourImageWritesRedGreenBluePlanes)
-{
-    HGLOBAL dib = MakeDib(3, 1, 24);
-    memcpy(DibView(dib).Top(0), "\x1E\x14\x0A\x1E\x14\x0A\x00\x14\xC8", 9);
-    // Planes red 0A 0A C8 00, green 14 14 14 00, blue 1E 1E 00 00 (padded to four).
-    Bytes expected = Cat(Header(5, 8, 2, 0, 3, 4),
-                         {0xC2, 0x0A, 0xC1, 0xC8, 0x00, 0xC3, 0x14, 0x00, 0xC2, 0x1E, 0xC2, 0x00});
-    EXPECT_EQ(expected, Save(dib, 24));
-    // A 16-bit document is a 24-bit DIB: the DIB's depth decides.
-    EXPECT_EQ(expected, Save(dib, 16));
-    GlobalFree(dib);
-}
-
-TEST_F(Pcx, DepthsWithoutAPcxForm)
-{
-    // The DIB's depth refuses; the message names the depth argument.
-    HGLOBAL dib = MakeDib(3, 1, 32);
-    int ok = 1;
-    std::string path = Temp("refused.pcx");
-    ok = PCX_Save(path.c_str(), dib, 1, 0, 24);
-    EXPECT_EQ(0, ok);
-    EXPECT_FALSE(FileExists(path));
-    EXPECT_EQ(std::vector<std::string>{"Cannot save 24-bit PCX files"}, BoxTexts());
-    GlobalFree(dib);
-
-    // A DIB that says 16 bits isn't refused: one 8-bit plane, rows left zero, no tail.
-    HDL_ClearBoxes();
-    dib = MakeDib(3, 2, 16);
-    memset(DibView(dib).Top(0), 0x77, 6);
-    EXPECT_EQ(Cat(Header(5, 8, 2, 1, 1, 4), {0xC4, 0x00, 0xC4, 0x00}), Save(dib, 16, &ok));
-    EXPECT_EQ(1, ok);
-    EXPECT_TRUE(HDL_Boxes().empty());
-    GlobalFree(dib);
+    eightTail[0] = zeroTail[0] = 12;
+    memcpy(&eightTail[1], entries, sizeof entries);
+    const struct {
+        HGLOBAL dib;
+        WORD depth;
+        Bytes expected;  // none when refused with the text
+        const char* text;
+    } cases[] = {
+        // Top row 1010101010: two literals (neither has both top bits); bottom row, ten ones: two runs of one.
+        {dib(10, 2, 1, 0,
+             [](DibView& v) {
+                 SetEntry(v.table, 0, 1, 2, 3), SetEntry(v.table, 1, 250, 251, 252);
+                 v.Top(0)[0] = 0xAA, v.Top(0)[1] = 0x80, v.Top(1)[0] = 0xFF, v.Top(1)[1] = 0xC0;
+             }),
+         1, Cat(Header(5, 1, 9, 1, 1, 2, {1, 2, 3, 250, 251, 252}), {0xAA, 0x80, 0xC1, 0xFF, 0xC1, 0xC0}), nullptr},
+        // Pixels 1, 2, 4, 15 in planes of one bit, two bytes each (one rounded up
+        // to even), plane 0 first: bit 0 of pixels 0 and 3, bit 1 of 1 and 3, bit
+        // 2 of 2 and 3, bit 3 of 3. The zero row is one run of eight over all four planes.
+        {dib(4, 2, 4, 0,
+             [](DibView& v) {
+                 for (int i = 0; i < 16; i++) SetEntry(v.table, i, BYTE(i * 16), BYTE(255 - i), BYTE(i));
+                 v.Top(0)[0] = 0x12, v.Top(0)[1] = 0x4F;
+             }),
+         4, Cat(Header(5, 1, 3, 1, 4, 2, map), {0x90, 0x00, 0x50, 0x00, 0x30, 0x00, 0x10, 0x00, 0xC8, 0x00}), nullptr},
+        // No header map above 16 colours, the full tail whatever the colours used:
+        // 4 x 7 as a run; 200 has both top bits and needs a run of one; the pad byte 0.
+        {dib(5, 2, 8, 3,
+             [](DibView& v) {
+                 SetEntry(v.table, 0, 10, 20, 30), SetEntry(v.table, 1, 40, 50, 60), SetEntry(v.table, 2, 70, 80, 90);
+                 memcpy(v.Top(0), "\x07\x07\x07\x07\xC8", 5);
+                 memset(v.Top(1), 0xC0, 5);
+             }),
+         8, Cat(Cat(Header(5, 8, 4, 1, 1, 6), {0xC4, 0x07, 0xC1, 0xC8, 0x00, 0xC5, 0xC0, 0x00}), eightTail), nullptr},
+        // Runs stop at 63 bytes; after a full run the count starts again: one more byte is a literal.
+        {dib(130, 1, 8, 0, [](DibView& v) { memset(v.Top(0), 0x05, 130); }), 8,
+         Cat(Cat(Header(5, 8, 129, 0, 1, 130), {0xFF, 0x05, 0xFF, 0x05, 0xC4, 0x05}), zeroTail), nullptr},
+        {dib(64, 1, 8, 0, [](DibView& v) { memset(v.Top(0), 0x05, 64); }), 8,
+         Cat(Cat(Header(5, 8, 63, 0, 1, 64), {0xFF, 0x05, 0x05}), zeroTail), nullptr},
+        // Planes red 0A 0A C8 00, green 14 14 14 00, blue 1E 1E 00 00 (padded to
+        // four); a 16-bit document is a 24-bit DIB: the DIB's depth decides.
+        {dib(3, 1, 24, 0, [](DibView& v) { memcpy(v.Top(0), "\x1E\x14\x0A\x1E\x14\x0A\x00\x14\xC8", 9); }), 24,
+         Cat(Header(5, 8, 2, 0, 3, 4), {0xC2, 0x0A, 0xC1, 0xC8, 0x00, 0xC3, 0x14, 0x00, 0xC2, 0x1E, 0xC2, 0x00}), nullptr},
+        {dib(3, 1, 24, 0, [](DibView& v) { memcpy(v.Top(0), "\x1E\x14\x0A\x1E\x14\x0A\x00\x14\xC8", 9); }), 16,
+         Cat(Header(5, 8, 2, 0, 3, 4), {0xC2, 0x0A, 0xC1, 0xC8, 0x00, 0xC3, 0x14, 0x00, 0xC2, 0x1E, 0xC2, 0x00}), nullptr},
+        // A DIB that says 16 bits isn't refused: one 8-bit plane, rows left zero, no tail.
+        {dib(3, 2, 16, 0, [](DibView& v) { memset(v.Top(0), 0x77, 6); }), 16,
+         Cat(Header(5, 8, 2, 1, 1, 4), {0xC4, 0x00, 0xC4, 0x00}), nullptr},
+        // The DIB's depth refuses; the message names the depth argument.
+        {dib(3, 1, 32, 0, [](DibView&) {}), 24, {}, "Cannot save 24-bit PCX files"},
+    };
+    for (const auto& c : cases) {
+        HDL_ClearBoxes();
+        remove(TempPath("out.pcx").c_str());
+        int ok = -1;
+        EXPECT_EQ(c.expected, Save(c.dib, c.depth, &ok)) << c.depth;
+        EXPECT_EQ(c.text ? 0 : 1, ok) << c.depth;
+        EXPECT_EQ(c.text ? Texts{c.text} : Texts{}, BoxTexts()) << c.depth;
+        EXPECT_EQ(!c.text, FileExists(TempPath("out.pcx"))) << c.depth;
+        GlobalFree(c.dib);
+    }
 }
 
 // ---- the reader: palettes ----------------------------------------------------------------

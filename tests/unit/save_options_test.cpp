@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,131 +23,77 @@ const BYTE kTga[6] = {0, 0, 7, 5, 5, 5};
 const BYTE kHex[6] = {2, 3, 3, 0, 3, 0};
 const BYTE kJpg[6] = {0, 0, 11, 0, 9, 0};
 
-SaveColumn Column(WORD options)
+// Option bits as words, for compact comparisons.
+std::string Words(WORD bits)
 {
-    SaveColumn column;
-    FIL_ColumnFromOptions(&column, options);
-    return column;
-}
-
-// The enabled controls as a word of option bits, for compact comparisons.
-WORD Enabled(const SaveColumn& column)
-{
-    WORD bits = 0;
-    for (int i = 0; i < FIL_ControlCount; i++)
-        if (column.enabled[i]) bits |= FIL_ControlBit(i);
-    return bits;
+    static const char* const names[] = {"1", "4", "8", "16", "24", "32", "colour", "gray", "compressed"};
+    std::string text;
+    for (int i = 0; i < 9; i++)
+        if (bits & (1 << i)) text += std::string(text.empty() ? "" : " ") + names[i];
+    return text;
 }
 
 }  // namespace
 
-TEST(SaveOptions, PresetTakesCompressionColourAndDepthFromTheDocument)
+TEST(SaveOptions, ColumnFollowsTheFormatAndTheClicks)
 {
     EXPECT_EQ(FIL_PresetOptions(0, 1, 24), FIL_OPT_24BIT | FIL_OPT_COLOR);
     EXPECT_EQ(FIL_PresetOptions(1, 0, 8), FIL_OPT_8BIT | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
     EXPECT_EQ(FIL_PresetOptions(0, 0, 1), FIL_OPT_1BIT | FIL_OPT_GRAY);
-}
-
-TEST(SaveOptions, RleFromA24BitImageOffersOnlyItsDepthsAndMovesDownTo8Bits)
-{
-    SaveColumn column = Column(FIL_OPT_24BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kRle, FIL_MODE_FORMAT);
-    EXPECT_EQ(column.resetTexts, 1);
-    // 24 is impossible; nothing above it is possible, so the search goes down
-    // from 32 and stops at 8; there compression is inherent, so it is checked
-    // but can't be changed.
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_COMPRESSED);
-    EXPECT_EQ(Enabled(column), FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_GRAY);
-}
-
-TEST(SaveOptions, FormatChangeUnchecksCompressionTheDepthCantHave)
-{
-    // From RLE (compressed 8 bits) to BMP, which never compresses.
-    SaveColumn column = Column(FIL_OPT_8BIT | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
-    FIL_UpdateColumn(&column, kBmp, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_GRAY);
-    EXPECT_EQ(Enabled(column),
-              FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_24BIT | FIL_OPT_32BIT | FIL_OPT_COLOR | FIL_OPT_GRAY);
-    // GIF compresses inherently: the check comes back.
-    FIL_UpdateColumn(&column, kGif, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
-}
-
-TEST(SaveOptions, NearestDepthLooksUpwardFirst)
-{
-    // 16 bits in BMP: the next depth up, 24, is taken, not 8.
-    SaveColumn column = Column(FIL_OPT_16BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kBmp, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_24BIT | FIL_OPT_COLOR);
-    // 1 bit in TGA: up to 8, where compression is optional and stays unchecked.
-    column = Column(FIL_OPT_1BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kTga, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR);
-    EXPECT_TRUE(column.enabled[FIL_CTL_COMPRESSED]);
-    // 32 bits in JPG: nothing above, so down through 16 to 8; 24 is passed over.
-    column = Column(FIL_OPT_32BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kJpg, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_COMPRESSED);
-    // 32 bits where only 8 and 16 are written: down to 16 first.
+    // A column starts from the options; each step is a format change (click -1)
+    // or a click on a control; after it: "checked / enabled", and "reset" when
+    // the texts are to be reset.
     const BYTE only8And16[6] = {0, 0, 1, 1, 0, 0};
-    column = Column(FIL_OPT_32BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, only8And16, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_16BIT | FIL_OPT_COLOR);
-}
-
-TEST(SaveOptions, ColourImpossibleAtTheDepthFallsBackToGray)
-{
-    // HEX holds 1 bit only as gray.
-    SaveColumn column = Column(FIL_OPT_8BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kHex, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR);
-    FIL_ClickColumn(&column, kHex, 0);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_1BIT | FIL_OPT_GRAY);
-    EXPECT_FALSE(column.enabled[FIL_CTL_COLOR]);
-    EXPECT_TRUE(column.enabled[FIL_CTL_GRAY]);
-    // Back to 8 bits: Colour is possible again but stays unchecked.
-    FIL_ClickColumn(&column, kHex, 2);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_GRAY);
-    EXPECT_TRUE(column.enabled[FIL_CTL_COLOR]);
-}
-
-TEST(SaveOptions, WithoutACheckedDepthOnlyGrayAndTheDepthsAreOpen)
-{
-    SaveColumn column = Column(FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kBmp, FIL_MODE_FORMAT);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_GRAY);
-    EXPECT_EQ(Enabled(column), FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_24BIT | FIL_OPT_32BIT | FIL_OPT_GRAY);
-}
-
-TEST(SaveOptions, ClicksKeepOneDepthAndOneOfColourAndGray)
-{
-    SaveColumn column = Column(FIL_OPT_8BIT | FIL_OPT_24BIT | FIL_OPT_COLOR);
-    FIL_ClickColumn(&column, kBmp, 0);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_1BIT | FIL_OPT_COLOR);
-    FIL_ClickColumn(&column, kBmp, FIL_CTL_GRAY);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_1BIT | FIL_OPT_GRAY);
-    FIL_ClickColumn(&column, kBmp, FIL_CTL_COLOR);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_1BIT | FIL_OPT_COLOR);
-}
-
-TEST(SaveOptions, CheckedCompressionClosesTheDepthsThatCantCompress)
-{
-    // DIB compresses 1, 4 and 8 bits optionally, 24 and 32 not at all.
-    SaveColumn column = Column(FIL_OPT_8BIT | FIL_OPT_COLOR);
-    FIL_UpdateColumn(&column, kDib, FIL_MODE_FORMAT);
-    ASSERT_TRUE(column.enabled[FIL_CTL_COMPRESSED]);
-    FIL_ClickColumn(&column, kDib, FIL_CTL_COMPRESSED);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_COMPRESSED);
-    EXPECT_EQ(Enabled(column),
-              FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
-    // Colour and Gray apply the same limit.
-    FIL_ClickColumn(&column, kDib, FIL_CTL_GRAY);
-    EXPECT_EQ(Enabled(column),
-              FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_COLOR | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
-    FIL_ClickColumn(&column, kDib, FIL_CTL_COMPRESSED);
-    EXPECT_EQ(FIL_OptionsFromColumn(&column), FIL_OPT_8BIT | FIL_OPT_GRAY);
-    EXPECT_EQ(Enabled(column), FIL_OPT_1BIT | FIL_OPT_4BIT | FIL_OPT_8BIT | FIL_OPT_24BIT | FIL_OPT_32BIT |
-                                   FIL_OPT_COLOR | FIL_OPT_GRAY | FIL_OPT_COMPRESSED);
+    struct Step {
+        const BYTE* caps;
+        int click;
+        const char* after;
+    };
+    const std::vector<std::pair<WORD, std::vector<Step>>> cases = {
+        // RLE has no 24 and nothing above it: down from 32 to 8, where compression is inherent.
+        {FIL_OPT_24BIT | FIL_OPT_COLOR, {{kRle, -1, "8 colour compressed / 1 4 8 colour gray reset"}}},
+        // BMP never compresses: the check goes; GIF compresses inherently: it comes back.
+        {FIL_OPT_8BIT | FIL_OPT_GRAY | FIL_OPT_COMPRESSED,
+         {{kBmp, -1, "8 gray / 1 4 8 24 32 colour gray reset"}, {kGif, -1, "8 gray compressed / 1 4 8 colour gray reset"}}},
+        // The nearest depth is looked for upward first: 16 in BMP is 24; 1 in
+        // TGA is 8, where compression is optional and stays unchecked; 32 in JPG
+        // goes down past 24 to 8; 32 where only 8 and 16 are written is 16.
+        {FIL_OPT_16BIT | FIL_OPT_COLOR, {{kBmp, -1, "24 colour / 1 4 8 24 32 colour gray reset"}}},
+        {FIL_OPT_1BIT | FIL_OPT_COLOR, {{kTga, -1, "8 colour / 8 16 24 32 colour gray compressed reset"}}},
+        {FIL_OPT_32BIT | FIL_OPT_COLOR, {{kJpg, -1, "8 colour compressed / 8 24 colour gray reset"}}},
+        {FIL_OPT_32BIT | FIL_OPT_COLOR, {{only8And16, -1, "16 colour / 8 16 colour gray reset"}}},
+        // HEX holds 1 bit only as gray; back at 8 bits colour is open again but stays unchecked.
+        {FIL_OPT_8BIT | FIL_OPT_COLOR, {{kHex, -1, "8 colour / 1 4 8 24 colour gray reset"}, {kHex, 0, "1 gray / 1 4 8 24 gray"}, {kHex, 2, "8 gray / 1 4 8 24 colour gray"}}},
+        // Without a checked depth only gray and the depths are open.
+        {FIL_OPT_COLOR, {{kBmp, -1, "gray / 1 4 8 24 32 gray reset"}}},
+        // Clicks keep one depth and one of colour and gray.
+        {FIL_OPT_8BIT | FIL_OPT_24BIT | FIL_OPT_COLOR,
+         {{kBmp, 0, "1 colour / 1 4 8 16 24 32 colour gray"}, {kBmp, FIL_CTL_GRAY, "1 gray / 1 4 8 24 32 colour gray"}, {kBmp, FIL_CTL_COLOR, "1 colour / 1 4 8 24 32 colour gray"}}},
+        // DIB compresses 1, 4 and 8 bits optionally: checked compression closes
+        // 24 and 32, for colour and gray alike.
+        {FIL_OPT_8BIT | FIL_OPT_COLOR,
+         {{kDib, -1, "8 colour / 1 4 8 24 32 colour gray compressed reset"},
+          {kDib, FIL_CTL_COMPRESSED, "8 colour compressed / 1 4 8 colour gray compressed"},
+          {kDib, FIL_CTL_GRAY, "8 gray compressed / 1 4 8 colour gray compressed"},
+          {kDib, FIL_CTL_COMPRESSED, "8 gray / 1 4 8 24 32 colour gray compressed"}}},
+    };
+    for (const auto& c : cases) {
+        SaveColumn column;
+        FIL_ColumnFromOptions(&column, c.first);
+        for (const Step& step : c.second) {
+            column.resetTexts = 0;
+            if (step.click < 0)
+                FIL_UpdateColumn(&column, step.caps, FIL_MODE_FORMAT);
+            else
+                FIL_ClickColumn(&column, step.caps, step.click);
+            WORD enabled = 0;
+            for (int i = 0; i < FIL_ControlCount; i++)
+                if (column.enabled[i]) enabled |= FIL_ControlBit(i);
+            EXPECT_EQ(Words(FIL_OptionsFromColumn(&column)) + " / " + Words(enabled) + (column.resetTexts ? " reset" : ""),
+                      step.after)
+                << Words(c.first) << ", click " << step.click;
+        }
+    }
 }
 
 TEST(SaveNames, ProposedNameIsTheTitleCutAtItsFirstDotWithTheRowsExtension)
@@ -200,93 +147,58 @@ TEST(SaveNames, NameChecksSplitAtTheFirstDotOfTheLastPart)
 
 TEST(SavePlan, ColourLossAsksAndPicksTheConversions)
 {
-    SavePlan plan;
-    // 24-bit colour to an 8-bit format.
-    SaveFacts facts{1, 1, 24, 8, 0, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 1);
-    EXPECT_EQ(plan.makeGray, 0);
-    EXPECT_EQ(plan.convert, 1);
-    EXPECT_EQ(plan.fromBits, 24);
-    EXPECT_EQ(plan.toBits, 8);
-    // The same without the warning: no question, the same conversion.
-    facts.warn = 0;
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 0);
-    EXPECT_EQ(plan.convert, 1);
-    // Colour to gray at the same 24 bits: gray caps the depth at 8, then it is raised again.
-    facts = SaveFacts{1, 0, 24, 24, 0, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 1);
-    EXPECT_EQ(plan.makeGray, 1);
-    EXPECT_EQ(plan.fromBits, 8);
-    EXPECT_EQ(plan.convert, 1);
-    // Gray to colour 24: only the flag, then the depth is raised; nothing lost.
-    facts = SaveFacts{0, 1, 8, 24, 0, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 0);
-    EXPECT_EQ(plan.setColor, 1);
-    EXPECT_EQ(plan.makeGray, 0);
-    EXPECT_EQ(plan.convert, 1);
-    // The same depth and colour: nothing at all.
-    facts = SaveFacts{1, 1, 8, 8, 0, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask + plan.makeGray + plan.setColor + plan.convert, 0);
+    // Facts: colour before and after, depth before and chosen, to an icon, the warning on.
+    const std::vector<std::pair<SaveFacts, std::string>> cases = {
+        {{1, 1, 24, 8, 0, 1}, "ask, 24 to 8"},
+        {{1, 1, 24, 8, 0, 0}, "24 to 8"},
+        // Colour to gray at 24 bits: gray caps the depth at 8, then it is raised again.
+        {{1, 0, 24, 24, 0, 1}, "ask, gray, 8 to 24"},
+        // Gray to colour: only the flag, then the depth is raised; nothing lost.
+        {{0, 1, 8, 24, 0, 1}, "colour, 8 to 24"},
+        {{1, 1, 8, 8, 0, 1}, "8 kept"},
+        // A 32-bit image saved as an icon is neither asked about nor reduced; a 24-bit one is.
+        {{1, 1, 32, 8, 1, 1}, "32 kept"},
+        {{1, 1, 24, 8, 1, 1}, "ask, 24 to 8"},
+        // No depth chosen keeps the document's.
+        {{1, 1, 16, 0, 0, 1}, "16 kept"},
+    };
+    for (const auto& c : cases) {
+        SavePlan plan;
+        FIL_PlanSave(&c.first, &plan);
+        std::string text = std::string(plan.ask ? "ask, " : "") + (plan.makeGray ? "gray, " : "") +
+                           (plan.setColor ? "colour, " : "") + std::to_string(plan.fromBits);
+        text += plan.convert ? " to " + std::to_string(plan.toBits) : " kept";
+        EXPECT_EQ(text, c.second) << c.second;
+    }
 }
 
-TEST(SavePlan, A32BitImageSavedAsAnIconIsNeitherAskedAboutNorReduced)
-{
-    SavePlan plan;
-    SaveFacts facts{1, 1, 32, 8, 1, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 0);
-    EXPECT_EQ(plan.convert, 0);
-    // A 24-bit image to an icon is reduced as for any format.
-    facts.oldBits = 24;
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.ask, 1);
-    EXPECT_EQ(plan.convert, 1);
-    // No depth chosen keeps the document's.
-    facts = SaveFacts{1, 1, 16, 0, 0, 1};
-    FIL_PlanSave(&facts, &plan);
-    EXPECT_EQ(plan.toBits, 16);
-    EXPECT_EQ(plan.convert + plan.ask, 0);
-}
-
-TEST(LastFiles, NewestFirstFiveAtMostAndExactMatches)
+TEST(LastFiles, NewestFirstFiveAtMostExactMatchesAndLabels)
 {
     ScratchStore store("lastfiles");
-    char name[260];
+    // Slots 1 to 6 as a buffer of the given size receives them.
+    auto slots = [](int size) {
+        std::vector<std::string> names;
+        char name[260];
+        for (int slot = 1; slot <= 6; slot++) {
+            FIL_GetLastFile(slot, name, size);
+            names.push_back(name);
+        }
+        return names;
+    };
     EXPECT_EQ(FIL_FindLastFile("a.bmp"), 0);
     FIL_AddLastFile("");
-    FIL_GetLastFile(1, name, sizeof name);
-    EXPECT_STREQ(name, "");
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"", "", "", "", "", ""}));
     for (const char* file : {"C:\\1.bmp", "C:\\2.bmp", "C:\\3.bmp"}) FIL_AddLastFile(file);
-    FIL_GetLastFile(1, name, sizeof name);
-    EXPECT_STREQ(name, "C:\\3.bmp");
-    FIL_GetLastFile(3, name, sizeof name);
-    EXPECT_STREQ(name, "C:\\1.bmp");
-    FIL_GetLastFile(4, name, sizeof name);
-    EXPECT_STREQ(name, "");
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"C:\\3.bmp", "C:\\2.bmp", "C:\\1.bmp", "", "", ""}));
     for (const char* file : {"C:\\4.bmp", "C:\\5.bmp", "C:\\6.bmp"}) FIL_AddLastFile(file);
-    const char* expected[] = {"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp"};
-    for (int slot = 1; slot <= 5; slot++) {
-        FIL_GetLastFile(slot, name, sizeof name);
-        EXPECT_STREQ(name, expected[slot - 1]) << slot;
-    }
+    EXPECT_EQ(slots(260), (std::vector<std::string>{"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp", ""}));
+    // Names fit whole or not at all: "C:\\6.bmp" fits 9 and is never cut to 8.
+    EXPECT_EQ(slots(9), (std::vector<std::string>{"C:\\6.bmp", "C:\\5.bmp", "C:\\4.bmp", "C:\\3.bmp", "C:\\2.bmp", ""}));
+    EXPECT_EQ(slots(8), (std::vector<std::string>{"", "", "", "", "", ""}));
     EXPECT_EQ(FIL_FindLastFile("C:\\4.bmp"), 3);
     EXPECT_EQ(FIL_FindLastFile("c:\\4.bmp"), 0);
     EXPECT_EQ(FIL_FindLastFile("C:\\1.bmp"), 0);
-    FIL_GetLastFile(1, name, 9);  // "C:\\6.bmp" fits 9, is never cut to 8
-    EXPECT_STREQ(name, "C:\\6.bmp");
-    FIL_GetLastFile(1, name, 8);
-    EXPECT_STREQ(name, "");
-    FIL_GetLastFile(6, name, sizeof name);
-    EXPECT_STREQ(name, "");
-}
-
-TEST(LastFiles, LabelsShowTheNameWithoutTheFolder)
-{
+    // Labels show the name without the folder.
     char label[64];
     FIL_LastFileLabel(1, "C:\\PICS\\PHOTO.BMP", label, sizeof label);
     EXPECT_STREQ(label, "&1. PHOTO.BMP");
@@ -296,90 +208,46 @@ TEST(LastFiles, LabelsShowTheNameWithoutTheFolder)
     EXPECT_STREQ(label, "&2. NAME");
 }
 
-namespace {
-StatusFacts ImageFacts()
+TEST(StatusLine, PiecesTheirColoursAndTheRoundedSize)
 {
-    StatusFacts facts{};
-    facts.window = 1;
-    facts.hasDib = 1;
-    facts.flags = IF_COLOR;
-    facts.bits = 24;
-    facts.fileSize = 1234;
-    facts.width = 3;
-    facts.height = 2;
-    facts.bitCount = 24;
-    facts.formatName = "BMP- Windows Bitmap";
-    return facts;
-}
-
-std::string Line(const StatusPiece* pieces, int count)
-{
-    std::string line;
-    for (int i = 0; i < count; i++) line += pieces[i].text;
-    return line;
-}
-}  // namespace
-
-TEST(StatusLine, ImagePiecesInOrderAndColour)
-{
-    StatusPiece pieces[STA_MaxPieces];
-    int centred = 1;
-    StatusFacts facts = ImageFacts();
-    int count = STA_LocalPieces(facts, pieces, &centred);
-    ASSERT_EQ(count, 8);
-    EXPECT_EQ(centred, 0);
-    // A 24-bit row of 3 pixels is 9 bytes, rounded up to 12; two rows.
-    EXPECT_EQ(Line(pieces, count), "Type: 24-Bit, Size: 24 (3 x 2), File Size: 1234, Format: BMP- Windows Bitmap");
-    const COLORREF colours[] = {STA_Black, STA_Blue, STA_Black, STA_Blue, STA_Black, STA_Blue, STA_Black, STA_Blue};
-    for (int i = 0; i < count; i++) EXPECT_EQ(pieces[i].colour, colours[i]) << i;
-    // Compressed turns the file size red; modified adds the last piece.
-    facts.compressed = 1;
-    facts.flags |= IF_MODIFIED;
-    count = STA_LocalPieces(facts, pieces, &centred);
-    ASSERT_EQ(count, 9);
-    EXPECT_EQ(pieces[5].colour, STA_Red);
-    EXPECT_STREQ(pieces[8].text, "; Modified");
-    EXPECT_EQ(pieces[8].colour, STA_Black);
-}
-
-TEST(StatusLine, SizeCountsTheRoundedRowsAndAnUnmeasuredFileIsNA)
-{
-    StatusPiece pieces[STA_MaxPieces];
-    int centred = 0;
-    StatusFacts facts = ImageFacts();
-    facts.bits = 1;
-    facts.bitCount = 1;
-    facts.width = 33;
-    facts.height = -5;
-    facts.fileSize = -1;
-    const int count = STA_LocalPieces(facts, pieces, &centred);
-    EXPECT_EQ(Line(pieces, count), "Type: Monochrome, Size: 40 (33 x 5), File Size: NA, Format: BMP- Windows Bitmap");
+    // Each case changes the facts of a 3 x 2 24-bit BMP image; the line, its
+    // pieces' colours (Black, Blue, Red) and whether it is centred.
+    const std::vector<std::pair<std::function<void(StatusFacts&)>, std::string>> cases = {
+        // A 24-bit row of 3 pixels is 9 bytes, rounded up to 12; two rows.
+        {[](StatusFacts&) {}, "Type: 24-Bit, Size: 24 (3 x 2), File Size: 1234, Format: BMP- Windows Bitmap KBKBKBKB"},
+        // Compressed turns the file size red; modified adds the last piece.
+        {[](StatusFacts& f) { f.compressed = 1, f.flags |= IF_MODIFIED; },
+         "Type: 24-Bit, Size: 24 (3 x 2), File Size: 1234, Format: BMP- Windows Bitmap; Modified KBKBKRKBK"},
+        {[](StatusFacts& f) { f.bits = f.bitCount = 1, f.width = 33, f.height = -5, f.fileSize = -1; },
+         "Type: Monochrome, Size: 40 (33 x 5), File Size: NA, Format: BMP- Windows Bitmap KBKBKBKB"},
+        // Sound windows show no size.
+        {[](StatusFacts& f) { f.hasDib = 0, f.flags = IF_WAVE, f.formatName = "WAV- Windows WAV Format"; },
+         "Type: Waveform, File Size: 1234, Format: WAV- Windows WAV Format KBKBKB"},
+        {[](StatusFacts& f) { f.hasDib = 0, f.flags = IF_MIDI; }, "Type: MIDI, File Size: 1234, Format: BMP- Windows Bitmap KBKBKB"},
+        {[](StatusFacts& f) { f.hasDib = 0; }, "<< Empty Window >> K centred"},
+        {[](StatusFacts& f) { f.window = 0; }, "<< No Active Image >> K centred"},
+    };
+    for (const auto& c : cases) {
+        StatusFacts facts{};
+        facts.window = facts.hasDib = 1;
+        facts.flags = IF_COLOR;
+        facts.bits = facts.bitCount = 24;
+        facts.fileSize = 1234;
+        facts.width = 3;
+        facts.height = 2;
+        facts.formatName = "BMP- Windows Bitmap";
+        c.first(facts);
+        StatusPiece pieces[STA_MaxPieces];
+        int centred = 0;
+        const int count = STA_LocalPieces(facts, pieces, &centred);
+        std::string line, colours;
+        for (int i = 0; i < count; i++) {
+            line += pieces[i].text;
+            colours += pieces[i].colour == STA_Black ? 'K' : pieces[i].colour == STA_Blue ? 'B' : pieces[i].colour == STA_Red ? 'R' : '?';
+        }
+        EXPECT_EQ(line + " " + colours + (centred ? " centred" : ""), c.second);
+    }
     EXPECT_EQ(STA_PixelBytes(640, 480, 8), 307200u);
     EXPECT_EQ(STA_PixelBytes(1, 1, 24), 4u);
     EXPECT_EQ(STA_PixelBytes(5, 3, 4), 12u);
-}
-
-TEST(StatusLine, SoundWindowsShowNoSizeAndEmptyOrNoWindowsAreCentred)
-{
-    StatusPiece pieces[STA_MaxPieces];
-    int centred = 0;
-    StatusFacts facts = ImageFacts();
-    facts.hasDib = 0;
-    facts.flags = IF_WAVE;
-    facts.formatName = "WAV- Windows WAV Format";
-    int count = STA_LocalPieces(facts, pieces, &centred);
-    EXPECT_EQ(Line(pieces, count), "Type: Waveform, File Size: 1234, Format: WAV- Windows WAV Format");
-    facts.flags = IF_MIDI;
-    count = STA_LocalPieces(facts, pieces, &centred);
-    EXPECT_STREQ(pieces[1].text, "MIDI");
-
-    facts.flags = IF_COLOR;
-    count = STA_LocalPieces(facts, pieces, &centred);
-    ASSERT_EQ(count, 1);
-    EXPECT_EQ(centred, 1);
-    EXPECT_STREQ(pieces[0].text, "<< Empty Window >>");
-    facts.window = 0;
-    count = STA_LocalPieces(facts, pieces, &centred);
-    ASSERT_EQ(count, 1);
-    EXPECT_STREQ(pieces[0].text, "<< No Active Image >>");
 }

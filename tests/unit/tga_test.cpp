@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <functional>
 
 using namespace pcxtga;
 
@@ -57,122 +58,81 @@ protected:
 
 // ---- the writer ----------------------------------------------------------------------
 
-TEST_F(Tga, MappedImageBytesPlainAndGray)
+TEST_F(Tga, WrittenBytesAtEveryDepthAndEncoding)
 {
-    HGLOBAL dib = MakeDib(3, 2, 8, 2);
-    {
-        DibView v(dib);
-        SetEntry(v.table, 0, 1, 2, 3);
-        SetEntry(v.table, 1, 4, 5, 6);
-        memcpy(v.Top(0), "\x01\x01\x00", 3);
-        memcpy(v.Top(1), "\x00\x01\x00", 3);
-    }
-    Bytes header = {0, 1, 1, 0, 0, 0, 1, 24, 0, 0, 0, 0, 3, 0, 2, 0, 8, 0};
-    // Rows go out from the bottom of the picture.
-    Bytes rows = {0, 1, 0, 1, 1, 0};
-    EXPECT_EQ(Cat(Cat(header, WrittenMap({3, 2, 1, 6, 5, 4})), rows), Save(dib, 1, 0, 8));
-
-    // A gray image is type 3 and keeps its map of 256 entries.
-    header[2] = 3;
-    EXPECT_EQ(Cat(Cat(header, WrittenMap({3, 2, 1, 6, 5, 4})), rows), Save(dib, 0, 0, 8));
-    GlobalFree(dib);
-}
-
-TEST_F(Tga, RunLengthRowsFollowThePacketRules)
-{
-    HGLOBAL dib = MakeDib(8, 4, 8);
-    {
-        DibView v(dib);
-        // Rows from the bottom of the picture, which is the file's order.
-        memcpy(v.Top(3), "\x01\x01\x01\x02\x03\x04\x04\x05", 8);
-        memcpy(v.Top(2), "\x06\x07\x08\x09\x0A\x0B\x0C\x0D", 8);
-        memcpy(v.Top(1), "\x01\x02\x02\x02\x02\x02\x02\x02", 8);
-        memcpy(v.Top(0), "\x01\x01\x02\x02\x03\x03\x04\x04", 8);
+    std::vector<HGLOBAL> made;
+    auto dib = [&](LONG width, LONG height, int bits, DWORD used, const std::function<void(DibView&)>& fill) {
+        made.push_back(MakeDib(width, height, bits, used));
+        DibView v(made.back());
+        fill(v);
+        return made.back();
+    };
+    const HGLOBAL mapped = dib(3, 2, 8, 2, [](DibView& v) {
+        SetEntry(v.table, 0, 1, 2, 3), SetEntry(v.table, 1, 4, 5, 6);
+        memcpy(v.Top(0), "\x01\x01\x00", 3), memcpy(v.Top(1), "\x00\x01\x00", 3);
+    });
+    // Rows from the bottom of the picture, which is the file's order.
+    const HGLOBAL packets = dib(8, 4, 8, 0, [](DibView& v) {
+        memcpy(v.Top(3), "\x01\x01\x01\x02\x03\x04\x04\x05", 8), memcpy(v.Top(2), "\x06\x07\x08\x09\x0A\x0B\x0C\x0D", 8);
+        memcpy(v.Top(1), "\x01\x02\x02\x02\x02\x02\x02\x02", 8), memcpy(v.Top(0), "\x01\x01\x02\x02\x03\x03\x04\x04", 8);
         for (int i = 0; i < 256; i++) SetEntry(v.table, i, static_cast<BYTE>(i), 0, 0);
-    }
-    Bytes map(768, 0);
-    for (int i = 0; i < 256; i++) map[3 * i + 2] = static_cast<BYTE>(i);
-    Bytes expected = Cat(Header(9, 8, 4, 8, 0, 1, 256, 24), map);
-    // A run of three; a raw pair stops where a run starts; a run of two; the last pixel alone.
-    expected = Cat(expected, {0x82, 1, 0x01, 2, 3, 0x81, 4, 0x00, 5});
-    // All different: the last pixel joins the raw packet.
-    expected = Cat(expected, {0x07, 6, 7, 8, 9, 10, 11, 12, 13});
-    // One raw pixel, then a run of seven.
-    expected = Cat(expected, {0x00, 1, 0x86, 2});
-    // Pairs are runs while three or more pixels are left; the last pair goes raw.
-    expected = Cat(expected, {0x81, 1, 0x81, 2, 0x81, 3, 0x01, 4, 4});
-    EXPECT_EQ(expected, Save(dib, 1, 1, 8));
-    GlobalFree(dib);
-
-    // Packets hold 128 pixels at most.
-    dib = MakeDib(130, 2, 8);
-    {
-        DibView v(dib);
+    });
+    Bytes redMap(768, 0), longRaw = {0x7F};
+    for (int i = 0; i < 256; i++) redMap[3 * i + 2] = static_cast<BYTE>(i);
+    const HGLOBAL long130 = dib(130, 2, 8, 0, [](DibView& v) {
         memset(v.Top(1), 9, 130);
         for (int x = 0; x < 130; x++) v.Top(0)[x] = static_cast<BYTE>(x);
-    }
-    Bytes file = Save(dib, 1, 1, 8);
-    Bytes run = {0xFF, 9, 0x01, 9, 9};
-    Bytes raw = {0x7F};
-    for (int x = 0; x < 128; x++) raw.push_back(static_cast<BYTE>(x));
-    raw = Cat(raw, {0x01, 128, 129});
-    EXPECT_EQ(Cat(Cat(Cat(Header(9, 130, 2, 8, 0, 1, 256, 24), Bytes(768, 0)), run), raw), file);
-    GlobalFree(dib);
-}
-
-TEST_F(Tga, TrueColourBytesAtTwentyFourAndThirtyTwoBits)
-{
-    HGLOBAL dib = MakeDib(2, 1, 24);
-    memcpy(DibView(dib).Top(0), "\x10\x20\x30\x10\x20\x30", 6);
-    Bytes pixels = {0x10, 0x20, 0x30, 0x10, 0x20, 0x30};
-    EXPECT_EQ(Cat(Header(2, 2, 1, 24, 0, 0, 0, 24), pixels), Save(dib, 1, 0, 24));
-    EXPECT_EQ(Cat(Header(10, 2, 1, 24, 0, 0, 0, 24), {0x01, 0x10, 0x20, 0x30, 0x10, 0x20, 0x30}),
-              Save(dib, 1, 1, 24));
-    // Gray at 24 bits is type 3.
-    EXPECT_EQ(Cat(Header(3, 2, 1, 24, 0, 0, 0, 24), pixels), Save(dib, 0, 0, 24));
-    GlobalFree(dib);
-
-    dib = MakeDib(3, 1, 32);
-    memcpy(DibView(dib).Top(0), "\x01\x02\x03\x80\x01\x02\x03\x80\x01\x02\x03\x00", 12);
-    Bytes alpha = {1, 2, 3, 0x80, 1, 2, 3, 0x80, 1, 2, 3, 0};
-    EXPECT_EQ(Cat(Header(2, 3, 1, 32, 0, 0, 0, 24), alpha), Save(dib, 1, 0, 32));
-    // The alpha byte tells the pixels apart: a run of two, then one raw.
-    EXPECT_EQ(Cat(Header(10, 3, 1, 32, 0, 0, 0, 24), {0x81, 1, 2, 3, 0x80, 0x00, 1, 2, 3, 0}),
-              Save(dib, 1, 1, 32));
-    GlobalFree(dib);
-}
-
-TEST_F(Tga, SixteenBitDocumentsGoOutAsFiveFiveFiveWords)
-{
-    HGLOBAL dib = MakeDib(3, 1, 24);
+    });
+    for (int x = 0; x < 128; x++) longRaw.push_back(static_cast<BYTE>(x));
+    const HGLOBAL rgb = dib(2, 1, 24, 0, [](DibView& v) { memcpy(v.Top(0), "\x10\x20\x30\x10\x20\x30", 6); });
+    const HGLOBAL rgba = dib(3, 1, 32, 0, [](DibView& v) { memcpy(v.Top(0), "\x01\x02\x03\x80\x01\x02\x03\x80\x01\x02\x03\x00", 12); });
     // Blue, green, red: (255, 128, 8), then (248, 128, 8) twice; all three pack to 0x061F.
-    memcpy(DibView(dib).Top(0), "\xFF\x80\x08\xF8\x80\x08\xF8\x80\x08", 9);
-    EXPECT_EQ(Cat(Header(2, 3, 1, 16, 0, 0, 0, 24), {0x1F, 0x06, 0x1F, 0x06, 0x1F, 0x06}), Save(dib, 1, 0, 16));
-    // Packets compare the three source bytes, so the first pixel stays apart.
-    EXPECT_EQ(Cat(Header(10, 3, 1, 16, 0, 0, 0, 24), {0x00, 0x1F, 0x06, 0x01, 0x1F, 0x06, 0x1F, 0x06}),
-              Save(dib, 1, 1, 16));
-    GlobalFree(dib);
-
-    // A DIB of packed 16-bit pixels goes out word for word, the top bit cleared.
-    dib = MakeDib(2, 1, 16);
-    memcpy(DibView(dib).Top(0), "\xFF\xFF\x34\x12", 4);
-    EXPECT_EQ(Cat(Header(2, 2, 1, 16, 0, 0, 0, 24), {0xFF, 0x7F, 0x34, 0x12}), Save(dib, 1, 0, 16));
-    GlobalFree(dib);
-}
-
-TEST_F(Tga, DepthsWithoutATgaForm)
-{
-    int ok = 1;
-    HGLOBAL dib = MakeDib(4, 4, 1);
-    EXPECT_TRUE(Save(dib, 1, 0, 1, &ok).empty());
-    EXPECT_EQ(0, ok);
-    GlobalFree(dib);
-    dib = MakeDib(4, 4, 4);
-    EXPECT_TRUE(Save(dib, 1, 0, 4, &ok).empty());
-    EXPECT_EQ(0, ok);
-    GlobalFree(dib);
-    EXPECT_EQ((std::vector<std::string>{"Cannot save monochrome TGA files", "Cannot save 16-color TGA files"}),
-              BoxTexts());
+    const HGLOBAL to16 = dib(3, 1, 24, 0, [](DibView& v) { memcpy(v.Top(0), "\xFF\x80\x08\xF8\x80\x08\xF8\x80\x08", 9); });
+    const HGLOBAL words = dib(2, 1, 16, 0, [](DibView& v) { memcpy(v.Top(0), "\xFF\xFF\x34\x12", 4); });
+    const Bytes pixels = {0x10, 0x20, 0x30, 0x10, 0x20, 0x30}, alpha = {1, 2, 3, 0x80, 1, 2, 3, 0x80, 1, 2, 3, 0};
+    const struct {
+        HGLOBAL dib;
+        WORD color, compressed, depth;
+        Bytes expected;  // none when refused with the text
+        const char* text;
+    } cases[] = {
+        // Rows go out from the bottom of the picture; a gray image is type 3 and keeps its map of 256 entries.
+        {mapped, 1, 0, 8, Cat(Cat(Header(1, 3, 2, 8, 0, 1, 256, 24), WrittenMap({3, 2, 1, 6, 5, 4})), {0, 1, 0, 1, 1, 0}), nullptr},
+        {mapped, 0, 0, 8, Cat(Cat(Header(3, 3, 2, 8, 0, 1, 256, 24), WrittenMap({3, 2, 1, 6, 5, 4})), {0, 1, 0, 1, 1, 0}), nullptr},
+        // A run of three; a raw pair stops where a run starts; a run of two; the
+        // last pixel alone. All different: the last pixel joins the raw packet.
+        // One raw pixel, then a run of seven. Pairs are runs while three or more
+        // pixels are left; the last pair goes raw.
+        {packets, 1, 1, 8,
+         Cat(Cat(Header(9, 8, 4, 8, 0, 1, 256, 24), redMap),
+             {0x82, 1, 0x01, 2, 3, 0x81, 4, 0x00, 5, 0x07, 6, 7, 8, 9, 10, 11, 12, 13, 0x00, 1, 0x86, 2, 0x81, 1,
+              0x81, 2, 0x81, 3, 0x01, 4, 4}),
+         nullptr},
+        // Packets hold 128 pixels at most.
+        {long130, 1, 1, 8, Cat(Cat(Cat(Header(9, 130, 2, 8, 0, 1, 256, 24), Bytes(768, 0)), {0xFF, 9, 0x01, 9, 9}), Cat(longRaw, {0x01, 128, 129})),
+         nullptr},
+        {rgb, 1, 0, 24, Cat(Header(2, 2, 1, 24, 0, 0, 0, 24), pixels), nullptr},
+        {rgb, 1, 1, 24, Cat(Header(10, 2, 1, 24, 0, 0, 0, 24), {0x01, 0x10, 0x20, 0x30, 0x10, 0x20, 0x30}), nullptr},
+        {rgb, 0, 0, 24, Cat(Header(3, 2, 1, 24, 0, 0, 0, 24), pixels), nullptr},
+        // The alpha byte tells the pixels apart: a run of two, then one raw.
+        {rgba, 1, 0, 32, Cat(Header(2, 3, 1, 32, 0, 0, 0, 24), alpha), nullptr},
+        {rgba, 1, 1, 32, Cat(Header(10, 3, 1, 32, 0, 0, 0, 24), {0x81, 1, 2, 3, 0x80, 0x00, 1, 2, 3, 0}), nullptr},
+        // Packets compare the three source bytes, so the first pixel stays apart.
+        {to16, 1, 0, 16, Cat(Header(2, 3, 1, 16, 0, 0, 0, 24), {0x1F, 0x06, 0x1F, 0x06, 0x1F, 0x06}), nullptr},
+        {to16, 1, 1, 16, Cat(Header(10, 3, 1, 16, 0, 0, 0, 24), {0x00, 0x1F, 0x06, 0x01, 0x1F, 0x06, 0x1F, 0x06}), nullptr},
+        // A DIB of packed 16-bit pixels goes out word for word, the top bit cleared.
+        {words, 1, 0, 16, Cat(Header(2, 2, 1, 16, 0, 0, 0, 24), {0xFF, 0x7F, 0x34, 0x12}), nullptr},
+        {dib(4, 4, 1, 0, [](DibView&) {}), 1, 0, 1, {}, "Cannot save monochrome TGA files"},
+        {dib(4, 4, 4, 0, [](DibView&) {}), 1, 0, 4, {}, "Cannot save 16-color TGA files"},
+    };
+    for (const auto& c : cases) {
+        HDL_ClearBoxes();
+        int ok = -1;
+        EXPECT_EQ(c.expected, Save(c.dib, c.color, c.compressed, c.depth, &ok)) << c.depth << " " << c.compressed;
+        EXPECT_EQ(c.text ? 0 : 1, ok) << c.depth;
+        EXPECT_EQ(c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, BoxTexts()) << c.depth;
+    }
+    for (HGLOBAL d : made) GlobalFree(d);
 }
 
 // ---- the reader: header rules ---------------------------------------------------------------

@@ -544,16 +544,14 @@ TEST_F(Tiff, EachDepthWritesItsTagsAndReadsBackUnchanged)
         ASSERT_EQ(1, result) << c.depth;
         Written w = Inspect(path);
         ASSERT_TRUE(w.opened);
-        EXPECT_EQ(uint32_t(width), w.width);
-        EXPECT_EQ(3u, w.length);
-        EXPECT_EQ(c.bitsPerSample, w.bits) << c.depth;
-        EXPECT_EQ(c.samples, w.samples) << c.depth;
-        EXPECT_EQ(c.photometric, w.photometric) << c.depth;
-        EXPECT_EQ(COMPRESSION_PACKBITS, w.compression) << c.depth;
-        EXPECT_EQ(1, w.planar);
-        EXPECT_EQ(ORIENTATION_TOPLEFT, w.orientation);
-        EXPECT_FALSE(w.hasSoftware || w.hasDate || w.hasResolution) << c.depth;
-        EXPECT_EQ(c.depth == 4 || c.depth == 8, w.hasMap) << c.depth;
+        // PackBits, contiguous planes, top left; no software, date or resolution tags.
+        EXPECT_EQ(std::to_string(width) + " x 3, " + std::to_string(c.bitsPerSample) + " bits x " + std::to_string(c.samples) +
+                      ", photometric " + std::to_string(c.photometric) + ", 32773 1 1 0 0 0 " + (c.bits == 4 || c.bits == 8 ? "1" : "0"),
+                  std::to_string(w.width) + " x " + std::to_string(w.length) + ", " + std::to_string(w.bits) + " bits x " +
+                      std::to_string(w.samples) + ", photometric " + std::to_string(w.photometric) + ", " +
+                      std::to_string(w.compression) + " " + std::to_string(w.planar) + " " + std::to_string(w.orientation) +
+                      " " + std::to_string(w.hasSoftware) + " " + std::to_string(w.hasDate) + " " +
+                      std::to_string(w.hasResolution) + " " + std::to_string(w.hasMap));
         if (w.hasMap) {
             for (size_t i = 0; i < c.table.size(); i++) {
                 EXPECT_EQ(c.table[i].rgbRed << 8, w.red[i]);
@@ -595,78 +593,58 @@ TEST_F(Tiff, CompressionFollowsTheSettingOfTheDepth)
 {
     std::string path = TempPath("settings.tif");
     HGLOBAL rgba = DibFromRows(4, 4, 32, {}, {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}});
-    HGLOBAL mono = DibFromRows(64, 40, 1, {{0, 0, 0, 0}, {255, 255, 255, 0}}, {{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}});
-
-    // A 32-bit image uses the 24-bit setting: Group 3 there fails on 8 bits a sample.
-    SET_Put(SET_TIF_24_BIT_COMPRESSION, 3);
-    int result = 1;
-    auto texts = Save(path, rgba, 32, 1, &result);
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(Texts{kGroupBits}, texts);
-    EXPECT_FALSE(FileExists(path));
-    // ... and no other setting is looked at.
-    SET_Put(SET_TIF_24_BIT_COMPRESSION, 1);
-    SET_Put(SET_TIF_16_BIT_COMPRESSION, 3);
-    SET_Put(SET_TIF_8_BIT_COMPRESSION, 4);
-    EXPECT_TRUE(Save(path, rgba, 32, 1, &result).empty());
-    EXPECT_EQ(1, result);
-    EXPECT_EQ(COMPRESSION_PACKBITS, Inspect(path).compression);
-    // The compressed flag off: no compression whatever the setting.
-    SET_Put(SET_TIF_24_BIT_COMPRESSION, 3);
-    EXPECT_TRUE(Save(path, rgba, 32, 0, &result).empty());
-    EXPECT_EQ(1, result);
-    EXPECT_EQ(COMPRESSION_NONE, Inspect(path).compression);
-
-    // Group 4 on one bit: one strip. Group 3: 14336 / 8 rows a strip.
-    SET_Put(SET_TIF_1_BIT_COMPRESSION, 4);
-    EXPECT_TRUE(Save(path, mono, 1, 1, &result).empty());
-    Written g4 = Inspect(path);
-    EXPECT_EQ(COMPRESSION_CCITTFAX4, g4.compression);
-    EXPECT_EQ(1u, g4.strips);
-    EXPECT_EQ(40u, g4.rows.size());
-    SET_Put(SET_TIF_1_BIT_COMPRESSION, 3);
-    HGLOBAL tall = DibFromRows(64, 4000, 1, {{0, 0, 0, 0}, {255, 255, 255, 0}}, {{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}});
-    EXPECT_TRUE(Save(path, tall, 1, 1, &result).empty());
-    Written g3 = Inspect(path);
-    EXPECT_EQ(COMPRESSION_CCITTFAX3, g3.compression);
-    EXPECT_EQ(1792u, g3.rowsPerStrip);
-    EXPECT_EQ(3u, g3.strips);
-    Loaded back;
-    LoadPath(path, back);
-    ASSERT_EQ(1, back.result);
-    EXPECT_EQ((Bytes{0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4}), back.Row(3999));
-    SET_Put(SET_TIF_1_BIT_COMPRESSION, 2);
-    EXPECT_TRUE(Save(path, mono, 1, 1, &result).empty());
-    EXPECT_EQ(COMPRESSION_CCITTRLE, Inspect(path).compression);
-
-    // Group 4 set for an 8-bit image: the layer's report, and no file.
+    const std::vector<RGBQUAD> bw = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+    const Bytes monoRow = {0xF0, 0x0F, 0xAA, 0x55, 1, 2, 3, 4};
+    HGLOBAL mono = DibFromRows(64, 40, 1, bw, {monoRow}), tall = DibFromRows(64, 4000, 1, bw, {monoRow});
     HGLOBAL gray = DibFromRows(4, 2, 8, std::vector<RGBQUAD>(256), {{1, 2, 3, 4}});
-    SET_Put(SET_TIF_8_BIT_COMPRESSION, 4);
-    texts = Save(path, gray, 8, 1, &result);
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(Texts{kGroupBits}, texts);
-    EXPECT_FALSE(FileExists(path));
-
-    // A setting that names no scheme is PackBits.
-    SET_Put(SET_TIF_8_BIT_COMPRESSION, 9);
-    EXPECT_TRUE(Save(path, gray, 8, 1, &result).empty());
-    EXPECT_EQ(COMPRESSION_PACKBITS, Inspect(path).compression);
-    // "LZW" (0) is refused with its message; the file is written uncompressed.
-    SET_Put(SET_TIF_8_BIT_COMPRESSION, 0);
-    texts = Save(path, gray, 8, 1, &result);
-    EXPECT_EQ(1, result);
-    EXPECT_EQ(Texts{kLzw}, texts);
-    EXPECT_EQ(COMPRESSION_NONE, Inspect(path).compression);
-    Loaded plain;
-    LoadPath(path, plain);
-    ASSERT_EQ(1, plain.result);
-    EXPECT_EQ((Bytes{1, 2, 3, 4}), plain.Row(1));
-
-    GlobalFree(rgba);
-    GlobalFree(mono);
-    GlobalFree(tall);
-    GlobalFree(gray);
-    remove(path.c_str());
+    const struct {
+        std::vector<std::pair<int, int>> settings;
+        HGLOBAL dib;
+        WORD depth, compressed;
+        const char* outcome;  // the result, a message, the file's scheme, strips and rows a strip
+        Bytes lastRow;        // the bottom row read back, when looked at
+    } cases[] = {
+        // A 32-bit image uses the 24-bit setting: Group 3 there fails on 8 bits a sample, and no file is left.
+        {{{SET_TIF_24_BIT_COMPRESSION, 3}}, rgba, 32, 1, "result 0, Illegal Bits-per-Sample value for Group 3/4", {}},
+        // ... and no other setting is looked at.
+        {{{SET_TIF_24_BIT_COMPRESSION, 1}, {SET_TIF_16_BIT_COMPRESSION, 3}, {SET_TIF_8_BIT_COMPRESSION, 4}}, rgba, 32, 1,
+         "result 1, scheme 32773, 1 strips of 896", {}},
+        // The compressed flag off: no compression whatever the setting.
+        {{{SET_TIF_24_BIT_COMPRESSION, 3}}, rgba, 32, 0, "result 1, scheme 1, 1 strips of 512", {}},
+        // Group 4 on one bit: one strip. Group 3: 14336 / 8 rows a strip, as any
+        // compression has 14336 bytes a strip; without compression libtiff's 8192.
+        {{{SET_TIF_1_BIT_COMPRESSION, 4}}, mono, 1, 1, "result 1, scheme 4, 1 strips of 4294967295", {}},
+        {{{SET_TIF_1_BIT_COMPRESSION, 3}}, tall, 1, 1, "result 1, scheme 3, 3 strips of 1792", monoRow},
+        {{{SET_TIF_1_BIT_COMPRESSION, 2}}, mono, 1, 1, "result 1, scheme 2, 1 strips of 1792", {}},
+        // Group 4 set for an 8-bit image: the layer's report, and no file.
+        {{{SET_TIF_8_BIT_COMPRESSION, 4}}, gray, 8, 1, "result 0, Illegal Bits-per-Sample value for Group 3/4", {}},
+        // A setting that names no scheme is PackBits.
+        {{{SET_TIF_8_BIT_COMPRESSION, 9}}, gray, 8, 1, "result 1, scheme 32773, 1 strips of 3584", {}},
+        // "LZW" (0) is refused with its message; the file is written uncompressed.
+        {{{SET_TIF_8_BIT_COMPRESSION, 0}}, gray, 8, 1, "result 1, Patented UNISYS LZW compression not supported, scheme 1, 1 strips of 2048",
+         {1, 2, 3, 4}},
+    };
+    for (const auto& c : cases) {
+        for (const auto& setting : c.settings) SET_Put(setting.first, setting.second);
+        int result = -1;
+        const Texts texts = Save(path, c.dib, c.depth, c.compressed, &result);
+        std::string outcome = "result " + std::to_string(result);
+        for (const std::string& text : texts) outcome += ", " + text;
+        if (FileExists(path)) {
+            Written w = Inspect(path);
+            outcome += ", scheme " + std::to_string(w.compression) + ", " + std::to_string(w.strips) + " strips of " +
+                       std::to_string(w.rowsPerStrip);
+        }
+        EXPECT_EQ(c.outcome, outcome);
+        if (!c.lastRow.empty()) {
+            Loaded back;
+            LoadPath(path, back);
+            ASSERT_EQ(1, back.result);
+            EXPECT_EQ(c.lastRow, back.Row(back.h.biHeight - 1));
+        }
+        remove(path.c_str());
+    }
+    for (HGLOBAL dib : {rgba, mono, tall, gray}) GlobalFree(dib);
 }
 
 TEST_F(Tiff, RowsLongerThanAStripAreRefusedByTheTagAndGoInOneStrip)

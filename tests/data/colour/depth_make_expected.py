@@ -12,39 +12,10 @@ bottom-up padded to 32 bits, padding zero.
     depth_<name>_to32_a<alpha>.dib      raised to 32 bits with that fourth byte
 """
 import os
-import struct
+
+from packed_dib import Lcg, dib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-
-
-def stride(width, bits):
-    return ((width * bits + 31) // 32) * 4
-
-
-def pack_row(values, bits, width):
-    """values: indices for 1/4/8 bits, byte tuples for 24/32."""
-    line = bytearray(stride(width, bits))
-    for x, v in enumerate(values):
-        if bits == 1:
-            line[x // 8] |= (v & 1) << (7 - x % 8)
-        elif bits == 4:
-            line[x // 2] |= (v & 15) << (4 if x % 2 == 0 else 0)
-        elif bits == 8:
-            line[x] = v
-        else:
-            n = bits // 8
-            line[n * x:n * x + n] = bytes(v)
-    return bytes(line)
-
-
-def dib(width, height, bits, table, clr_used, rows):
-    out = bytearray(struct.pack('<IiiHHIIiiII', 40, width, height, 1, bits, 0, stride(width, bits) * height, 0, 0,
-                                clr_used, clr_used))
-    for (r, g, b) in table:
-        out += bytes((b, g, r, 0))
-    for row in rows:
-        out += pack_row(row, bits, width)
-    return bytes(out)
 
 
 class Source:
@@ -69,22 +40,12 @@ class Source:
             out = []
             for v in row:
                 if self.bits <= 8:
-                    r, g, b = self.colour(v)
-                    px = (b, g, r)
+                    px = self.colour(v)
                 else:
-                    px = tuple(v[:3])  # stored blue, green, red
+                    px = tuple(v[:3])
                 out.append(px + ((alpha,) if o == 32 else ()))
             rows.append(out)
         return dib(self.width, self.height, o, [], 0, rows)
-
-
-class Lcg:
-    def __init__(self, seed):
-        self.x = seed
-
-    def byte(self):
-        self.x = (self.x * 1103515245 + 12345) & 0x7FFFFFFF
-        return (self.x >> 16) & 0xFF
 
 
 def make_sources():
@@ -97,7 +58,7 @@ def make_sources():
                      [[5, 0, 3, 1, 4]])
     c8 = Source(7, 4, 8, [(g.byte(), g.byte(), g.byte()) for _ in range(256)],
                 [[g.byte() for _ in range(7)] for _ in range(4)])
-    rgb = Source(3, 2, 24, [], [[(g.byte(), g.byte(), g.byte()) for _ in range(3)] for _ in range(2)])
+    rgb = Source(3, 2, 24, [], [[(g.byte(), g.byte(), g.byte())[::-1] for _ in range(3)] for _ in range(2)])
     return {
         'mono': (mono, [(4, 0), (8, 0), (16, 0), (24, 0), (32, 255), (32, 0)]),
         'column': (column, [(4, 0), (8, 0), (16, 0), (32, 255)]),

@@ -20,6 +20,8 @@ import os
 import struct
 from fractions import Fraction
 
+from packed_dib import Lcg, dib
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 # ---- rules: luminance --------------------------------------------------------
@@ -89,47 +91,11 @@ def index332(r, g, b):
 
 # ---- packed DIBs -------------------------------------------------------------
 
-def stride(width, bits):
-    return (width * bits + 31) // 32 * 4
-
-def header(width, height, bits, clr_used, size_image=None):
-    if size_image is None:
-        size_image = stride(width, bits) * height
-    return struct.pack('<IiiHHIIiiII', 40, width, height, 1, bits, 0, size_image, 0, 0, clr_used, clr_used)
-
-def table_bytes(colors):
-    # colors as (R, G, B); stored blue, green, red, 0
-    return b''.join(bytes((b, g, r, 0)) for (r, g, b) in colors)
-
-def pack_pixels(width, height, bits, rows):
-    """rows[y][x]: an index for 1/4/8 bits, an (R, G, B) for 24, (R, G, B, A) for 32, a word for 16."""
-    out = bytearray()
-    st = stride(width, bits)
-    for y in range(height):
-        line = bytearray(st)
-        for x in range(width):
-            v = rows[y][x]
-            if bits == 1:
-                line[x // 8] |= (v & 1) << (7 - x % 8)
-            elif bits == 4:
-                line[x // 2] |= (v & 15) << (4 if x % 2 == 0 else 0)
-            elif bits == 8:
-                line[x] = v
-            elif bits == 16:
-                line[2 * x], line[2 * x + 1] = v & 255, v >> 8
-            elif bits == 24:
-                line[3 * x:3 * x + 3] = bytes((v[2], v[1], v[0]))
-            elif bits == 32:
-                line[4 * x:4 * x + 4] = bytes((v[2], v[1], v[0], v[3]))
-        out += line
-    return bytes(out)
-
 class Image:
     def __init__(self, name, width, height, bits, rows, colors=None):
         self.name, self.width, self.height, self.bits, self.rows = name, width, height, bits, rows
         self.colors = colors or []
-        self.dib = header(width, height, bits, len(self.colors)) + table_bytes(self.colors) + \
-            pack_pixels(width, height, bits, rows)
+        self.dib = dib(width, height, bits, self.colors, len(self.colors), rows)
 
     def flat_colour(self, x, y):
         """The colour Flat Cut reads: 4 and 8 bits through the table, 24 and 32
@@ -154,11 +120,8 @@ class Image:
 # ---- the images -------------------------------------------------------------------
 
 def lcg_bytes(seed, n):
-    out, state = [], seed
-    for _ in range(n):
-        state = (state * 1103515245 + 12345) & 0x7FFFFFFF
-        out.append((state >> 16) & 255)
-    return out
+    g = Lcg(seed)
+    return [g.byte() for _ in range(n)]
 
 def make_images():
     imgs = []
@@ -212,8 +175,7 @@ def out_bits(target):
 def flat_dib(img, target, pixel_rows):
     bits = out_bits(target)
     pal = flat_palette(target)
-    return header(img.width, img.height, bits, len(pal)) + table_bytes(pal) + \
-        pack_pixels(img.width, img.height, bits, pixel_rows)
+    return dib(img.width, img.height, bits, pal, len(pal), pixel_rows)
 
 def flat_reduce(img, target, gray):
     rows = []
@@ -379,9 +341,7 @@ def dither_palette(img, pal, dither_type, fast):
             if not halftone:
                 q = pal[i]
                 spread(kind, plane, x, y, w, h, 1, (r - q[0], g - q[1], b - q[2]))
-    hdr = header(w, h, bits, len(pal))
-    return (hdr + table_bytes(pal) + bytes(stride(w, bits) * h),
-            hdr + table_bytes(pal) + pack_pixels(w, h, bits, out))
+    return dib(w, h, bits, pal, len(pal), [[0] * w] * h), dib(w, h, bits, pal, len(pal), out)
 
 PALETTES = {
     'mono': [(0, 0, 0), (255, 255, 255)],

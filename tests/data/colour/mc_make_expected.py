@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Builds the Optimized Cut fixtures: small input DIBs and the DIBs the cut
 must make of them, from a model of the cut's rules written apart from the
-program (plain Python lists and dicts, no shared code).
+program (plain Python lists and dicts, none of its code).
 
 Files are raw packed DIBs: the 40-byte header, the colour table, the rows
 bottom-up padded to 32 bits.
@@ -14,44 +14,13 @@ bottom-up padded to 32 bits.
 Run it from anywhere; it writes beside itself.
 """
 import os
-import struct
+
+from packed_dib import Lcg, dib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 
 # ---- DIB files -----------------------------------------------------------------
-
-def stride(width, bits):
-    return ((width * bits + 31) // 32) * 4
-
-
-def dib_bytes(width, height, bits, table, rows, clr_used):
-    """rows: list (bottom-up) of lists of pixel values (indices, or (r,g,b[,a]))."""
-    out = bytearray()
-    st = stride(width, bits)
-    out += struct.pack('<IiiHHIIiiII', 40, width, height, 1, bits, 0, st * height, 0, 0, clr_used, clr_used)
-    for (r, g, b) in table:
-        out += bytes((b, g, r, 0))
-    for row in rows:
-        line = bytearray(st)
-        if bits == 4:
-            for x, v in enumerate(row):
-                if x % 2 == 0:
-                    line[x // 2] |= (v & 15) << 4
-                else:
-                    line[x // 2] |= v & 15
-        elif bits == 8:
-            for x, v in enumerate(row):
-                line[x] = v
-        elif bits == 24:
-            for x, (r, g, b) in enumerate(row):
-                line[3 * x:3 * x + 3] = bytes((b, g, r))
-        elif bits == 32:
-            for x, (r, g, b, a) in enumerate(row):
-                line[4 * x:4 * x + 4] = bytes((b, g, r, a))
-        out += line
-    return bytes(out)
-
 
 def write(name, data):
     with open(os.path.join(HERE, name), 'wb') as f:
@@ -72,7 +41,7 @@ class Image:
             self.rgb = [[px[:3] for px in row] for row in rows]
 
     def file_bytes(self):
-        return dib_bytes(self.width, self.height, self.bits, self.table, self.raw, len(self.table) if self.bits == 8 else 0)
+        return dib(self.width, self.height, self.bits, self.table, len(self.table) if self.bits == 8 else 0, self.raw)
 
 
 # ---- the cut -------------------------------------------------------------------
@@ -217,19 +186,10 @@ def cut_bytes(image, count, dither):
         rows = [[mapping[key_of(*p)] for p in row] for row in image.rgb]
         if image.bits == 8 and bits == 8:
             raise ValueError('a paletted source maps to nibbles only')
-    return dib_bytes(image.width, image.height, bits, table, rows, count)
+    return dib(image.width, image.height, bits, table, count, rows)
 
 
 # ---- the inputs ------------------------------------------------------------------
-
-class Lcg:
-    def __init__(self, seed):
-        self.x = seed
-
-    def byte(self):
-        self.x = (self.x * 1103515245 + 12345) & 0x7FFFFFFF
-        return (self.x >> 16) & 0xFF
-
 
 def noise(width, height, seed, bits=24):
     g = Lcg(seed)
