@@ -10,8 +10,8 @@
 #include "formats/avi.h"
 #include "platform/avi_frames.h"
 
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -44,15 +44,17 @@ const Kind kSound = {"sound", false, false, true, &nextSound, ShowPosition};
 
 HWND Strip(HWND window) { return GetDlgItem(window, MED_StripId); }
 
-// The window's title, which is the file's path, in the form MCI is given.
+// The window's title, which is the file's path, whole, in the form MCI is given.
 std::string Path(HWND window, const Kind& kind)
 {
-    char title[MAX_PATH] = "";
-    GetWindowTextA(window, title, sizeof title);
+    std::string title(static_cast<size_t>(GetWindowTextLengthA(window)) + 1, '\0');
+    title.resize(static_cast<size_t>(GetWindowTextA(window, &title[0], static_cast<int>(title.size()))));
     if (!kind.shortPath) return title;
-    char shortName[MAX_PATH] = "";
-    const DWORD length = GetShortPathNameA(title, shortName, sizeof shortName);
-    return length && length < sizeof shortName ? shortName : title;
+    std::string shortName(GetShortPathNameA(title.c_str(), nullptr, 0) + 1, '\0');
+    const DWORD length = GetShortPathNameA(title.c_str(), &shortName[0], static_cast<DWORD>(shortName.size()));
+    if (!length || length >= shortName.size()) return title;
+    shortName.resize(length);
+    return shortName;
 }
 
 DWORD Send(HWND window, const std::string& command, std::string* answer = nullptr)
@@ -100,6 +102,8 @@ void Rest(HWND window, const Kind& kind, bool atPosition)
 {
     HWND strip = Strip(window);
     const WORD alias = static_cast<WORD>(IMG_GetAttr(window, IA_MEDIA_ALIAS));
+    // A notification for a window at rest is a late one: nothing plays.
+    if (alias == kAtRest && atPosition) return;
     unsigned long position = 0, length = 0;
     if (alias != kAtRest && atPosition) {
         position = Status(window, kind.word, alias, "position");
@@ -126,10 +130,8 @@ void Play(HWND window, const Kind& kind)
 {
     HWND strip = Strip(window);
     const WORD alias = *kind.nextAlias;
-    char open[MAX_PATH + 48];
-    snprintf(open, sizeof open, "open %s alias %s%u wait", Path(window, kind).c_str(), kind.word, alias);
-    if (!Played(window, kind, open)) return;
     const std::string name = Name(kind, alias);
+    if (!Played(window, kind, "open " + Path(window, kind) + " alias " + name + " wait")) return;
     if (kind.inWindow)
         Send(window, "window " + name + " handle " + std::to_string(reinterpret_cast<ULONG_PTR>(window)) + " wait");
     // From the slider's place; from the start when it stands on the end.

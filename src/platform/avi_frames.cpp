@@ -6,6 +6,8 @@
 #ifdef _WIN32
 #include <vfw.h>
 
+#include <vector>
+
 namespace {
 const int kMaxStreams = 10;
 int streamCount;
@@ -61,9 +63,11 @@ int AVF_Open(LPCSTR path)
         if (getFrame) AVIStreamGetFrameClose(getFrame);
         videoStream = streams[i];
         getFrame = AVIStreamGetFrameOpen(videoStream, nullptr);
-        BITMAPINFOHEADER format{};
-        LONG size = sizeof format;
-        inOrder = AVIStreamReadFormat(videoStream, 0, &format, &size) != 0 || format.biCompression != BI_RGB;
+        LONG size = 0;
+        AVIStreamReadFormat(videoStream, 0, nullptr, &size);
+        std::vector<BYTE> format(size >= static_cast<LONG>(sizeof(BITMAPINFOHEADER)) ? size : 0);
+        inOrder = format.empty() || AVIStreamReadFormat(videoStream, 0, format.data(), &size) != 0 ||
+                  reinterpret_cast<const BITMAPINFOHEADER*>(format.data())->biCompression != BI_RGB;
     }
     return 1;
 }
