@@ -292,6 +292,7 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_CREATE:
         return Create(hwnd, reinterpret_cast<const CREATESTRUCTA*>(lParam));
     case WM_DESTROY:
+        MED_Close(hwnd);
         IMG_Destroy(hwnd);
         break;
     case WM_PAINT:

@@ -208,6 +208,14 @@ DWORD SND_SendCommand(HWND window, LPCSTR command, int report)
     return result;
 }
 
+void MED_Close(HWND window)
+{
+    if (!IMG_GetRecord(window) || !IMG_TestFlag(window, IF_MEDIA)) return;
+    const WORD alias = static_cast<WORD>(IMG_GetAttr(window, IA_MEDIA_ALIAS));
+    const Kind& kind = IMG_TestFlag(window, IF_ANIMATION) ? kFilm : kSound;
+    if (alias != kAtRest) Send(window, "close " + Name(kind, alias) + " wait");
+}
+
 void MED_PlaceStrip(HWND window)
 {
     HWND strip = Strip(window);

@@ -31,5 +31,7 @@ void SND_OnMciNotify(HWND window);
 // window goes back to rest. MCI's result, 0 on success.
 DWORD SND_SendCommand(HWND window, LPCSTR command, int report);
 
+// Closes the device of a window that goes while its file plays.
+void MED_Close(HWND window);
 // Keeps the strip along the bottom of the window after a change of size.
 void MED_PlaceStrip(HWND window);
