@@ -259,6 +259,13 @@ LRESULT CALLBACK VC_VCRCtrlProc(HWND strip, UINT message, WPARAM wParam, LPARAM 
     case WM_ENABLE:
         InvalidateRect(strip, nullptr, TRUE);
         break;
+    case WM_SIZE: {
+        // The slider takes the width that the buttons leave.
+        const int size = HIWORD(lParam) - 8;
+        if (HWND slider = Child(strip, kSliderLong))
+            MoveWindow(slider, 2 * size + 12, 4, LOWORD(lParam) - 2 * size - 16, size, TRUE);
+        break;
+    }
     case WM_COMMAND: {
         const int child = LOWORD(wParam);
         const int code = child == kPlayId ? 1 : child == kStopId ? 2 : child == kSliderId ? 3 : 0;

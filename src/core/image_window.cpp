@@ -12,6 +12,7 @@
 #include "core/settings.h"
 #include "edit/clipboard.h"
 #include "formats/codec_runtime.h"
+#include "media/media.h"
 #include "platform/dib.h"
 #include "platform/dib_paint.h"
 
@@ -92,7 +93,12 @@ LRESULT Create(HWND hwnd, const CREATESTRUCTA* create)
         record->flags |= IMG_TypeFlag(type);
         // A raster image becomes the record's; the media documents take their
         // handles over themselves.
-        if (type == IT_RASTER) IMG_SetImage(hwnd, block->handle);
+        if (type == IT_RASTER)
+            IMG_SetImage(hwnd, block->handle);
+        else if (type == IT_ANIMATION)
+            AVI_SetUpWindow(hwnd, block->handle);
+        else if (type == IT_WAVE || type == IT_MIDI)
+            SND_SetUpWindow(hwnd, block->handle);
     }
     // The image just set counts as clean.
     IMG_GetRecord(hwnd)->flags &= ~IF_MODIFIED;
@@ -286,6 +292,7 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_CREATE:
         return Create(hwnd, reinterpret_cast<const CREATESTRUCTA*>(lParam));
     case WM_DESTROY:
+        MED_Close(hwnd);
         IMG_Destroy(hwnd);
         break;
     case WM_PAINT:
@@ -298,6 +305,7 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
         PaletteChanged(hwnd, reinterpret_cast<HWND>(wParam));
         return 0;
     case WM_SIZE:
+        MED_PlaceStrip(hwnd);
         WIN_UpdateScrollBars(hwnd);
         break;
     case WM_SETFOCUS:
@@ -331,6 +339,21 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
         return 0;
     case WM_DESTROYCLIPBOARD:
         CBD_Forget();
+        return 0;
+    case WM_COMMAND:
+        // The play strip of a film or sound document.
+        if (wParam != static_cast<WPARAM>(MED_StripId) || !IMG_GetRecord(hwnd)) break;
+        if (IMG_TestFlag(hwnd, IF_ANIMATION))
+            AVI_OnVcr(hwnd, wParam, lParam);
+        else if (IMG_TestFlag(hwnd, IF_WAVE | IF_MIDI))
+            SND_OnVcr(hwnd, wParam, lParam);
+        return 1;
+    case MM_MCINOTIFY:
+        if (!IMG_GetRecord(hwnd)) return 0;
+        if (IMG_TestFlag(hwnd, IF_ANIMATION))
+            AVI_OnMciNotify(hwnd);
+        else if (IMG_TestFlag(hwnd, IF_WAVE | IF_MIDI))
+            SND_OnMciNotify(hwnd);
         return 0;
     }
     return DefMDIChildProcA(hwnd, message, wParam, lParam);

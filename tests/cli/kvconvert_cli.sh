@@ -73,6 +73,9 @@ check "--limit-memory refuses a larger image with the reader's message" \
 touch unknown.xyz
 "$kv" -q -t gif unknown.xyz 2>err.txt
 check "an unknown extension is a failed load with a report" grep -q "Unsupported file type for image:unknown.xyzcannot load." err.txt
+printf 'RIFF' >film.avi
+"$kv" -q -t gif film.avi 2>err.txt
+check "a film needs the Windows film services" grep -q "film.avi: AVI files are read through the Windows AVIFile services" err.txt
 
 # A save that fails leaves nothing: the output's folder is a file.
 "$kv" -q -t bmp -o photo.one.bmp/x.bmp photo.one.bmp 2>err.txt
