@@ -30,12 +30,6 @@ const int kLabelId = 0xFFFF;                          // the labels' id -1 as th
 int taskCount;
 int threadWindowCount;
 
-std::string Loaded(UINT id)
-{
-    char text[256];
-    return LoadStringA(MAI_Instance, id, text, sizeof text) > 0 ? text : "";
-}
-
 std::string Number(long long value)
 {
     char text[32];
@@ -152,16 +146,16 @@ void ShowTasks(HWND dialog)
 
 void ShowMachine(HWND dialog)
 {
-    SetText(dialog, IDC_SYS_CODEPAGE, Loaded(SYS_CodePageText(GetKBCodePage())));
-    SetText(dialog, IDC_SYS_KEYBOARD, Loaded(SYS_KeyboardText(GetKeyboardType(0), GetKeyboardType(1))));
+    SetText(dialog, IDC_SYS_CODEPAGE, SYS_String(SYS_CodePageText(GetKBCodePage())));
+    SetText(dialog, IDC_SYS_KEYBOARD, SYS_String(SYS_KeyboardText(GetKeyboardType(0), GetKeyboardType(1))));
     SetText(dialog, IDC_SYS_FUNCTIONDLLS, Number(static_cast<long long>(FunctionModules().size())));
     SetText(dialog, IDC_SYS_FORMATDLLS, Number(static_cast<long long>(FormatModules().size())));
 
     SYSTEM_INFO system{};
     GetSystemInfo(&system);
     const std::string cpu = SYS_CpuText(system.dwProcessorType, static_cast<int>(system.dwNumberOfProcessors));
-    SetText(dialog, IDC_SYS_CPU, cpu.empty() ? Loaded(kUnknown) : cpu);
-    SetText(dialog, IDC_SYS_MATH, Loaded(kPresent));
+    SetText(dialog, IDC_SYS_CPU, cpu.empty() ? SYS_String(kUnknown) : cpu);
+    SetText(dialog, IDC_SYS_MATH, SYS_String(kPresent));
 
     char path[MAX_PATH] = "";
     char drive[8] = "";
@@ -174,7 +168,7 @@ void ShowMachine(HWND dialog)
     SetText(dialog, IDC_SYS_EXEPATH, FolderOf(path));
 
     const UINT mouse = SYS_MouseText(GetSystemMetrics(SM_MOUSEPRESENT), GetSystemMetrics(SM_SWAPBUTTON));
-    SetText(dialog, IDC_SYS_MOUSE, Loaded(mouse));
+    SetText(dialog, IDC_SYS_MOUSE, SYS_String(mouse));
     snprintf(path, sizeof path, "%u ms", GetDoubleClickTime());
     SetText(dialog, IDC_SYS_DOUBLECLICK, path);
 }
@@ -240,7 +234,7 @@ int SYS_ShowDevice(HWND dialog, int isScreen)
 {
     HDC dc = isScreen ? GetDC(nullptr) : PRI_GetPrinterDC(0);
     if (!dc) return 0;
-    SetText(dialog, IDC_SYS_DEVICE, isScreen ? Loaded(kScreen) : PrinterName());
+    SetText(dialog, IDC_SYS_DEVICE, isScreen ? SYS_String(kScreen) : PrinterName());
     char text[64];
     snprintf(text, sizeof text, "%u mm x %u mm", GetDeviceCaps(dc, HORZSIZE), GetDeviceCaps(dc, VERTSIZE));
     SetText(dialog, IDC_SYS_DEVSIZE, text);
@@ -289,7 +283,7 @@ void SYS_Report(HWND dialog, int toPrinter)
     int copies = PRI_GetCopies(), taken = 0;
     Escape(printer, SETCOPYCOUNT, sizeof copies, reinterpret_cast<LPCSTR>(&copies), &taken);
     PrintState print{printer, 0, GetDeviceCaps(printer, VERTRES), 0};
-    const std::string title = Loaded(kReportTitle);
+    const std::string title = SYS_String(kReportTitle);
     if (!PRI_StartDoc(printer, dialog, MAI_Instance, title.c_str())) {
         DeleteDC(printer);
         MSG_Report(SEV_ERROR, kPrintError);
@@ -306,7 +300,7 @@ INT_PTR CALLBACK SYS_ListProc(HWND dialog, UINT message, WPARAM wParam, LPARAM l
 {
     if (message == WM_INITDIALOG) {
         const int mode = lParam >= 1 && lParam <= 3 ? static_cast<int>(lParam) : 0;
-        SetWindowTextA(dialog, Loaded(kListTitles[mode]).c_str());
+        SetWindowTextA(dialog, SYS_String(kListTitles[mode]).c_str());
         std::vector<std::string> items;
         if (mode == 1) {
             items = FormatModules();

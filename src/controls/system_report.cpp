@@ -3,6 +3,12 @@
 
 #include <cstdio>
 
+std::string SYS_String(UINT id)
+{
+    char text[256];
+    return LoadStringA(nullptr, id, text, sizeof text) > 0 ? text : "";
+}
+
 namespace {
 const UINT kUnknown = 1334;
 
@@ -18,17 +24,11 @@ UINT Find(const Pair* table, size_t count, int key)
     return kUnknown;
 }
 
-std::string Loaded(UINT id)
-{
-    char text[256];
-    return LoadStringA(nullptr, id, text, sizeof text) > 0 ? text : "";
-}
-
 // A line string with its "%s" replaced by value as it stands: a value may hold
 // a percent sign of its own.
 std::string Fill(UINT id, const std::string& value)
 {
-    std::string text = Loaded(id);
+    std::string text = SYS_String(id);
     const size_t at = text.find("%s");
     if (at != std::string::npos) text.replace(at, 2, value);
     return text;
@@ -108,7 +108,7 @@ std::vector<std::string> SYS_ReportLines(const SYS_ReportFacts& facts)
 {
     std::vector<std::string> lines;
     for (const Line& line : kReport) {
-        lines.push_back(line.control ? Fill(line.text, facts.control(line.control)) : Loaded(line.text));
+        lines.push_back(line.control ? Fill(line.text, facts.control(line.control)) : SYS_String(line.text));
         if (line.list == kNone) continue;
         for (const std::string& module : line.list == kFunctions ? facts.functionModules : facts.formatModules)
             lines.push_back("\t\t" + module + "\n");

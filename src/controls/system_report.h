@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+// The program's string id as text; empty when there is none.
+std::string SYS_String(UINT id);
+
 // String ids of the character translation for a keyboard code page, of a
 // keyboard type (type 7 named by its subtype), and of the mouse.
 UINT SYS_CodePageText(UINT codePage);
