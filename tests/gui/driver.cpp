@@ -85,19 +85,29 @@ std::string WindowsPath(const std::string& path)
     return out;
 }
 
+namespace {
+
+// The folder of path, without its last separator; empty when there is none.
+std::string Parent(const std::string& path)
+{
+    const size_t cut = path.find_last_of("\\/");
+    return cut == std::string::npos ? std::string() : path.substr(0, cut);
+}
+
+std::string SelfFolder()
+{
+    char self[MAX_PATH] = {};
+    return Parent(std::string(self, GetModuleFileNameA(nullptr, self, MAX_PATH)));
+}
+
+}  // namespace
+
 std::string KorvantaPath()
 {
     if (const char* env = std::getenv("KV_KORVANTA_EXE"); env && *env)
         return WindowsPath(env);
-    char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
     // <build>\tests\kv_gui_tests.exe -> <build>\KORVANTA.EXE
-    for (int i = 0; i < 2; ++i) {
-        size_t cut = path.find_last_of("\\/");
-        path = cut == std::string::npos ? std::string() : path.substr(0, cut);
-    }
-    return path + "\\KORVANTA.EXE";
+    return Parent(SelfFolder()) + "\\KORVANTA.EXE";
 }
 
 // ---- Program -------------------------------------------------------------------
@@ -348,11 +358,7 @@ std::string ProbePath()
 {
     if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
         return WindowsPath(env);
-    char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
-    size_t cut = path.find_last_of("\\/");
-    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
+    return SelfFolder() + "\\kv_gui_probe.dll";
 }
 
 HOOKPROC ProbeHookProc(HMODULE* module)
@@ -453,13 +459,33 @@ std::map<std::string, std::string> Program::ClassInfo(HWND window)
     return info;
 }
 
+namespace {
+
+// A named shared block the probe opens inside the program; view is 0 when it can't be had.
+struct Shared {
+    HANDLE mapping;
+    unsigned char* view = nullptr;
+    Shared(const char* name, DWORD size)
+        : mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name))
+    {
+        if (mapping)
+            view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    }
+    ~Shared()
+    {
+        if (view)
+            UnmapViewOfFile(view);
+        if (mapping)
+            CloseHandle(mapping);
+    }
+};
+
+}  // namespace
+
 bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* result)
 {
-    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                        kvprobe::kServiceMappingSize, kvprobe::kServiceMapping);
-    if (!mapping)
-        return false;
-    auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    Shared shared(kvprobe::kServiceMapping, kvprobe::kServiceMappingSize);
+    unsigned char* view = shared.view;
     auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
     bool ran = view && sizeof *wire + call->dib.size() <= kvprobe::kServiceMappingSize &&
                call->text.size() < sizeof wire->text && call->record.size() <= sizeof wire->record;
@@ -488,19 +514,13 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
         if (!call->record.empty())
             std::memcpy(call->record.data(), wire->record, call->record.size());
     }
-    if (view)
-        UnmapViewOfFile(view);
-    CloseHandle(mapping);
     return ran;
 }
 
 bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
 {
-    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                        kvprobe::kDropMappingSize, kvprobe::kDropMapping);
-    if (!mapping)
-        return false;
-    auto* view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+    Shared shared(kvprobe::kDropMapping, kvprobe::kDropMappingSize);
+    char* view = reinterpret_cast<char*>(shared.view);
     size_t used = 0;
     bool fits = view != nullptr;
     for (const std::string& name : names) {
@@ -514,11 +534,7 @@ bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
     if (fits)
         view[used] = '\0';
     std::string answer;
-    const bool dropped = fits && Probe(window, kvprobe::kDropFiles, &answer) && answer == "ok";
-    if (view)
-        UnmapViewOfFile(view);
-    CloseHandle(mapping);
-    return dropped;
+    return fits && Probe(window, kvprobe::kDropFiles, &answer) && answer == "ok";
 }
 
 // ---- resources -----------------------------------------------------------------
@@ -612,6 +628,51 @@ bool CaptureWindow(HWND window, Image* image)
 {
     RECT rect;
     return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
+}
+
+Image ClientShot(HWND window, int width, int height)
+{
+    Image shot;
+    POINT at{0, 0};
+    if (!ClientToScreen(window, &at) || !CaptureScreenRect(RECT{at.x, at.y, at.x + width, at.y + height}, &shot))
+        return Image{};
+    return shot;
+}
+
+Image Picture(int width, int height, const std::function<std::uint32_t(int, int)>& rgb)
+{
+    Image image{width, height};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image.pixels.push_back(rgb(x, y));
+    return image;
+}
+
+Image DibImage(const std::vector<BYTE>& bytes, size_t at)
+{
+    BITMAPINFOHEADER h{};
+    if (bytes.size() < at + sizeof h)
+        return Image{};
+    std::memcpy(&h, bytes.data() + at, sizeof h);
+    const int bits = h.biBitCount;
+    const size_t colours = h.biClrUsed ? h.biClrUsed : bits <= 8 ? 1u << bits : 0;
+    const size_t table = at + h.biSize + (h.biCompression == BI_BITFIELDS ? 12 : 0);
+    const size_t start = table + colours * 4, stride = (static_cast<size_t>(h.biWidth) * bits + 31) / 32 * 4;
+    if ((bits != 4 && bits != 8 && bits != 24 && bits != 32) || h.biWidth <= 0 || h.biHeight <= 0 ||
+        h.biWidth > 65535 || h.biHeight > 65535 || colours > 256 || start > bytes.size() ||
+        (bytes.size() - start) / stride < static_cast<size_t>(h.biHeight))
+        return Image{};
+    Image image{h.biWidth, h.biHeight};
+    for (int y = h.biHeight; y-- > 0;)
+        for (int x = 0; x < h.biWidth; ++x) {
+            const BYTE* p = bytes.data() + start + y * stride + static_cast<size_t>(x) * bits / 8;
+            if (bits <= 8) {
+                const size_t index = bits == 8 ? *p : x & 1 ? *p & 15 : *p >> 4;
+                p = bytes.data() + table + 4 * std::min(index, colours - 1);
+            }
+            image.pixels.push_back(static_cast<std::uint32_t>(p[2]) << 16 | p[1] << 8 | p[0]);
+        }
+    return image;
 }
 
 ::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
@@ -709,14 +770,21 @@ std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGB
     return dib;
 }
 
-std::string Folder()
+namespace {
+
+// A folder under the temp folder, made when it isn't there.
+std::string TempFolder(const std::string& name)
 {
     char base[MAX_PATH] = {};
     GetTempPathA(MAX_PATH, base);
-    const std::string folder = std::string(base) + "kv_gui";
+    const std::string folder = std::string(base) + name;
     CreateDirectoryA(folder.c_str(), nullptr);
     return folder;
 }
+
+}  // namespace
+
+std::string Folder() { return TempFolder("kv_gui"); }
 
 std::string PathOf(const std::string& name) { return Folder() + "\\" + name; }
 
@@ -730,10 +798,7 @@ std::string Upper(std::string text)
 
 std::string FreshFolder(const std::string& name)
 {
-    char base[MAX_PATH] = {};
-    GetTempPathA(MAX_PATH, base);
-    const std::string folder = std::string(base) + name;
-    CreateDirectoryA(folder.c_str(), nullptr);
+    const std::string folder = TempFolder(name);
     WIN32_FIND_DATAA found;
     HANDLE walk = FindFirstFileA((folder + "\\*").c_str(), &found);
     for (BOOL more = walk != INVALID_HANDLE_VALUE; more; more = FindNextFileA(walk, &found))
@@ -876,28 +941,34 @@ Session::Session(const std::string& file, const std::string& switches, const std
         frame = program.WaitForFrame();
 }
 
-HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+namespace {
+
+// The last visible top-level window of class className of process pid that
+// meets test; 0 when none came within timeoutMs.
+HWND WaitForWindow(DWORD pid, const char* className, DWORD timeoutMs, const std::function<bool(HWND)>& test)
 {
     HWND found = nullptr;
     Within(timeoutMs, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if (GetDlgItem(window, id))
+        for (HWND window : TopLevelWindows(pid, className))
+            if (test(window))
                 found = window;
         return found != nullptr;
     });
     return found;
 }
 
+}  // namespace
+
+HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+{
+    return WaitForWindow(program.Pid(), "#32770", timeoutMs, [&](HWND window) { return GetDlgItem(window, id); });
+}
+
 HWND Session::WaitForText(const std::string& prefix, DWORD timeoutMs) const
 {
-    HWND found = nullptr;
-    Within(timeoutMs, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if (GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0)
-                found = window;
-        return found != nullptr;
+    return WaitForWindow(program.Pid(), "#32770", timeoutMs, [&](HWND window) {
+        return GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0;
     });
-    return found;
 }
 
 bool Session::Exit()
@@ -918,11 +989,11 @@ std::vector<HWND> ImageWindows(HWND frame)
 
 HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs)
 {
+    // The first window the enumeration meets, the one on top.
     HWND found = nullptr;
     Within(timeoutMs, [&] {
         const std::vector<HWND> windows = TopLevelWindows(pid, className);
-        found = windows.empty() ? nullptr : windows.front();
-        return found != nullptr;
+        return (found = windows.empty() ? nullptr : windows.front()) != nullptr;
     });
     return found;
 }
@@ -951,6 +1022,16 @@ LONG_PTR Session::Attr(HWND window, LONG attribute)
     call.window = reinterpret_cast<LONG_PTR>(window);
     call.attribute = attribute;
     return Service(0, call);
+}
+
+std::string Session::Attrs(HWND window, const std::vector<LONG>& attributes)
+{
+    std::string text;
+    for (LONG attribute : attributes) {
+        const LONG_PTR value = Attr(window, attribute);
+        text += (text.empty() ? "" : " ") + std::to_string(attribute == 4 || attribute == 12 ? value != 0 : value);
+    }
+    return text;
 }
 
 void Session::SetFlag(HWND window, LONG mask, LONG on)
@@ -992,16 +1073,11 @@ LONG_PTR Session::SetImage(HWND window, const std::vector<BYTE>& dib)
 HWND Session::WaitForDialog(bool fileDialog) const
 {
     const int nameField = 1152;
-    HWND found = nullptr;
-    Within(8000, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if ((GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF)))
-                found = window;
-        return found != nullptr;
+    HWND found = WaitForWindow(program.Pid(), "#32770", 8000, [&](HWND window) {
+        return (GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF));
     });
-    if (found) {
+    if (found)
         EXPECT_TRUE(IsPainted(found));
-    }
     return found;
 }
 

@@ -181,7 +181,14 @@ struct Image {
     std::uint32_t At(int x, int y) const { return pixels[static_cast<size_t>(y) * width + x]; }
     // Number of pixels in rect (image coordinates, clipped) whose colour is rgb.
     int Count(const RECT& rect, std::uint32_t rgb) const;
+    bool operator==(const Image& other) const { return width == other.width && pixels == other.pixels; }
 };
+
+// An image of width by height whose pixel (x, y) is rgb(x, y).
+Image Picture(int width, int height, const std::function<std::uint32_t(int, int)>& rgb);
+// The pixels of an uncompressed bottom-up packed DIB of 4, 8, 24 or 32 bits
+// that starts at byte at (14 in a .DIB file); empty when there is none.
+Image DibImage(const std::vector<BYTE>& bytes, size_t at = 0);
 
 // A COLORREF as 0x00RRGGBB.
 std::uint32_t Rgb(COLORREF colour);
@@ -189,6 +196,8 @@ std::uint32_t Rgb(COLORREF colour);
 bool CaptureScreenRect(const RECT& rect, Image* image);
 // The window's rectangle on the screen, frame and menu bar included.
 bool CaptureWindow(HWND window, Image* image);
+// The top left width by height pixels of window's client area; empty on failure.
+Image ClientShot(HWND window, int width, int height);
 // Whether the pixels of window's client area at points are rgb(x, y) of
 // each; waits up to timeoutMs, as the screen may lag behind a paint.
 ::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
@@ -255,6 +264,9 @@ struct Session {
     // Frame services as other programs call them.
     LONG_PTR Service(int item, ServiceCall call);
     LONG_PTR Attr(HWND window, LONG attribute);
+    // Attributes of window's record as one text, values apart by blanks; the
+    // DIB (4) and bitmap (12) handles as 1 when there is one, else 0.
+    std::string Attrs(HWND window, const std::vector<LONG>& attributes);
     void SetFlag(HWND window, LONG mask, LONG on);
     LONG Row(const std::string& name);
     HWND OpenFile(const std::string& path);  // service 31 with a block
