@@ -48,25 +48,6 @@ Image XScreen(const RECT& r)
     return image;
 }
 
-// The pixels of a packed DIB of 24 or 32 bits (a .DIB file has its 14-byte file header first).
-Image DibPixels(const std::vector<BYTE>& bytes, size_t at = 0)
-{
-    Image image;
-    if (bytes.size() < at + sizeof(BITMAPINFOHEADER)) return image;
-    const auto* h = reinterpret_cast<const BITMAPINFOHEADER*>(bytes.data() + at);
-    const int step = h->biBitCount / 8, stride = (h->biWidth * h->biBitCount + 31) / 32 * 4;
-    const size_t bits = at + h->biSize + h->biClrUsed * 4 + (h->biCompression == BI_BITFIELDS ? 12 : 0);
-    if (step < 3 || bytes.size() < bits + static_cast<size_t>(stride) * h->biHeight) return image;
-    image.width = h->biWidth;
-    image.height = h->biHeight;
-    for (int y = image.height; y-- > 0;)
-        for (int x = 0; x < image.width; x++) {
-            const BYTE* p = bytes.data() + bits + static_cast<size_t>(y) * stride + x * step;
-            image.pixels.push_back(p[2] << 16 | p[1] << 8 | p[0]);
-        }
-    return image;
-}
-
 void ExpectSame(const Image& captured, const RECT& rect, const Image* before = nullptr)
 {
     const Image screen = before ? *before : XScreen(rect);
@@ -171,7 +152,7 @@ TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
     // x becomes 0 and the width stays: the picture is shifted right.
     RECT client = target.Rect(target.top, true);
     ASSERT_LT(client.left, 0);
-    ExpectSame(DibPixels(ReadBytes(PathOf("SHOT0012.DIB")), 14),
+    ExpectSame(DibImage(ReadBytes(PathOf("SHOT0012.DIB")), 14),
                {0, client.top, client.right - client.left, client.bottom});
     HotKey(target);
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SHOT0013.DIB")); }));
@@ -186,7 +167,7 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     Target target(300, 200, 320, 240);
     HotKey(target);  // a first start: the active application to the clipboard
     run.Settle();
-    ExpectSame(DibPixels(Clipboard()), target.Rect(target.top, false));
+    ExpectSame(DibImage(Clipboard()), target.Rect(target.top, false));
 
     run.Command(771);
     ASSERT_TRUE(ClipboardPut({}));
@@ -199,7 +180,7 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
         0);
     ASSERT_TRUE(Within(5000, [&] { return TopLevelWindows(run.program.Pid(), "TransClass").empty(); }));
     run.Settle();
-    ExpectSame(DibPixels(Clipboard()), {250, 180, 450, 240});
+    ExpectSame(DibImage(Clipboard()), {250, 180, 450, 240});
 }
 
 TEST(Capture, ChildUnderTheMouseToANewWindow)
@@ -217,7 +198,7 @@ TEST(Capture, ChildUnderTheMouseToANewWindow)
     run.Settle();
     ASSERT_TRUE(ClipboardPut({}));
     Send(run.frame, WM_COMMAND, 514, 0);  // Copy
-    ExpectSame(DibPixels(Clipboard()), child, &before);
+    ExpectSame(DibImage(Clipboard()), child, &before);
 }
 
 TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
@@ -271,7 +252,7 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     HotKey(target, "key ctrl+F9");
     ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP98.BMP")); }));
     run.Settle();
-    ExpectSame(DibPixels(ReadBytes(PathOf("SNAP98.BMP")), 14),
+    ExpectSame(DibImage(ReadBytes(PathOf("SNAP98.BMP")), 14),
                {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
     HotKey(target, "key ctrl+F9");
     HWND box = run.WaitForBox();

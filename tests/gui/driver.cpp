@@ -85,29 +85,19 @@ std::string WindowsPath(const std::string& path)
     return out;
 }
 
-namespace {
-
-// The folder of path, without its last separator; empty when there is none.
-std::string Parent(const std::string& path)
-{
-    const size_t cut = path.find_last_of("\\/");
-    return cut == std::string::npos ? std::string() : path.substr(0, cut);
-}
-
-std::string SelfFolder()
-{
-    char self[MAX_PATH] = {};
-    return Parent(std::string(self, GetModuleFileNameA(nullptr, self, MAX_PATH)));
-}
-
-}  // namespace
-
 std::string KorvantaPath()
 {
     if (const char* env = std::getenv("KV_KORVANTA_EXE"); env && *env)
         return WindowsPath(env);
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
     // <build>\tests\kv_gui_tests.exe -> <build>\KORVANTA.EXE
-    return Parent(SelfFolder()) + "\\KORVANTA.EXE";
+    for (int i = 0; i < 2; ++i) {
+        size_t cut = path.find_last_of("\\/");
+        path = cut == std::string::npos ? std::string() : path.substr(0, cut);
+    }
+    return path + "\\KORVANTA.EXE";
 }
 
 // ---- Program -------------------------------------------------------------------
@@ -358,7 +348,11 @@ std::string ProbePath()
 {
     if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
         return WindowsPath(env);
-    return SelfFolder() + "\\kv_gui_probe.dll";
+    char self[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
+    std::string path(self, n);
+    size_t cut = path.find_last_of("\\/");
+    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
 }
 
 HOOKPROC ProbeHookProc(HMODULE* module)
@@ -459,33 +453,13 @@ std::map<std::string, std::string> Program::ClassInfo(HWND window)
     return info;
 }
 
-namespace {
-
-// A named shared block the probe opens inside the program; view is 0 when it can't be had.
-struct Shared {
-    HANDLE mapping;
-    unsigned char* view = nullptr;
-    Shared(const char* name, DWORD size)
-        : mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name))
-    {
-        if (mapping)
-            view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
-    }
-    ~Shared()
-    {
-        if (view)
-            UnmapViewOfFile(view);
-        if (mapping)
-            CloseHandle(mapping);
-    }
-};
-
-}  // namespace
-
 bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* result)
 {
-    Shared shared(kvprobe::kServiceMapping, kvprobe::kServiceMappingSize);
-    unsigned char* view = shared.view;
+    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        kvprobe::kServiceMappingSize, kvprobe::kServiceMapping);
+    if (!mapping)
+        return false;
+    auto* view = static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     auto* wire = reinterpret_cast<kvprobe::ServiceCall*>(view);
     bool ran = view && sizeof *wire + call->dib.size() <= kvprobe::kServiceMappingSize &&
                call->text.size() < sizeof wire->text && call->record.size() <= sizeof wire->record;
@@ -514,13 +488,19 @@ bool Program::CallService(HWND frame, int item, ServiceCall* call, LONG_PTR* res
         if (!call->record.empty())
             std::memcpy(call->record.data(), wire->record, call->record.size());
     }
+    if (view)
+        UnmapViewOfFile(view);
+    CloseHandle(mapping);
     return ran;
 }
 
 bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
 {
-    Shared shared(kvprobe::kDropMapping, kvprobe::kDropMappingSize);
-    char* view = reinterpret_cast<char*>(shared.view);
+    HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        kvprobe::kDropMappingSize, kvprobe::kDropMapping);
+    if (!mapping)
+        return false;
+    auto* view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     size_t used = 0;
     bool fits = view != nullptr;
     for (const std::string& name : names) {
@@ -534,7 +514,11 @@ bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
     if (fits)
         view[used] = '\0';
     std::string answer;
-    return fits && Probe(window, kvprobe::kDropFiles, &answer) && answer == "ok";
+    const bool dropped = fits && Probe(window, kvprobe::kDropFiles, &answer) && answer == "ok";
+    if (view)
+        UnmapViewOfFile(view);
+    CloseHandle(mapping);
+    return dropped;
 }
 
 // ---- resources -----------------------------------------------------------------
@@ -658,7 +642,7 @@ Image DibImage(const std::vector<BYTE>& bytes, size_t at)
     const size_t colours = h.biClrUsed ? h.biClrUsed : bits <= 8 ? 1u << bits : 0;
     const size_t table = at + h.biSize + (h.biCompression == BI_BITFIELDS ? 12 : 0);
     const size_t start = table + colours * 4, stride = (static_cast<size_t>(h.biWidth) * bits + 31) / 32 * 4;
-    if ((bits != 4 && bits != 8 && bits != 24 && bits != 32) || h.biWidth <= 0 || h.biHeight <= 0 ||
+    if ((bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) || h.biWidth <= 0 || h.biHeight <= 0 ||
         h.biWidth > 65535 || h.biHeight > 65535 || colours > 256 || start > bytes.size() ||
         (bytes.size() - start) / stride < static_cast<size_t>(h.biHeight))
         return Image{};
@@ -667,7 +651,7 @@ Image DibImage(const std::vector<BYTE>& bytes, size_t at)
         for (int x = 0; x < h.biWidth; ++x) {
             const BYTE* p = bytes.data() + start + y * stride + static_cast<size_t>(x) * bits / 8;
             if (bits <= 8) {
-                const size_t index = bits == 8 ? *p : x & 1 ? *p & 15 : *p >> 4;
+                const size_t index = bits == 8 ? *p : bits == 4 ? *p >> (x & 1 ? 0 : 4) & 15 : *p >> (7 - x % 8) & 1;
                 p = bytes.data() + table + 4 * std::min(index, colours - 1);
             }
             image.pixels.push_back(static_cast<std::uint32_t>(p[2]) << 16 | p[1] << 8 | p[0]);
@@ -770,21 +754,14 @@ std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGB
     return dib;
 }
 
-namespace {
-
-// A folder under the temp folder, made when it isn't there.
-std::string TempFolder(const std::string& name)
+std::string Folder()
 {
     char base[MAX_PATH] = {};
     GetTempPathA(MAX_PATH, base);
-    const std::string folder = std::string(base) + name;
+    const std::string folder = std::string(base) + "kv_gui";
     CreateDirectoryA(folder.c_str(), nullptr);
     return folder;
 }
-
-}  // namespace
-
-std::string Folder() { return TempFolder("kv_gui"); }
 
 std::string PathOf(const std::string& name) { return Folder() + "\\" + name; }
 
@@ -798,7 +775,10 @@ std::string Upper(std::string text)
 
 std::string FreshFolder(const std::string& name)
 {
-    const std::string folder = TempFolder(name);
+    char base[MAX_PATH] = {};
+    GetTempPathA(MAX_PATH, base);
+    const std::string folder = std::string(base) + name;
+    CreateDirectoryA(folder.c_str(), nullptr);
     WIN32_FIND_DATAA found;
     HANDLE walk = FindFirstFileA((folder + "\\*").c_str(), &found);
     for (BOOL more = walk != INVALID_HANDLE_VALUE; more; more = FindNextFileA(walk, &found))
@@ -1076,8 +1056,9 @@ HWND Session::WaitForDialog(bool fileDialog) const
     HWND found = WaitForWindow(program.Pid(), "#32770", 8000, [&](HWND window) {
         return (GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF));
     });
-    if (found)
+    if (found) {
         EXPECT_TRUE(IsPainted(found));
+    }
     return found;
 }
 

@@ -186,7 +186,7 @@ struct Image {
 
 // An image of width by height whose pixel (x, y) is rgb(x, y).
 Image Picture(int width, int height, const std::function<std::uint32_t(int, int)>& rgb);
-// The pixels of an uncompressed bottom-up packed DIB of 4, 8, 24 or 32 bits
+// The pixels of an uncompressed bottom-up packed DIB of 1, 4, 8, 24 or 32 bits
 // that starts at byte at (14 in a .DIB file); empty when there is none.
 Image DibImage(const std::vector<BYTE>& bytes, size_t at = 0);
 

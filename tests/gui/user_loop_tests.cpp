@@ -689,10 +689,14 @@ TEST(UserLoop, ExplorerStyleOpenDialogOpensSeveralFilesInSelectionOrder)
     ASSERT_NE(dialog, nullptr);
     Accept(dialog, "\"many1.bmp\" \"many2.bmp\" \"many3.bmp\" \"many4.bmp\"");
     ASSERT_NE(run.WaitForWindows(4), nullptr);
-    // Opened one after the other: the last on top; one Last Files entry each, the last first.
-    const std::vector<HWND> windows = run.Windows();
-    for (size_t i = 0; i < 4; ++i)
-        EXPECT_EQ(Upper(WindowText(windows.at(i))), Upper(files[3 - i])) << i;
+    // Opened one after the other: the last on top (once it is shown); one Last Files entry each, the last first.
+    std::string order;
+    EXPECT_TRUE(Within(5000, [&] {
+        order.clear();
+        for (HWND window : run.Windows())
+            order += Upper(WindowText(window)) + " ";
+        return order == Upper(files[3] + " " + files[2] + " " + files[1] + " " + files[0] + " ");
+    })) << order;
     for (int slot = 1; slot <= 4; ++slot)
         EXPECT_EQ(Upper(CoreValue("FIL_FILENAME" + std::to_string(slot))), Upper(files[4 - slot])) << slot;
     EXPECT_EQ(CoreValue("FIL_FILENAME5"), "");
