@@ -15,31 +15,13 @@ const char kCaptureKey[] = "Software\\Korvanta\\3.50\\Capture";
 // A scratch file that both sides name: the X side by its Unix path, this program on drive Z:.
 std::string XFile(const std::string& name) { return "/tmp/kv_capture_" + std::to_string(GetCurrentProcessId()) + name; }
 
-// Runs a shell command on the X side and waits for it; its exit status, -1 on timeout.
-int Unix(const std::string& command)
-{
-    const std::string done = XFile(".done");
-    std::string line = "/bin/sh -c \"(" + command + ") >/dev/null 2>&1; echo $? >'" + done + ".t' && mv '" + done +
-                       ".t' '" + done + "'\"";
-    STARTUPINFOA startup{sizeof startup};
-    PROCESS_INFORMATION info{};
-    // Wine starts a Unix program without a process handle: the marker file tells its end.
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
-        !Within(20000, [&] { return Exists("Z:" + done); }))
-        return -1;
-    std::vector<BYTE> status = ReadBytes("Z:" + done);
-    DeleteFileA(("Z:" + done).c_str());
-    status.push_back(0);
-    return atoi(reinterpret_cast<const char*>(status.data()));
-}
-
 // The X server's own picture of a rectangle of the screen.
 Image XScreen(const RECT& r)
 {
     Image image{r.right - r.left, r.bottom - r.top};
     char crop[64];
     snprintf(crop, sizeof crop, "%ldx%ld+%ld+%ld", r.right - r.left, r.bottom - r.top, r.left, r.top);
-    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:" + XFile(".rgb")),
+    EXPECT_EQ(RunUnix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:" + XFile(".rgb")),
               0);
     const std::vector<BYTE> bytes = ReadBytes("Z:" + XFile(".rgb"));
     for (size_t i = 0; i + 2 < bytes.size(); i += 3)
@@ -110,7 +92,7 @@ struct Target {
 void HotKey(const Target& target, const std::string& keys = "key F11")
 {
     const RECT r = target.Rect(target.top, true);
-    ASSERT_EQ(Unix("xdotool mousemove " + std::to_string(std::max(r.left, 0L) + 10) + " " + std::to_string(r.top + 10) +
+    ASSERT_EQ(RunUnix("xdotool mousemove " + std::to_string(std::max(r.left, 0L) + 10) + " " + std::to_string(r.top + 10) +
                    " click 1 sleep 0.3 search --name '^KvCaptureTarget$' windowfocus --sync " + keys),
               0);
 }
@@ -175,7 +157,7 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     ASSERT_NE(WaitForProcessWindow(run.program.Pid(), "TransClass", 5000), nullptr);
     // Shift goes down after the button: the drag stays 200 by 60.
     ASSERT_EQ(
-        Unix("xdotool mousemove 250 180 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 350 210 sleep 0.2 "
+        RunUnix("xdotool mousemove 250 180 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 350 210 sleep 0.2 "
              "mousemove 450 240 sleep 0.3 mouseup 1 keyup shift"),
         0);
     ASSERT_TRUE(Within(5000, [&] { return TopLevelWindows(run.program.Pid(), "TransClass").empty(); }));

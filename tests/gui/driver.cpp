@@ -814,6 +814,23 @@ std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib)
     return path;
 }
 
+int RunUnix(const std::string& command, DWORD timeoutMs)
+{
+    const std::string done = "/tmp/kv_gui_" + std::to_string(GetCurrentProcessId()) + ".done";
+    std::string line = "/bin/sh -c \"(" + command + ") >/dev/null 2>&1; echo $? >'" + done + ".t' && mv '" + done +
+                       ".t' '" + done + "'\"";
+    STARTUPINFOA startup{sizeof startup};
+    PROCESS_INFORMATION info{};
+    // Wine starts a Unix program without a process handle to wait on: the marker file tells its end.
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
+        !Within(timeoutMs, [&] { return Exists("Z:" + done); }))
+        return -1;
+    std::vector<BYTE> status = ReadBytes("Z:" + done);
+    DeleteFileA(("Z:" + done).c_str());
+    status.push_back(0);
+    return std::atoi(reinterpret_cast<const char*>(status.data()));
+}
+
 bool Convert(const std::string& args, const std::string& folder)
 {
     const std::string program = KorvantaPath();

@@ -226,6 +226,9 @@ bool WriteBytes(const std::string& path, const std::vector<BYTE>& bytes);
 std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib);
 // A whole file; empty when it can't be read.
 std::vector<BYTE> ReadBytes(const std::string& path);
+// Runs a shell command on the Unix side and waits up to timeoutMs for it to
+// end; its exit status, or -1 when it didn't start or end in time.
+int RunUnix(const std::string& command, DWORD timeoutMs = 20000);
 // kvconvert.exe beside the program, run in folder (the current one when
 // empty): the batch conversion on the same engine. True on status 0.
 bool Convert(const std::string& args, const std::string& folder = "");
