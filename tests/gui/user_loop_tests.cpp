@@ -7,6 +7,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "colour/error_diffusion.h"
@@ -522,21 +523,18 @@ TEST(UserLoop, ImageLargerThanTheFrameGetsBarsAndScrollsByTheSteps)
     auto scroll = [&](UINT message, int code, int position = 0) { Send(window, message, MAKEWPARAM(code, position), 0); };
     auto x = [&] { return run.Attr(window, kScrollX); };
     auto y = [&] { return run.Attr(window, kScrollY); };
-    scroll(WM_HSCROLL, SB_LINEDOWN);
-    EXPECT_EQ(x(), 10);
-    scroll(WM_HSCROLL, SB_PAGEDOWN);
-    EXPECT_EQ(x(), 10 + client.cx);
-    scroll(WM_HSCROLL, SB_LINEUP);
-    EXPECT_EQ(x(), client.cx);
-    // Dragging the thumb moves nothing until it is let go.
-    scroll(WM_HSCROLL, SB_THUMBTRACK, 300);
-    EXPECT_EQ(x(), client.cx);
-    scroll(WM_HSCROLL, SB_THUMBPOSITION, 300);
-    EXPECT_EQ(x(), 300);
-    scroll(WM_VSCROLL, SB_PAGEDOWN);
-    EXPECT_EQ(y(), client.cy);
-    scroll(WM_VSCROLL, SB_THUMBPOSITION, 20);
-    EXPECT_EQ(y(), 20);
+    auto at = [&](LONG_PTR x, LONG_PTR y) { return std::to_string(x) + "," + std::to_string(y) + " "; };
+    // Where each step leaves the picture; dragging the thumb moves nothing until it is let go.
+    std::string seen;
+    for (const auto& [message, code, position] : {std::tuple<UINT, int, int>{WM_HSCROLL, SB_LINEDOWN, 0},
+                                                  {WM_HSCROLL, SB_PAGEDOWN, 0}, {WM_HSCROLL, SB_LINEUP, 0},
+                                                  {WM_HSCROLL, SB_THUMBTRACK, 300}, {WM_HSCROLL, SB_THUMBPOSITION, 300},
+                                                  {WM_VSCROLL, SB_PAGEDOWN, 0}, {WM_VSCROLL, SB_THUMBPOSITION, 20}}) {
+        scroll(message, code, position);
+        seen += at(x(), y());
+    }
+    EXPECT_EQ(seen, at(10, 0) + at(10 + client.cx, 0) + at(client.cx, 0) + at(client.cx, 0) + at(300, 0) +
+                        at(300, client.cy) + at(300, 20));
     EXPECT_TRUE(Shows(window, {{0, 0}, {13, 7}, {39, 39}}, [](int x, int y) { return RampColour(300 + x + 20 + y); }));
 
     // The range ends where the image, less the bar's room, meets the window's edge.
@@ -558,18 +556,12 @@ TEST(UserLoop, ImageLargerThanTheFrameGetsBarsAndScrollsByTheSteps)
     EXPECT_EQ(x(), 0);
 
     // Keys scroll by the same steps where the bar is.
-    auto key = [&](WPARAM vk) { Send(window, WM_KEYDOWN, vk, 0); };
-    key(VK_RIGHT);
-    key(VK_DOWN);
-    EXPECT_EQ(x(), 10);
-    EXPECT_EQ(y(), 30);
-    key(VK_NEXT);
-    EXPECT_EQ(y(), 30 + client.cy);
-    key(VK_PRIOR);
-    key(VK_UP);
-    key(VK_HOME);
-    EXPECT_EQ(y(), 20);
-    EXPECT_EQ(x(), 10);
+    seen.clear();
+    for (WPARAM key : {VK_RIGHT, VK_DOWN, VK_NEXT, VK_PRIOR, VK_UP, VK_HOME}) {
+        Send(window, WM_KEYDOWN, key, 0);
+        seen += at(x(), y());
+    }
+    EXPECT_EQ(seen, at(10, 20) + at(10, 30) + at(10, 30 + client.cy) + at(10, 30) + at(10, 20) + at(10, 20));
 }
 
 TEST(UserLoop, ClickBringsAHandSizedWindowBackToTheImage)
