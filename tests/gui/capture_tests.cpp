@@ -237,10 +237,7 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     ExpectSame(DibImage(ReadBytes(PathOf("SNAP98.BMP")), 14),
                {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
     HotKey(target, "key ctrl+F9");
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "Capture file index has reached 100, reset to zero?");
-    Answer(box, IDNO);
+    EXPECT_EQ(run.AnswerBox(IDNO), "Capture file index has reached 100, reset to zero?");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
     HotKey(target, "key ctrl+F9");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP100.BMP")); }));

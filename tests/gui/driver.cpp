@@ -1079,6 +1079,15 @@ HWND Session::WaitForDialog(bool fileDialog) const
     return found;
 }
 
+std::string Session::AnswerBox(int button) const
+{
+    HWND box = WaitForBox();
+    const std::string text = box ? MessageBoxText(box) : "";
+    if (box)
+        Answer(box, button);
+    return text;
+}
+
 std::vector<MenuEntry> Session::Menus()
 {
     std::vector<MenuEntry> bar;

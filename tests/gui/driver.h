@@ -287,6 +287,8 @@ struct Session {
     // dialog, painted; 0 after the wait.
     HWND WaitForDialog(bool fileDialog) const;
     HWND WaitForBox() const { return WaitForDialog(false); }
+    // Answers a message box of the program by its button; its text, or "" when none came.
+    std::string AnswerBox(int button) const;
     HWND WaitForFileDialog() const { return WaitForDialog(true); }
     bool NoDialogs() const { return TopLevelWindows(program.Pid(), "#32770").empty(); }
     // A dialog of the program holding control id; 0 after the wait.

@@ -202,10 +202,7 @@ TEST(Print, CancellingInTheDialogOrDuringThePostScript)
         return CaptureScreenRect(bar, &shot) && shot.Count({0, 0, shot.width, shot.height}, 0xFF0000) > 0;
     }));
     ASSERT_TRUE(PressButton(progress, IDCANCEL));
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "User Abort -- Cancelling print request");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "User Abort -- Cancelling print request");
     EXPECT_TRUE(WaitForWindowGone(progress, 10000));
     EXPECT_TRUE(run.NoDialogs());
     EXPECT_TRUE(WaitForJob("kvcolour", 5000).empty());

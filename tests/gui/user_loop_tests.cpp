@@ -251,10 +251,7 @@ TEST(UserLoop, ColourLossQuestionAnsweredNoLeavesThePixels)
     EXPECT_TRUE(Checked(dialog, kOption8));
     EXPECT_TRUE(Checked(dialog, kOptionCompressed));
     Accept(dialog, output);
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "About to destroy color information, continue?");
-    Answer(box, IDNO);
+    EXPECT_EQ(run.AnswerBox(IDNO), "About to destroy color information, continue?");
     // Nothing written or converted; the window's format is already the chosen one.
     EXPECT_FALSE(Exists(output));
     EXPECT_EQ(run.Attr(window, kDib), dib);
@@ -294,10 +291,7 @@ TEST(UserLoop, UntitledWindowsAreNumberedAndSavedThroughSaveAs)
 
     // File Save of a window without an image.
     run.Command(258);
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "There is no image to save");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "There is no image to save");
 
     // With an image but no format, Save is Save As; a cancel gives the format back.
     run.SetImage(third, ColourfulDib());
@@ -316,10 +310,7 @@ TEST(UserLoop, UntitledWindowsAreNumberedAndSavedThroughSaveAs)
     dialog = SaveAsDialog(run);
     ASSERT_NE(dialog, nullptr);
     Accept(dialog, output);
-    box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "Illegal DOS extension -- extension too long");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "Illegal DOS extension -- extension too long");
     EXPECT_FALSE(Exists(output));
     EXPECT_EQ(WindowText(third), "Image3");
 }
@@ -426,10 +417,7 @@ TEST(UserLoop, DroppedFilesOpenOrReportWhyNot)
     DeleteFileA(missing.c_str());
     Session run;
     ASSERT_TRUE(run.program.DropFiles(run.frame, {WriteBmp("dropped.qqq", ColourfulDib()), good}));
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "Drag & Drop: Unsupported file format, cannot load");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "Drag & Drop: Unsupported file format, cannot load");
     // The next file of the drop still opens, and doesn't enter Last Files.
     HWND window = run.WaitForWindows(1);
     ASSERT_NE(window, nullptr);
@@ -437,10 +425,7 @@ TEST(UserLoop, DroppedFilesOpenOrReportWhyNot)
     EXPECT_EQ(CoreValue("FIL_FILENAME1"), "");
     // A file that can't be opened: the reader is silent, the drop says it failed.
     ASSERT_TRUE(run.program.DropFiles(run.frame, {missing}));
-    box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "Drag & Drop: Cannot load the specified file");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "Drag & Drop: Cannot load the specified file");
     EXPECT_EQ(run.Windows().size(), 1u);
 }
 
@@ -612,10 +597,7 @@ TEST(UserLoop, ThumbnailDoubleClickOpensTheFullImageAndClosesTheThumbnail)
     // Whoever made the thumbnail changed it: it closes with the question.
     run.SetFlag(thumbnail, kModified, 1);
     PostMessageA(thumbnail, WM_LBUTTONDBLCLK, 0, MAKELPARAM(5, 5));
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), Upper(path) + kChanged);
-    Answer(box, IDNO);
+    EXPECT_EQ(run.AnswerBox(IDNO), Upper(path) + kChanged);
     EXPECT_TRUE(WaitForWindowGone(thumbnail, 5000));
     const std::vector<HWND> windows = run.Windows();
     ASSERT_EQ(windows.size(), 1u);
