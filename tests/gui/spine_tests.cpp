@@ -3,7 +3,6 @@
 // the frame services, and the settings written at the end.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -69,11 +68,10 @@ TEST(Logo, ShowsThePictureCentredUntilAClick)
     // 320 by 200, left at half the screen less 160, top at half less 150.
     RECT rect{};
     GetWindowRect(logo, &rect);
-    const int screenWidth = GetSystemMetrics(SM_CXSCREEN), screenHeight = GetSystemMetrics(SM_CYSCREEN);
-    EXPECT_EQ(rect.left, screenWidth / 2 - 160);
-    EXPECT_EQ(rect.top, screenHeight / 2 - 150);
-    EXPECT_EQ(rect.right - rect.left, 320);
-    EXPECT_EQ(rect.bottom - rect.top, 200);
+    EXPECT_EQ(std::to_string(rect.left - GetSystemMetrics(SM_CXSCREEN) / 2) + "," +
+                  std::to_string(rect.top - GetSystemMetrics(SM_CYSCREEN) / 2) + " " +
+                  std::to_string(rect.right - rect.left) + " x " + std::to_string(rect.bottom - rect.top),
+              "-160,-150 320 x 200");
     // A popup with a dialog frame, visible; the system adds WS_CLIPSIBLINGS.
     EXPECT_EQ(static_cast<DWORD>(GetWindowLongA(logo, GWL_STYLE)) & ~static_cast<DWORD>(WS_CLIPSIBLINGS) & 0xFFFF0000u,
               0x90400000u);

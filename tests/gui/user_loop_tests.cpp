@@ -768,8 +768,8 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     ASSERT_NE(fresh, nullptr);
     EXPECT_FALSE(Grayed(run.Menus(), 515));
     Do(run, 515);
-    EXPECT_EQ(run.Attr(fresh, kBits), 8);
-    EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
+    const std::string changedUntitled = " " + std::to_string(kModified | kColor | 0x2);
+    EXPECT_EQ(run.Attrs(fresh, {kBits, kFlags}), "8" + changedUntitled);
     EXPECT_TRUE(WindowDib(run) == ramp8);
     // Pasting onto an image replaces it: 24 bits, colour.
     ASSERT_TRUE(ClipboardPut({{CF_DIB, colourful}}));
@@ -783,8 +783,7 @@ TEST(UserLoop, PasteTakesAnotherProgramsDibOrBitmapAndUndoGivesTheOldImageBack)
     const std::vector<BYTE> fromBitmap = WindowDib(run);
     EXPECT_TRUE(ShowsPicture(fromBitmap, Colourful));
     Do(run, 512);
-    EXPECT_EQ(run.Attr(fresh, kBits), 24);
-    EXPECT_EQ(run.Attr(fresh, kFlags), kModified | kColor | 0x2);
+    EXPECT_EQ(run.Attrs(fresh, {kBits, kFlags}), "24" + changedUntitled);
     EXPECT_TRUE(WindowDib(run) == colourful);
     EXPECT_EQ(WindowText(fresh), "Image1");
     Do(run, 512);
