@@ -15,55 +15,18 @@ const char kCaptureKey[] = "Software\\Korvanta\\3.50\\Capture";
 // A scratch file that both sides name: the X side by its Unix path, this program on drive Z:.
 std::string XFile(const std::string& name) { return "/tmp/kv_capture_" + std::to_string(GetCurrentProcessId()) + name; }
 
-// Runs a shell command on the X side and waits for it; its exit status, -1 on timeout.
-int Unix(const std::string& command)
-{
-    const std::string done = XFile(".done");
-    std::string line = "/bin/sh -c \"(" + command + ") >/dev/null 2>&1; echo $? >'" + done + ".t' && mv '" + done +
-                       ".t' '" + done + "'\"";
-    STARTUPINFOA startup{sizeof startup};
-    PROCESS_INFORMATION info{};
-    // Wine starts a Unix program without a process handle: the marker file tells its end.
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
-        !Within(20000, [&] { return Exists("Z:" + done); }))
-        return -1;
-    std::vector<BYTE> status = ReadBytes("Z:" + done);
-    DeleteFileA(("Z:" + done).c_str());
-    status.push_back(0);
-    return atoi(reinterpret_cast<const char*>(status.data()));
-}
-
 // The X server's own picture of a rectangle of the screen.
 Image XScreen(const RECT& r)
 {
     Image image{r.right - r.left, r.bottom - r.top};
     char crop[64];
     snprintf(crop, sizeof crop, "%ldx%ld+%ld+%ld", r.right - r.left, r.bottom - r.top, r.left, r.top);
-    EXPECT_EQ(Unix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:" + XFile(".rgb")),
+    EXPECT_EQ(RunUnix("xwd -root -silent | convert xwd:- -crop " + std::string(crop) + " -depth 8 rgb:" + XFile(".rgb")),
               0);
     const std::vector<BYTE> bytes = ReadBytes("Z:" + XFile(".rgb"));
     for (size_t i = 0; i + 2 < bytes.size(); i += 3)
         image.pixels.push_back(bytes[i] << 16 | bytes[i + 1] << 8 | bytes[i + 2]);
     DeleteFileA(("Z:" + XFile(".rgb")).c_str());
-    return image;
-}
-
-// The pixels of a packed DIB of 24 or 32 bits (a .DIB file has its 14-byte file header first).
-Image DibPixels(const std::vector<BYTE>& bytes, size_t at = 0)
-{
-    Image image;
-    if (bytes.size() < at + sizeof(BITMAPINFOHEADER)) return image;
-    const auto* h = reinterpret_cast<const BITMAPINFOHEADER*>(bytes.data() + at);
-    const int step = h->biBitCount / 8, stride = (h->biWidth * h->biBitCount + 31) / 32 * 4;
-    const size_t bits = at + h->biSize + h->biClrUsed * 4 + (h->biCompression == BI_BITFIELDS ? 12 : 0);
-    if (step < 3 || bytes.size() < bits + static_cast<size_t>(stride) * h->biHeight) return image;
-    image.width = h->biWidth;
-    image.height = h->biHeight;
-    for (int y = image.height; y-- > 0;)
-        for (int x = 0; x < image.width; x++) {
-            const BYTE* p = bytes.data() + bits + static_cast<size_t>(y) * stride + x * step;
-            image.pixels.push_back(p[2] << 16 | p[1] << 8 | p[0]);
-        }
     return image;
 }
 
@@ -129,7 +92,7 @@ struct Target {
 void HotKey(const Target& target, const std::string& keys = "key F11")
 {
     const RECT r = target.Rect(target.top, true);
-    ASSERT_EQ(Unix("xdotool mousemove " + std::to_string(std::max(r.left, 0L) + 10) + " " + std::to_string(r.top + 10) +
+    ASSERT_EQ(RunUnix("xdotool mousemove " + std::to_string(std::max(r.left, 0L) + 10) + " " + std::to_string(r.top + 10) +
                    " click 1 sleep 0.3 search --name '^KvCaptureTarget$' windowfocus --sync " + keys),
               0);
 }
@@ -171,7 +134,7 @@ TEST(Capture, ActiveWindowOverTheLeftEdgeToNumberedFiles)
     // x becomes 0 and the width stays: the picture is shifted right.
     RECT client = target.Rect(target.top, true);
     ASSERT_LT(client.left, 0);
-    ExpectSame(DibPixels(ReadBytes(PathOf("SHOT0012.DIB")), 14),
+    ExpectSame(DibImage(ReadBytes(PathOf("SHOT0012.DIB")), 14),
                {0, client.top, client.right - client.left, client.bottom});
     HotKey(target);
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SHOT0013.DIB")); }));
@@ -186,7 +149,7 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     Target target(300, 200, 320, 240);
     HotKey(target);  // a first start: the active application to the clipboard
     run.Settle();
-    ExpectSame(DibPixels(Clipboard()), target.Rect(target.top, false));
+    ExpectSame(DibImage(Clipboard()), target.Rect(target.top, false));
 
     run.Command(771);
     ASSERT_TRUE(ClipboardPut({}));
@@ -194,12 +157,12 @@ TEST(Capture, ApplicationAndDraggedRectangleToTheClipboard)
     ASSERT_NE(WaitForProcessWindow(run.program.Pid(), "TransClass", 5000), nullptr);
     // Shift goes down after the button: the drag stays 200 by 60.
     ASSERT_EQ(
-        Unix("xdotool mousemove 250 180 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 350 210 sleep 0.2 "
+        RunUnix("xdotool mousemove 250 180 sleep 0.3 mousedown 1 sleep 0.3 keydown shift mousemove 350 210 sleep 0.2 "
              "mousemove 450 240 sleep 0.3 mouseup 1 keyup shift"),
         0);
     ASSERT_TRUE(Within(5000, [&] { return TopLevelWindows(run.program.Pid(), "TransClass").empty(); }));
     run.Settle();
-    ExpectSame(DibPixels(Clipboard()), {250, 180, 450, 240});
+    ExpectSame(DibImage(Clipboard()), {250, 180, 450, 240});
 }
 
 TEST(Capture, ChildUnderTheMouseToANewWindow)
@@ -217,7 +180,7 @@ TEST(Capture, ChildUnderTheMouseToANewWindow)
     run.Settle();
     ASSERT_TRUE(ClipboardPut({}));
     Send(run.frame, WM_COMMAND, 514, 0);  // Copy
-    ExpectSame(DibPixels(Clipboard()), child, &before);
+    ExpectSame(DibImage(Clipboard()), child, &before);
 }
 
 TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
@@ -271,13 +234,10 @@ TEST(Capture, OptionsDialogWritesItsKeysAndTheScreenGoesToFiles)
     HotKey(target, "key ctrl+F9");
     ASSERT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP98.BMP")); }));
     run.Settle();
-    ExpectSame(DibPixels(ReadBytes(PathOf("SNAP98.BMP")), 14),
+    ExpectSame(DibImage(ReadBytes(PathOf("SNAP98.BMP")), 14),
                {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)});
     HotKey(target, "key ctrl+F9");
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "Capture file index has reached 100, reset to zero?");
-    Answer(box, IDNO);
+    EXPECT_EQ(run.AnswerBox(IDNO), "Capture file index has reached 100, reset to zero?");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP99.BMP")); }));
     HotKey(target, "key ctrl+F9");
     EXPECT_TRUE(Within(8000, [&] { return Exists(PathOf("SNAP100.BMP")); }));

@@ -614,6 +614,51 @@ bool CaptureWindow(HWND window, Image* image)
     return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
 }
 
+Image ClientShot(HWND window, int width, int height)
+{
+    Image shot;
+    POINT at{0, 0};
+    if (!ClientToScreen(window, &at) || !CaptureScreenRect(RECT{at.x, at.y, at.x + width, at.y + height}, &shot))
+        return Image{};
+    return shot;
+}
+
+Image Picture(int width, int height, const std::function<std::uint32_t(int, int)>& rgb)
+{
+    Image image{width, height};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image.pixels.push_back(rgb(x, y));
+    return image;
+}
+
+Image DibImage(const std::vector<BYTE>& bytes, size_t at)
+{
+    BITMAPINFOHEADER h{};
+    if (bytes.size() < at + sizeof h)
+        return Image{};
+    std::memcpy(&h, bytes.data() + at, sizeof h);
+    const int bits = h.biBitCount;
+    const size_t colours = h.biClrUsed ? h.biClrUsed : bits <= 8 ? 1u << bits : 0;
+    const size_t table = at + h.biSize + (h.biCompression == BI_BITFIELDS ? 12 : 0);
+    const size_t start = table + colours * 4, stride = (static_cast<size_t>(h.biWidth) * bits + 31) / 32 * 4;
+    if ((bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) || h.biWidth <= 0 || h.biHeight <= 0 ||
+        h.biWidth > 65535 || h.biHeight > 65535 || colours > 256 || start > bytes.size() ||
+        (bytes.size() - start) / stride < static_cast<size_t>(h.biHeight))
+        return Image{};
+    Image image{h.biWidth, h.biHeight};
+    for (int y = h.biHeight; y-- > 0;)
+        for (int x = 0; x < h.biWidth; ++x) {
+            const BYTE* p = bytes.data() + start + y * stride + static_cast<size_t>(x) * bits / 8;
+            if (bits <= 8) {
+                const size_t index = bits == 8 ? *p : bits == 4 ? *p >> (x & 1 ? 0 : 4) & 15 : *p >> (7 - x % 8) & 1;
+                p = bytes.data() + table + 4 * std::min(index, colours - 1);
+            }
+            image.pixels.push_back(static_cast<std::uint32_t>(p[2]) << 16 | p[1] << 8 | p[0]);
+        }
+    return image;
+}
+
 ::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
                                  const std::function<std::uint32_t(int, int)>& rgb, DWORD timeoutMs)
 {
@@ -769,6 +814,23 @@ std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib)
     return path;
 }
 
+int RunUnix(const std::string& command, DWORD timeoutMs)
+{
+    const std::string done = "/tmp/kv_gui_" + std::to_string(GetCurrentProcessId()) + ".done";
+    std::string line = "/bin/sh -c \"(" + command + ") >/dev/null 2>&1; echo $? >'" + done + ".t' && mv '" + done +
+                       ".t' '" + done + "'\"";
+    STARTUPINFOA startup{sizeof startup};
+    PROCESS_INFORMATION info{};
+    // Wine starts a Unix program without a process handle to wait on: the marker file tells its end.
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
+        !Within(timeoutMs, [&] { return Exists("Z:" + done); }))
+        return -1;
+    std::vector<BYTE> status = ReadBytes("Z:" + done);
+    DeleteFileA(("Z:" + done).c_str());
+    status.push_back(0);
+    return std::atoi(reinterpret_cast<const char*>(status.data()));
+}
+
 bool Convert(const std::string& args, const std::string& folder)
 {
     const std::string program = KorvantaPath();
@@ -876,28 +938,34 @@ Session::Session(const std::string& file, const std::string& switches, const std
         frame = program.WaitForFrame();
 }
 
-HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+namespace {
+
+// The last visible top-level window of class className of process pid that
+// meets test; 0 when none came within timeoutMs.
+HWND WaitForWindow(DWORD pid, const char* className, DWORD timeoutMs, const std::function<bool(HWND)>& test)
 {
     HWND found = nullptr;
     Within(timeoutMs, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if (GetDlgItem(window, id))
+        for (HWND window : TopLevelWindows(pid, className))
+            if (test(window))
                 found = window;
         return found != nullptr;
     });
     return found;
 }
 
+}  // namespace
+
+HWND Session::WaitForControl(int id, DWORD timeoutMs) const
+{
+    return WaitForWindow(program.Pid(), "#32770", timeoutMs, [&](HWND window) { return GetDlgItem(window, id); });
+}
+
 HWND Session::WaitForText(const std::string& prefix, DWORD timeoutMs) const
 {
-    HWND found = nullptr;
-    Within(timeoutMs, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if (GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0)
-                found = window;
-        return found != nullptr;
+    return WaitForWindow(program.Pid(), "#32770", timeoutMs, [&](HWND window) {
+        return GetDlgItem(window, 0xFFFF) && MessageBoxText(window).compare(0, prefix.size(), prefix) == 0;
     });
-    return found;
 }
 
 bool Session::Exit()
@@ -918,11 +986,11 @@ std::vector<HWND> ImageWindows(HWND frame)
 
 HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs)
 {
+    // The first window the enumeration meets, the one on top.
     HWND found = nullptr;
     Within(timeoutMs, [&] {
         const std::vector<HWND> windows = TopLevelWindows(pid, className);
-        found = windows.empty() ? nullptr : windows.front();
-        return found != nullptr;
+        return (found = windows.empty() ? nullptr : windows.front()) != nullptr;
     });
     return found;
 }
@@ -951,6 +1019,16 @@ LONG_PTR Session::Attr(HWND window, LONG attribute)
     call.window = reinterpret_cast<LONG_PTR>(window);
     call.attribute = attribute;
     return Service(0, call);
+}
+
+std::string Session::Attrs(HWND window, const std::vector<LONG>& attributes)
+{
+    std::string text;
+    for (LONG attribute : attributes) {
+        const LONG_PTR value = Attr(window, attribute);
+        text += (text.empty() ? "" : " ") + std::to_string(attribute == 4 || attribute == 12 ? value != 0 : value);
+    }
+    return text;
 }
 
 void Session::SetFlag(HWND window, LONG mask, LONG on)
@@ -992,17 +1070,22 @@ LONG_PTR Session::SetImage(HWND window, const std::vector<BYTE>& dib)
 HWND Session::WaitForDialog(bool fileDialog) const
 {
     const int nameField = 1152;
-    HWND found = nullptr;
-    Within(8000, [&] {
-        for (HWND window : TopLevelWindows(program.Pid(), "#32770"))
-            if ((GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF)))
-                found = window;
-        return found != nullptr;
+    HWND found = WaitForWindow(program.Pid(), "#32770", 8000, [&](HWND window) {
+        return (GetDlgItem(window, nameField) != nullptr) == fileDialog && (fileDialog || GetDlgItem(window, 0xFFFF));
     });
     if (found) {
         EXPECT_TRUE(IsPainted(found));
     }
     return found;
+}
+
+std::string Session::AnswerBox(int button) const
+{
+    HWND box = WaitForBox();
+    const std::string text = box ? MessageBoxText(box) : "";
+    if (box)
+        Answer(box, button);
+    return text;
 }
 
 std::vector<MenuEntry> Session::Menus()

@@ -181,7 +181,14 @@ struct Image {
     std::uint32_t At(int x, int y) const { return pixels[static_cast<size_t>(y) * width + x]; }
     // Number of pixels in rect (image coordinates, clipped) whose colour is rgb.
     int Count(const RECT& rect, std::uint32_t rgb) const;
+    bool operator==(const Image& other) const { return width == other.width && pixels == other.pixels; }
 };
+
+// An image of width by height whose pixel (x, y) is rgb(x, y).
+Image Picture(int width, int height, const std::function<std::uint32_t(int, int)>& rgb);
+// The pixels of an uncompressed bottom-up packed DIB of 1, 4, 8, 24 or 32 bits
+// that starts at byte at (14 in a .DIB file); empty when there is none.
+Image DibImage(const std::vector<BYTE>& bytes, size_t at = 0);
 
 // A COLORREF as 0x00RRGGBB.
 std::uint32_t Rgb(COLORREF colour);
@@ -189,6 +196,8 @@ std::uint32_t Rgb(COLORREF colour);
 bool CaptureScreenRect(const RECT& rect, Image* image);
 // The window's rectangle on the screen, frame and menu bar included.
 bool CaptureWindow(HWND window, Image* image);
+// The top left width by height pixels of window's client area; empty on failure.
+Image ClientShot(HWND window, int width, int height);
 // Whether the pixels of window's client area at points are rgb(x, y) of
 // each; waits up to timeoutMs, as the screen may lag behind a paint.
 ::testing::AssertionResult Shows(HWND window, const std::vector<POINT>& points,
@@ -217,6 +226,9 @@ bool WriteBytes(const std::string& path, const std::vector<BYTE>& bytes);
 std::string WriteBmp(const std::string& name, const std::vector<BYTE>& dib);
 // A whole file; empty when it can't be read.
 std::vector<BYTE> ReadBytes(const std::string& path);
+// Runs a shell command on the Unix side and waits up to timeoutMs for it to
+// end; its exit status, or -1 when it didn't start or end in time.
+int RunUnix(const std::string& command, DWORD timeoutMs = 20000);
 // kvconvert.exe beside the program, run in folder (the current one when
 // empty): the batch conversion on the same engine. True on status 0.
 bool Convert(const std::string& args, const std::string& folder = "");
@@ -255,6 +267,9 @@ struct Session {
     // Frame services as other programs call them.
     LONG_PTR Service(int item, ServiceCall call);
     LONG_PTR Attr(HWND window, LONG attribute);
+    // Attributes of window's record as one text, values apart by blanks; the
+    // DIB (4) and bitmap (12) handles as 1 when there is one, else 0.
+    std::string Attrs(HWND window, const std::vector<LONG>& attributes);
     void SetFlag(HWND window, LONG mask, LONG on);
     LONG Row(const std::string& name);
     HWND OpenFile(const std::string& path);  // service 31 with a block
@@ -272,6 +287,8 @@ struct Session {
     // dialog, painted; 0 after the wait.
     HWND WaitForDialog(bool fileDialog) const;
     HWND WaitForBox() const { return WaitForDialog(false); }
+    // Answers a message box of the program by its button; its text, or "" when none came.
+    std::string AnswerBox(int button) const;
     HWND WaitForFileDialog() const { return WaitForDialog(true); }
     bool NoDialogs() const { return TopLevelWindows(program.Pid(), "#32770").empty(); }
     // A dialog of the program holding control id; 0 after the wait.

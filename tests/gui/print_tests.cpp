@@ -38,8 +38,7 @@ std::string WaitForJob(const std::string& queue, DWORD timeoutMs)
 }
 
 // The printer as the program sees it (resolution, printable area's offset,
-// page in pixels) and its job rendered by ghostscript, which Wine starts as
-// the Unix program it is without waiting for it: rows of red, green, blue.
+// page in pixels) and its job rendered by ghostscript: rows of red, green, blue.
 struct Page {
     int dpiX = 0, dpiY = 0, offsetX = 0, offsetY = 0, width = 0, height = 0;
     std::vector<BYTE> rgb;
@@ -57,19 +56,11 @@ bool Render(const std::string& queue, Page* p)
           GetDeviceCaps(dc, PHYSICALWIDTH),   GetDeviceCaps(dc, PHYSICALHEIGHT)};
     DeleteDC(dc);
     const size_t size = static_cast<size_t>(p->width) * p->height * 3;
-    const std::string out = PrintDir() + "/page.rgb", size_text = std::to_string(size);
-    DeleteFileA(WindowsPath(out).c_str());
-    std::string command = "/bin/sh -c \"gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=ppmraw -r" + std::to_string(p->dpiX) +
-                          " -sOutputFile=- " + PrintDir() + "/out/" + queue + ".ps | tail -c " + size_text +
-                          " >" + out + ".part && mv " + out + ".part " + out + "\"";
-    STARTUPINFOA start{sizeof start};
-    PROCESS_INFORMATION info{};
-    if (size == 0 ||
-        !CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &info))
-        return false;
-    CloseHandle(info.hProcess);
-    CloseHandle(info.hThread);
-    return Within(60000, [&] { return (p->rgb = ReadBytes(WindowsPath(out))).size() == size; });
+    const std::string out = PrintDir() + "/page.rgb";
+    return size && RunUnix("gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=ppmraw -r" + std::to_string(p->dpiX) +
+                               " -sOutputFile=- " + PrintDir() + "/out/" + queue + ".ps | tail -c " + std::to_string(size) +
+                               " >" + out, 60000) == 0 &&
+           (p->rgb = ReadBytes(WindowsPath(out))).size() == size;
 }
 
 // The image's colours, none of them white: pixel (x, y) from the top.
@@ -112,19 +103,12 @@ void PrintWith(Session& run, const Choice& choice)
 {
     DeleteFileA(JobFile(choice.queue).c_str());
     run.Command(kPrint);
-    HWND dialog = nullptr;
-    ASSERT_TRUE(Within(10000, [&] {
-        for (HWND window : TopLevelWindows(run.program.Pid(), "#32770"))
-            if (GetDlgItem(window, kFullSize)) dialog = window;
-        return dialog != nullptr;
-    })) << "no print dialog";
+    HWND dialog = run.WaitForControl(kFullSize);
+    ASSERT_NE(dialog, nullptr) << "no print dialog";
     // It always opens on Full Size with 100 in every field.
     EXPECT_EQ(Send(GetDlgItem(dialog, kFullSize), BM_GETCHECK, 0, 0), BST_CHECKED);
     EXPECT_EQ(ControlText(dialog, 1155) + ControlText(dialog, 1156) + ControlText(dialog, 1157), "100100100");
-    const std::vector<std::string> printers = ComboItems(dialog, kPrinterList);
-    const auto at = std::find(printers.begin(), printers.end(), choice.queue);
-    ASSERT_NE(at, printers.end()) << "Wine offers no printer " << choice.queue << " from " << PrintDir();
-    ASSERT_TRUE(SelectComboItem(dialog, kPrinterList, static_cast<int>(at - printers.begin())));
+    ASSERT_TRUE(ChooseItem(dialog, kPrinterList, choice.queue)) << "Wine offers no such printer from " << PrintDir();
     PressButton(dialog, choice.size);
     run.Settle();
     for (const auto& field : choice.fields)
@@ -218,10 +202,7 @@ TEST(Print, CancellingInTheDialogOrDuringThePostScript)
         return CaptureScreenRect(bar, &shot) && shot.Count({0, 0, shot.width, shot.height}, 0xFF0000) > 0;
     }));
     ASSERT_TRUE(PressButton(progress, IDCANCEL));
-    HWND box = run.WaitForBox();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), "User Abort -- Cancelling print request");
-    Answer(box, IDOK);
+    EXPECT_EQ(run.AnswerBox(IDOK), "User Abort -- Cancelling print request");
     EXPECT_TRUE(WaitForWindowGone(progress, 10000));
     EXPECT_TRUE(run.NoDialogs());
     EXPECT_TRUE(WaitForJob("kvcolour", 5000).empty());

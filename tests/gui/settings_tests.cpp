@@ -111,37 +111,27 @@ TEST_F(SettingsDialog, FirstStartShowsTheDefaultsAndOkWritesEachControlsOwnKeyFo
         Session run;
         ASSERT_NE(run.frame, nullptr) << "no frame of " << KorvantaPath();
         run.Settle();
-        // Loading writes nothing, and neither does Cancel.
+        // Loading writes nothing, and neither does Cancel, which keeps the
+        // settings in memory as they were, too: the second time the dialog
+        // shows the same, and OK writes the settings that changed, at once
+        // and as decimal text.
         EXPECT_EQ(CoreValues(), Store{});
-        HWND dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr) << "no Settings dialog";
-        EXPECT_TRUE(Checked(dialog, kFlatCut));
-        for (const auto& c : combos) {
-            EXPECT_EQ(ComboItems(dialog, c.id), c.items) << "combo " << c.id;
-            EXPECT_EQ(ComboSelection(dialog, c.id), c.first) << "combo " << c.id;
-            ASSERT_TRUE(SelectComboItem(dialog, c.id, c.chosen)) << "combo " << c.id;
+        for (int button : {IDCANCEL, IDOK}) {
+            HWND dialog = OpenSettings(run);
+            ASSERT_NE(dialog, nullptr) << "no Settings dialog";
+            EXPECT_TRUE(Checked(dialog, kFlatCut));
+            for (const auto& c : combos) {
+                EXPECT_EQ(ComboItems(dialog, c.id), c.items) << "combo " << c.id;
+                EXPECT_EQ(ComboSelection(dialog, c.id), c.first) << "combo " << c.id;
+                ASSERT_TRUE(SelectComboItem(dialog, c.id, c.chosen)) << "combo " << c.id;
+            }
+            for (const auto& box : boxes) {
+                EXPECT_EQ(Checked(dialog, box.first), box.second) << "box " << box.first;
+                ASSERT_TRUE(PressButton(dialog, box.first)) << "box " << box.first;
+            }
+            ASSERT_TRUE(CloseDialog(run, dialog, button));
+            EXPECT_EQ(CoreValues(), button == IDOK ? written : Store{});
         }
-        for (const auto& box : boxes) {
-            EXPECT_EQ(Checked(dialog, box.first), box.second) << "box " << box.first;
-            ASSERT_TRUE(PressButton(dialog, box.first)) << "box " << box.first;
-        }
-        ASSERT_TRUE(CloseDialog(run, dialog, IDCANCEL));
-        EXPECT_EQ(CoreValues(), Store{});
-
-        // Cancel kept the settings in memory as they were, too.
-        dialog = OpenSettings(run);
-        ASSERT_NE(dialog, nullptr);
-        for (const auto& c : combos) {
-            EXPECT_EQ(ComboSelection(dialog, c.id), c.first) << "combo " << c.id;
-            ASSERT_TRUE(SelectComboItem(dialog, c.id, c.chosen)) << "combo " << c.id;
-        }
-        for (const auto& box : boxes) {
-            EXPECT_EQ(Checked(dialog, box.first), box.second) << "box " << box.first;
-            ASSERT_TRUE(PressButton(dialog, box.first)) << "box " << box.first;
-        }
-        // OK writes the settings that changed, at once and as decimal text.
-        ASSERT_TRUE(CloseDialog(run, dialog, IDOK));
-        EXPECT_EQ(CoreValues(), written);
         // The end writes the load and save formats: the DIB row on a first start.
         ASSERT_TRUE(run.Exit());
     }

@@ -3,9 +3,9 @@
 // the frame services, and the settings written at the end.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "driver.h"
@@ -68,11 +68,10 @@ TEST(Logo, ShowsThePictureCentredUntilAClick)
     // 320 by 200, left at half the screen less 160, top at half less 150.
     RECT rect{};
     GetWindowRect(logo, &rect);
-    const int screenWidth = GetSystemMetrics(SM_CXSCREEN), screenHeight = GetSystemMetrics(SM_CYSCREEN);
-    EXPECT_EQ(rect.left, screenWidth / 2 - 160);
-    EXPECT_EQ(rect.top, screenHeight / 2 - 150);
-    EXPECT_EQ(rect.right - rect.left, 320);
-    EXPECT_EQ(rect.bottom - rect.top, 200);
+    EXPECT_EQ(std::to_string(rect.left - GetSystemMetrics(SM_CXSCREEN) / 2) + "," +
+                  std::to_string(rect.top - GetSystemMetrics(SM_CYSCREEN) / 2) + " " +
+                  std::to_string(rect.right - rect.left) + " x " + std::to_string(rect.bottom - rect.top),
+              "-160,-150 320 x 200");
     // A popup with a dialog frame, visible; the system adds WS_CLIPSIBLINGS.
     EXPECT_EQ(static_cast<DWORD>(GetWindowLongA(logo, GWL_STYLE)) & ~static_cast<DWORD>(WS_CLIPSIBLINGS) & 0xFFFF0000u,
               0x90400000u);
@@ -119,19 +118,6 @@ TEST(Logo, ShowsThePictureCentredUntilAClick)
     EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
 }
 
-TEST(Logo, GoesByItselfAfterTenSeconds)
-{
-    Program program;
-    ASSERT_TRUE(program.Start());
-    HWND logo = WaitForProcessWindow(program.Pid(), kLogoClass, 10000);
-    ASSERT_NE(logo, nullptr);
-    const ULONGLONG shown = GetTickCount64();
-    ASSERT_TRUE(WaitForWindowGone(logo, 15000));
-    const ULONGLONG stayed = GetTickCount64() - shown;
-    EXPECT_GE(stayed, 9000u);
-    EXPECT_LE(stayed, 12000u);
-}
-
 TEST(Logo, FileOnTheCommandLineCutsTheWaitShortAndOpensAsAWholeIntoARecordFromTheLoad)
 {
     const std::vector<BYTE> dib = ColourDib8();
@@ -149,15 +135,10 @@ TEST(Logo, FileOnTheCommandLineCutsTheWaitShortAndOpensAsAWholeIntoARecordFromTh
         // A clean, titled colour raster image of 8 bits in the BMP row, its window fitted to it.
         RECT client{};
         GetClientRect(window, &client);
-        EXPECT_EQ(client.right, kColourWidth);
-        EXPECT_EQ(client.bottom, kColourHeight);
-        EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster);
-        EXPECT_EQ(run.Attr(window, kBits), 8);
-        EXPECT_EQ(run.Attr(window, kFormat), run.Row("ANY.BMP"));
-        EXPECT_EQ(run.Attr(window, kFileSize), static_cast<LONG_PTR>(sizeof(BITMAPFILEHEADER) + dib.size()));
-        EXPECT_EQ(run.Attr(window, kScrollX), 0);
-        EXPECT_EQ(run.Attr(window, kPaletteUpdates), 0);
-        EXPECT_NE(run.Attr(window, kDib), 0);
+        EXPECT_EQ(std::to_string(client.right) + " x " + std::to_string(client.bottom), "200 x 120");
+        EXPECT_EQ(run.Attrs(window, {kFlags, kBits, kFormat, kFileSize, kScrollX, kPaletteUpdates, kDib}),
+                  std::to_string(kColor | kRaster) + " 8 " + std::to_string(run.Row("ANY.BMP")) + " " +
+                      std::to_string(sizeof(BITMAPFILEHEADER) + dib.size()) + " 0 0 1");
     }
 }
 
@@ -184,102 +165,99 @@ TEST(Logo, AboutCommandShowsItAndACharacterOrClickClosesIt)
 
 // ---- the command line ----------------------------------------------------------------------
 
-TEST(CommandLine, SwitchAfterTheNameBelongsToTheName)
+TEST(CommandLine, NameRunsToTheEndOfTheLineAndAnUnknownExtensionOpensNothingAndSaysNothing)
 {
-    const std::string path = WriteBmp("switch.bmp", ColourDib8());
-    // /NOLOGO is found anywhere, but the name runs to the end of the line.
-    Program program;
-    ASSERT_TRUE(program.Start(path + " /NOLOGO"));
-    HWND box = WaitForProcessWindow(program.Pid(), "#32770", 10000);
-    ASSERT_NE(box, nullptr);
-    EXPECT_TRUE(IsPainted(box));
-    EXPECT_EQ(MessageBoxText(box), "Cannot load, file does not exist");
-    EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty());
-    ASSERT_TRUE(PressButton(box, IDOK));
-    HWND frame = program.WaitForFrame(5000);
-    ASSERT_NE(frame, nullptr);
-    Sleep(300);
-    EXPECT_TRUE(ImageWindows(frame).empty());
+    // /NOLOGO is found anywhere, but a name runs to the end of the line: that file is missing.
+    const std::string bmp = WriteBmp("switch.bmp", ColourDib8()), qqq = WriteBmp("picture.qqq", ColourDib8());
+    for (const auto& [args, message] : {std::pair<std::string, std::string>{bmp + " /NOLOGO", "Cannot load, file does not exist"},
+                                        {"/NOLOGO " + qqq, ""}}) {
+        Program program;
+        ASSERT_TRUE(program.Start(args));
+        if (!message.empty()) {
+            HWND box = WaitForProcessWindow(program.Pid(), "#32770", 10000);
+            ASSERT_NE(box, nullptr);
+            EXPECT_TRUE(IsPainted(box));
+            EXPECT_EQ(MessageBoxText(box), message);
+            ASSERT_TRUE(PressButton(box, IDOK));
+        }
+        HWND frame = program.WaitForFrame(5000);
+        ASSERT_NE(frame, nullptr);
+        Sleep(1500);
+        EXPECT_TRUE(ImageWindows(frame).empty()) << args;
+        EXPECT_TRUE(TopLevelWindows(program.Pid(), "#32770").empty()) << args;
+        EXPECT_TRUE(TopLevelWindows(program.Pid(), kLogoClass).empty()) << args;
+    }
 }
 
-TEST(CommandLine, UnknownExtensionOpensNothingAndSaysNothing)
-{
-    const std::string path = WriteBmp("picture.qqq", ColourDib8());
-    Session run(path);
-    ASSERT_NE(run.frame, nullptr);
-    Sleep(1500);
-    EXPECT_TRUE(run.Windows().empty());
-    EXPECT_TRUE(TopLevelWindows(run.program.Pid(), "#32770").empty());
-    EXPECT_TRUE(run.program.IsRunning());
-}
-
-TEST(CommandLine, LoadSwitchOpensTheOpenDialogAfterTheLogo)
+TEST(CommandLine, LoadSwitchOpensTheOpenDialogOnceTheLogoWentByItselfAfterTenSeconds)
 {
     Program program;
     ASSERT_TRUE(program.Start("/load"));
     HWND logo = WaitForProcessWindow(program.Pid(), kLogoClass, 10000);
     ASSERT_NE(logo, nullptr);
+    const ULONGLONG shown = GetTickCount64();
     // No dialog while the logo is up.
     Sleep(500);
     EXPECT_TRUE(TopLevelWindows(program.Pid(), "#32770").empty());
-    RECT rect{};
-    GetWindowRect(logo, &rect);
-    ASSERT_TRUE(ClickScreen(rect.left + 10, rect.top + 10));
+    ASSERT_TRUE(WaitForWindowGone(logo, 15000));
+    const ULONGLONG stayed = GetTickCount64() - shown;
+    EXPECT_GE(stayed, 9000u);
+    EXPECT_LE(stayed, 12000u);
     HWND frame = program.WaitForFrame(5000);
     ASSERT_NE(frame, nullptr);
     HWND dialog = WaitForProcessWindow(program.Pid(), "#32770", 8000);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(GetWindow(dialog, GW_OWNER), frame);
     EXPECT_TRUE(IsPainted(dialog));
-    EXPECT_FALSE(IsWindow(logo));
-    EXPECT_TRUE(PressButton(dialog, IDCANCEL));
-    EXPECT_TRUE(WaitForWindowGone(dialog, 5000));
+    Answer(dialog, IDCANCEL);
     EXPECT_TRUE(ImageWindows(frame).empty());
 }
 
 // ---- a second instance ----------------------------------------------------------------------
 
-TEST(SecondInstance, WithoutAFileNameReportsOnlyOneCopyAndLeaves)
-{
-    Session first;
-    ASSERT_NE(first.frame, nullptr);
-    Program second;
-    ASSERT_TRUE(second.Start(kNoLogo));
-    HWND box = WaitForProcessWindow(second.Pid(), "#32770", 10000);
-    ASSERT_NE(box, nullptr);
-    EXPECT_TRUE(IsPainted(box));
-    EXPECT_EQ(MessageBoxText(box), "Only one copy of KorVanta may be run at a time");
-    ASSERT_TRUE(PressButton(box, IDOK));
-    DWORD code = 0xFFFFFFFF;
-    ASSERT_TRUE(second.WaitForExit(5000, &code));
-    EXPECT_EQ(code, 0u);
-    EXPECT_TRUE(first.program.IsRunning());
-    EXPECT_TRUE(first.Windows().empty());
-}
-
-TEST(SecondInstance, WithAFileNameHandsItToTheFirstEvenBehindItsOpenDialogAndEndsWithZero)
+TEST(SecondInstance, HandsItsFileNameToTheFirstEvenBehindItsOpenDialogOrSaysThereIsOnlyOneCopyAndEndsWithZero)
 {
     const std::string path = WriteBmp("handed over.bmp", ColourDib8());
-    for (bool load : {false, true}) {
-        Session first("", load ? "/NOLOGO /LOAD" : "/NOLOGO");
+    // Without a name; with one; with one while the first shows its Open dialog.
+    for (int c = 0; c < 3; ++c) {
+        Session first("", c == 2 ? "/NOLOGO /LOAD" : "/NOLOGO");
         ASSERT_NE(first.frame, nullptr);
         // The Open dialog's own message loop serves the second instance's send.
-        HWND dialog = load ? first.WaitForFileDialog() : nullptr;
+        HWND dialog = c == 2 ? first.WaitForFileDialog() : nullptr;
         Program second;
-        ASSERT_TRUE(second.Start(path));
+        ASSERT_TRUE(second.Start(c ? path : kNoLogo));
+        if (c == 0) {
+            HWND box = WaitForProcessWindow(second.Pid(), "#32770", 10000);
+            ASSERT_NE(box, nullptr);
+            EXPECT_TRUE(IsPainted(box));
+            EXPECT_EQ(MessageBoxText(box), "Only one copy of KorVanta may be run at a time");
+            ASSERT_TRUE(PressButton(box, IDOK));
+        }
         DWORD code = 0xFFFFFFFF;
-        ASSERT_TRUE(second.WaitForExit(10000, &code)) << load;
+        ASSERT_TRUE(second.WaitForExit(10000, &code)) << c;
         EXPECT_EQ(code, 0u);
+        EXPECT_TRUE(first.program.IsRunning());
         // The send returned only after the first instance had opened the file.
         std::vector<HWND> windows = first.Windows();
-        ASSERT_EQ(windows.size(), 1u) << load;
+        ASSERT_EQ(windows.size(), c ? 1u : 0u) << c;
+        if (c == 0)
+            continue;
         EXPECT_EQ(WindowText(windows[0]), Upper(path));
         EXPECT_EQ(first.Attr(windows[0], kFlags), kColor | kRaster);
-        if (load) {
+        if (dialog) {
             EXPECT_TRUE(IsWindow(dialog));
             Answer(dialog, IDCANCEL);
         }
     }
+}
+
+// Whether the program's current load format is the one of row.
+bool LoadFormatIs(Session& run, LONG row)
+{
+    ServiceCall current, of;
+    of.row = row;
+    LONG_PTR ignored = 0;
+    return run.program.CallService(run.frame, kCurrentIds, &current, &ignored) && current.value == run.Service(kGetId, of);
 }
 
 // Writes CoreMemObject as a second instance does and sends service 31 with no block.
@@ -341,12 +319,7 @@ TEST(SecondInstance, ServiceThirtyOneOpensTheNameInCoreMemObject)
         // The receiver fills in the row it found, and it became the load format.
         const LONG bmpRow = run.Row("X.BMP");
         EXPECT_EQ(shared.RowWritten(), bmpRow);
-        ServiceCall idOfBmp;
-        idOfBmp.row = bmpRow;
-        ServiceCall current;
-        LONG_PTR ignored = 0;
-        ASSERT_TRUE(run.program.CallService(run.frame, kCurrentIds, &current, &ignored));
-        EXPECT_EQ(current.value, run.Service(kGetId, idOfBmp));
+        EXPECT_TRUE(LoadFormatIs(run, bmpRow));
     }
 }
 
@@ -367,18 +340,15 @@ TEST(ImageRecord, SetFlagSetsOnlyForOneTestFlagSeesAnyBitAndCopiesAreNewObjects)
         return run.Service(kTestFlag, test);
     };
     ASSERT_EQ(testFlag(kColor), 1);
-    run.SetFlag(window, kColor, 2);
-    EXPECT_EQ(testFlag(kColor), 0);
-    run.SetFlag(window, kColor, 1);
-    EXPECT_EQ(testFlag(kColor), 1);
-    run.SetFlag(window, kColor, -1);
-    EXPECT_EQ(testFlag(kColor), 0);
-    run.SetFlag(window, kModified | kUntitled, 1);
-    EXPECT_EQ(run.Attr(window, kFlags), kModified | kUntitled | kRaster);
-    EXPECT_EQ(testFlag(kColor | kUntitled), 1);
-    run.SetFlag(window, kModified | kUntitled, 0);
-    EXPECT_EQ(testFlag(kColor | kUntitled | kModified), 0);
-    EXPECT_EQ(run.Attr(window, kFlags), kRaster);
+    // Each step: the flags set with a value, then what a test of some flags sees and the flags.
+    std::string seen;
+    for (const auto& [mask, on, tested] : {std::tuple<LONG, LONG, LONG>{kColor, 2, kColor}, {kColor, 1, kColor},
+                                           {kColor, -1, kColor}, {kModified | kUntitled, 1, kColor | kUntitled},
+                                           {kModified | kUntitled, 0, kColor | kUntitled | kModified}}) {
+        run.SetFlag(window, mask, on);
+        seen += std::to_string(testFlag(tested)) + " " + std::to_string(run.Attr(window, kFlags)) + "; ";
+    }
+    EXPECT_EQ(seen, "0 16; 1 20; 0 16; 1 19; 0 16; ");
 
     // DIB, bitmap and palette: each copy is a new object, the record keeps its own.
     const int kGetDib = 4, kGetPalette = 6, kCopyDib = 7, kCopyBitmap = 8, kCopyPalette = 9;
@@ -407,71 +377,53 @@ TEST(ImageRecord, NewWindowHasNoImageAndTakesItsDepthFromABlankInfo)
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(WindowText(window), "Image1");
     // No load has run: the info is blank (unknown), so the depth is 4 and the image colour.
-    EXPECT_EQ(run.Attr(window, kFlags), kUntitled | kColor);
-    EXPECT_EQ(run.Attr(window, kBits), 4);
-    EXPECT_EQ(run.Attr(window, kFormat), -1);
-    EXPECT_EQ(run.Attr(window, kDib), 0);
-    EXPECT_EQ(run.Attr(window, kBitmap), 0);
+    EXPECT_EQ(run.Attrs(window, {kFlags, kBits, kFormat, kDib, kBitmap}), std::to_string(kUntitled | kColor) + " 4 -1 0 0");
 }
 
-TEST(ImageRecord, SetImageMarksModifiedDetectsGrayPalettesOnlyAndWithoutKeepUndoReusesTheRecord)
-{
-    const std::string path = WriteBmp("gray.bmp", ColourDib8());
-    CoreGuard guard({"keep_undo"});
-    SetCore("keep_undo", "0");
-    Session run(path);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
-    const LONG_PTR record = GetWindowLongPtrA(window, 0);
-    // A 24-bit image of gray pixels has no table to look at: it stays colour.
-    const LONG_PTR handle = run.SetImage(window, GrayPixelsDib24());
-    EXPECT_EQ(run.Attr(window, kDib), handle);
-    EXPECT_EQ(run.Attr(window, kFlags), kColor | kRaster | kModified);
-    EXPECT_EQ(GetWindowLongPtrA(window, 0), record);
-    EXPECT_EQ(GetWindowLongPtrA(window, sizeof(LONG_PTR)), 0);
-    // A gray table turns the colour image gray, and a gray image never turns colour here.
-    run.SetImage(window, GrayDib8());
-    EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
-    run.SetImage(window, ColourDib8());
-    EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
-    // The window follows the image's size.
-    RECT client{};
-    GetClientRect(window, &client);
-    EXPECT_EQ(client.right, kColourWidth);
-    EXPECT_EQ(client.bottom, kColourHeight);
-}
-
-TEST(ImageRecord, SetImageWithKeepUndoSwapsTheTwoRecords)
+TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayTablesOnlyAndKeepUndoDecidesWhetherTheRecordsSwap)
 {
     const std::string path = WriteBmp("undo.bmp", ColourDib8());
     CoreGuard guard({"keep_undo"});
-    SetCore("keep_undo", "1");
-    Session run(path);
-    HWND window = run.WaitForWindows(1);
-    ASSERT_NE(window, nullptr);
     const int undoWord = sizeof(LONG_PTR);
-    // Creation set the attributes in a first record; putting the loaded image
-    // in kept that (imageless) record in the undo word.
-    const LONG_PTR created = GetWindowLongPtrA(window, undoWord);
-    const LONG_PTR loaded = GetWindowLongPtrA(window, 0);
-    ASSERT_NE(loaded, 0);
-    ASSERT_NE(created, 0);
-    ASSERT_NE(created, loaded);
-    const LONG_PTR loadedDib = run.Attr(window, kDib);
-
-    run.SetImage(window, GrayPixelsDib24());
-    // The loaded record went to the undo word whole; the older one is reused as current.
-    EXPECT_EQ(GetWindowLongPtrA(window, 0), created);
-    EXPECT_EQ(GetWindowLongPtrA(window, undoWord), loaded);
-    EXPECT_NE(run.Attr(window, kDib), loadedDib);
-    // The new state inherits the attributes: depth and format of the load.
-    EXPECT_EQ(run.Attr(window, kBits), 8);
-    EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
-
-    run.SetImage(window, ColourDib8());
-    EXPECT_EQ(GetWindowLongPtrA(window, 0), loaded);
-    EXPECT_EQ(GetWindowLongPtrA(window, undoWord), created);
-    EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
+    for (bool keep : {false, true}) {
+        SetCore("keep_undo", keep ? "1" : "0");
+        Session run(path);
+        HWND window = run.WaitForWindows(1);
+        ASSERT_NE(window, nullptr);
+        // Creation set the attributes in a first record; putting the loaded
+        // image in kept that (imageless) record in the undo word, or let it go.
+        const LONG_PTR created = GetWindowLongPtrA(window, undoWord), loaded = GetWindowLongPtrA(window, 0);
+        ASSERT_NE(loaded, 0);
+        ASSERT_EQ(created != 0, keep);
+        ASSERT_NE(created, loaded);
+        const LONG_PTR loadedDib = run.Attr(window, kDib);
+        // A 24-bit image of gray pixels has no table to look at: it stays colour.
+        const LONG_PTR handle = run.SetImage(window, GrayPixelsDib24());
+        EXPECT_TRUE(!keep || handle != loadedDib);
+        EXPECT_EQ(run.Attr(window, kDib), handle);
+        // The new state inherits the attributes: depth and format of the load.
+        EXPECT_EQ(run.Attrs(window, {kFlags, kBits, kFormat}),
+                  std::to_string(kColor | kRaster | kModified) + " 8 " + std::to_string(run.Row("X.BMP")));
+        // With undo the loaded record went to the undo word whole and the older one is reused as
+        // current, and they swap again; without, the one record stays.
+        EXPECT_EQ(GetWindowLongPtrA(window, 0), keep ? created : loaded);
+        EXPECT_EQ(GetWindowLongPtrA(window, undoWord), keep ? loaded : 0);
+        run.SetImage(window, ColourDib8());
+        EXPECT_EQ(GetWindowLongPtrA(window, 0), loaded);
+        EXPECT_EQ(GetWindowLongPtrA(window, undoWord), keep ? created : 0);
+        EXPECT_EQ(run.Attr(window, kFormat), run.Row("X.BMP"));
+        if (keep)
+            continue;
+        // A gray table turns the colour image gray, and a gray image never turns colour here.
+        run.SetImage(window, GrayDib8());
+        EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
+        run.SetImage(window, ColourDib8());
+        EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
+        // The window follows the image's size.
+        RECT client{};
+        GetClientRect(window, &client);
+        EXPECT_EQ(std::to_string(client.right) + " x " + std::to_string(client.bottom), "200 x 120");
+    }
 }
 
 // The device bitmap a DIB gets under each screen_bitmaps value on this
@@ -499,12 +451,8 @@ TEST(ImageRecord, ScreenBitmapsDecidesWhichImagesGetADeviceBitmap)
         EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for16) << c.setting;
         // Left half red, right half blue, 20 by 10: painted through the device bitmap or without.
         run.SetImage(window, MakeDib(20, 10, 24, {}, [](int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; }));
-        Image shot;
         EXPECT_TRUE(Within(3000, [&] {
-            POINT at{0, 0};
-            ClientToScreen(window, &at);
-            return CaptureScreenRect(RECT{at.x, at.y, at.x + 20, at.y + 10}, &shot) &&
-                   shot.Count(RECT{0, 0, 10, 10}, 0xFF0000u) == 100 && shot.Count(RECT{10, 0, 20, 10}, 0x0000FFu) == 100;
+            return ClientShot(window, 20, 10) == Picture(20, 10, [](int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; });
         })) << c.setting;
         EXPECT_EQ(run.Attr(window, kBitmap) != 0, c.for24) << c.setting;
     }
@@ -512,7 +460,7 @@ TEST(ImageRecord, ScreenBitmapsDecidesWhichImagesGetADeviceBitmap)
 
 // ---- the end ------------------------------------------------------------------------------------
 
-TEST(Shutdown, ExitStoresTheCurrentFormatsInTheProfileStore)
+TEST(Shutdown, ExitAndTheEndOfTheSessionStoreTheCurrentFormatsForTheNextStart)
 {
     const std::string path = WriteBmp("formats.bmp", ColourDib8());
     CoreGuard guard({"load_proc", "save_proc"});
@@ -525,10 +473,7 @@ TEST(Shutdown, ExitStoresTheCurrentFormatsInTheProfileStore)
         dibRow = run.Row("X.DIB");
         ASSERT_NE(bmpRow, dibRow);
         // Exit asks nothing, even with an image open.
-        PostMessageA(run.frame, WM_COMMAND, 264, 0);
-        DWORD code = 0xFFFFFFFF;
-        ASSERT_TRUE(run.program.WaitForExit(5000, &code));
-        EXPECT_EQ(code, 0u);
+        ASSERT_TRUE(run.Exit());
     }
     // Decimal strings; anything else reads "<type N>".
     EXPECT_EQ(CoreValue("load_proc"), std::to_string(bmpRow));
@@ -537,30 +482,16 @@ TEST(Shutdown, ExitStoresTheCurrentFormatsInTheProfileStore)
     // The next start takes them up as its current formats.
     Session again;
     ASSERT_NE(again.frame, nullptr);
-    ServiceCall current;
-    LONG_PTR ignored = 0;
-    ASSERT_TRUE(again.program.CallService(again.frame, kCurrentIds, &current, &ignored));
-    ServiceCall bmp;
-    bmp.row = bmpRow;
-    EXPECT_EQ(current.value, again.Service(kGetId, bmp));
-}
-
-TEST(Shutdown, EndOfSessionWritesTheSettingsWithoutALoop)
-{
-    const std::string path = WriteBmp("session.bmp", ColourDib8());
-    CoreGuard guard({"load_proc", "save_proc"});
-    Session run(path);
-    ASSERT_NE(run.frame, nullptr);
-    ASSERT_NE(run.WaitForWindows(1), nullptr);
-    const LONG bmpRow = run.Row("X.BMP");
+    EXPECT_TRUE(LoadFormatIs(again, bmpRow));
+    ASSERT_NE(again.OpenFile(path), nullptr);
+    guard.Clear();
     // The frame asks its children; an image window lets the session end.
-    EXPECT_EQ(SendMessageA(run.frame, WM_QUERYENDSESSION, 0, 0), 1);
+    EXPECT_EQ(SendMessageA(again.frame, WM_QUERYENDSESSION, 0, 0), 1);
+    // A false end changes nothing; a true one writes at once, without a loop.
+    SendMessageA(again.frame, WM_ENDSESSION, FALSE, 0);
     EXPECT_EQ(CoreValue("load_proc"), "");
-    // A false end changes nothing; a true one writes at once.
-    SendMessageA(run.frame, WM_ENDSESSION, FALSE, 0);
-    EXPECT_EQ(CoreValue("load_proc"), "");
-    SendMessageA(run.frame, WM_ENDSESSION, TRUE, 0);
-    EXPECT_EQ(CoreValue("load_proc"), std::to_string(bmpRow));
+    SendMessageA(again.frame, WM_ENDSESSION, TRUE, 0);
+    EXPECT_EQ(CoreValue("load_proc") + " " + CoreValue("save_proc"), std::to_string(bmpRow) + " " + std::to_string(dibRow));
 }
 
 }  // namespace

@@ -42,19 +42,11 @@ std::vector<std::string> Values(const std::vector<BYTE>& bytes)
 std::vector<BYTE> JobText(const std::string& dir, bool xml)
 {
     const std::string out = dir + "/job.txt";
-    DeleteFileA(WindowsPath(out).c_str());
-    std::string command = "/bin/sh -c \"gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=txtwrite -dTextFormat=" +
-                          std::string(xml ? "1" : "3") + " -sOutputFile=" + out + ".part " + dir +
-                          "/out/kvcolour.ps && mv " + out + ".part " + out + "\"";
-    STARTUPINFOA start{sizeof start};
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &info))
+    if (RunUnix("gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=txtwrite -dTextFormat=" + std::string(xml ? "1" : "3") +
+                    " -sOutputFile=" + out + " " + dir + "/out/kvcolour.ps",
+                30000) != 0)
         return {};
-    CloseHandle(info.hProcess);
-    CloseHandle(info.hThread);
-    std::vector<BYTE> text;
-    Within(30000, [&] { return !(text = ReadBytes(WindowsPath(out))).empty(); });
-    return text;
+    return ReadBytes(WindowsPath(out));
 }
 std::vector<std::string> DialogValues(HWND dialog)
 {
@@ -72,10 +64,7 @@ void ChoosePrinter(Session& run, HWND info, int button, const std::string& queue
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(GetDlgItem(dialog, 1157), nullptr) << "the print dialog comes without the program's size fields";
     if (!queue.empty()) {
-        const std::vector<std::string> printers = ComboItems(dialog, kPrinterList);
-        const auto at = std::find(printers.begin(), printers.end(), queue);
-        ASSERT_NE(at, printers.end()) << "Wine offers no printer " << queue;
-        ASSERT_TRUE(SelectComboItem(dialog, kPrinterList, static_cast<int>(at - printers.begin())));
+        ASSERT_TRUE(ChooseItem(dialog, kPrinterList, queue));
     }
     Answer(dialog, queue.empty() ? IDCANCEL : IDOK);
     run.Settle();
