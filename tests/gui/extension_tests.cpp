@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
+#include <thread>
 
 #include "colour/error_diffusion.h"
 #include "colour/flat_cut.h"
@@ -198,6 +200,26 @@ TEST(FrameServices, LoadSaveCutsPaletteAndIdentityAnswerAsTheEngineAndTheOpenPat
         const BYTE* want = made[i] ? static_cast<BYTE*>(GlobalLock(made[i])) : nullptr;
         EXPECT_EQ(Made(run, int(items[i][0]), call), std::vector<BYTE>(want, want ? want + GlobalSize(made[i]) : want));
     }
+    // 29: the text on the System/Help bar. 49: Save As of the window; the call waits in the
+    // program while this thread answers its dialog and then serves the probe's reply.
+    ServiceCall status;
+    status.hasText = true;
+    status.text = "Colours counted";
+    run.Service(29, status);
+    EXPECT_EQ(WindowText(GetDlgItem(run.frame, 0x1234)), status.text);
+    const std::string savedAs = PathOf("saved_as.bmp");
+    DeleteFileA(savedAs.c_str());
+    std::atomic<LONG_PTR> answer{-1};
+    std::thread caller([&] { answer = run.Service(49, palette); });
+    if (HWND dialog = run.WaitForFileDialog()) {
+        Send(GetDlgItem(dialog, kNameField), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(savedAs.c_str()));
+        Answer(dialog, IDOK);
+    }
+    for (MSG message; answer == -1; Sleep(10))
+        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+    caller.join();
+    EXPECT_EQ(answer, 1);
+    EXPECT_EQ(DibImage(ReadBytes(savedAs), 14), DibImage(dib8));
     // 56: the program's name and its settings key.
     ServiceCall identity;
     identity.hasText = true;
