@@ -17,8 +17,9 @@
 
 namespace {
 const LONG kWidth = 576, kHeight = 720, kRowBytes = 72, kHeaderBytes = 512;
-// The longest file worth reading: every row at PackBits' worst plus slack.
-const DWORD kLongestFile = kHeaderBytes + kHeight * (kRowBytes + 2) + 4096;
+// The longest file worth reading: every byte of every row coded as a run of
+// one (two bytes each, PackBits' worst), plus slack for a trailer.
+const DWORD kLongestFile = kHeaderBytes + kHeight * kRowBytes * 2 + 4096;
 // Load-information fields as service attributes: four times their position.
 const LONG kInfoWidth = 8, kInfoHeight = 12, kInfoPlanes = 20, kInfoColors = 24, kInfoGray = 28,
            kInfoCompressed = 36, kInfoBits = 40, kInfoType = 44;
