@@ -407,22 +407,6 @@ TEST(DibNormalize, BitFieldsExpandToPlainPixels)
     GlobalFree(plain);
 }
 
-TEST(DibFixHeader, CompletesColourCountAndImageSizeInPlace)
-{
-    HGLOBAL mem = MakeDib(5, 3, 8, std::vector<RGBQUAD>(256, Quad(0, 0, 0)), Bytes(24, 0), BI_RGB, 0);
-    BITMAPINFOHEADER* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(mem));
-    h->biSizeImage = 0;
-    h->biClrImportant = 300;
-    GlobalUnlock(mem);
-    DIB_FixHeader(mem);
-    BITMAPINFOHEADER fixed;
-    DIB_GetInfo(mem, &fixed);
-    EXPECT_EQ(256u, fixed.biClrUsed);
-    EXPECT_EQ(256u, fixed.biClrImportant);
-    EXPECT_EQ(24u, fixed.biSizeImage);
-    GlobalFree(mem);
-}
-
 TEST(DibFix16, FiveFiveFiveBecomesTwentyFourBits)
 {
     // White, red, green, blue 1 (-> 8), blue 16 (-> 132), red 1 (-> 8).
