@@ -16,14 +16,31 @@
 
 namespace {
 
+struct Reader {
+    const char* name;  // the folder under crashers/ and the fuzz seeds
+    int (*load)(LPCSTR, HGLOBAL*);
+    size_t textsWhenLoaded;   // libtiff may warn about a file it still reads
+    size_t textsWhenRefused;  // at least this many; one at most (a question answered No is silent)
+    bool mayGiveNothing;      // a file without a picture loads as nothing
+    bool stops;               // a stop request ends a load (the others only keep the window alive)
+};
+
+const Reader kReaders[] = {
+    {"bmp", BMP_Load, 0, 1, false, false}, {"gif", GIF_Load, 0, 1, true, false}, {"jpeg", JPG_Load, 0, 1, false, false},
+    {"pcx", PCX_Load, 0, 0, false, true},  {"tga", TGA_Load, 0, 0, false, true}, {"tiff", TIF_Load, 1, 0, false, false},
+    {"sgi", SGI_Load, 0, 0, false, true},  {"ppm", PPM_Load, 0, 0, false, false}, {"ras", RAS_Load, 0, 0, false, true},
+    {"gen", GEN_Load, 0, 0, false, false}, {"hex", HEX_Load, 0, 0, false, false},
+    {"iff", IFF_Load, 0, 0, false, true},  {"pict", PCT_Load, 0, 1, false, false},
+    {"wpg", WPG_Load, 0, 0, false, false}, {"clp", CLP_Load, 0, 0, false, false},
+};
+
 // The reader of each corpus folder.
 int (*ReaderOf(const std::string& format))(LPCSTR, HGLOBAL*)
 {
-    const std::map<std::string, int (*)(LPCSTR, HGLOBAL*)> readers = {
-        {"bmp", BMP_Load}, {"dib", BMP_Load}, {"gif", GIF_Load}, {"pcx", PCX_Load}, {"tga", TGA_Load},
-        {"ras", RAS_Load}, {"sgi", SGI_Load}, {"pnm", PPM_Load}, {"jpeg", JPG_Load}, {"tiff", TIF_Load}};
-    auto r = readers.find(format);
-    return r == readers.end() ? nullptr : r->second;
+    const std::string name = format == "dib" ? "bmp" : format == "pnm" ? "ppm" : format;
+    for (const Reader& r : kReaders)
+        if (name == r.name) return r.load;
+    return nullptr;
 }
 
 // The transparent index of a GIF's control block before its first image, or -1.
@@ -133,24 +150,6 @@ TEST(Readers, CorpusFilesMeetTheirOutcomes)
         }
     SET_Reset();
 }
-
-struct Reader {
-    const char* name;  // the folder under crashers/ and the fuzz seeds
-    int (*load)(LPCSTR, HGLOBAL*);
-    size_t textsWhenLoaded;   // libtiff may warn about a file it still reads
-    size_t textsWhenRefused;  // at least this many; one at most (a question answered No is silent)
-    bool mayGiveNothing;      // a file without a picture loads as nothing
-    bool stops;               // a stop request ends a load (the others only keep the window alive)
-};
-
-const Reader kReaders[] = {
-    {"bmp", BMP_Load, 0, 1, false, false}, {"gif", GIF_Load, 0, 1, true, false}, {"jpeg", JPG_Load, 0, 1, false, false},
-    {"pcx", PCX_Load, 0, 0, false, true},  {"tga", TGA_Load, 0, 0, false, true}, {"tiff", TIF_Load, 1, 0, false, false},
-    {"sgi", SGI_Load, 0, 0, false, true},  {"ppm", PPM_Load, 0, 0, false, false}, {"ras", RAS_Load, 0, 0, false, true},
-    {"gen", GEN_Load, 0, 0, false, false}, {"hex", HEX_Load, 0, 0, false, false},
-    {"iff", IFF_Load, 0, 0, false, true},  {"pict", PCT_Load, 0, 1, false, false},
-    {"wpg", WPG_Load, 0, 0, false, false}, {"clp", CLP_Load, 0, 0, false, false},
-};
 
 // Loaded with a sound header, or refused with no block and one message at most.
 // A stop request (the user's, or a signal to the converter) ends a load that
