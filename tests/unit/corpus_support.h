@@ -1,6 +1,6 @@
 // Helpers of the format tests, which compare decodes with files written by
-// other programs: a SHA-256, the corpus manifest's rows and the expected
-// decodes kept beside test files, a decode in the form those references hash,
+// other programs: a SHA-256, the lines of the corpus manifest and of the
+// tables kept beside test files, a decode in the form those references hash,
 // the files of a folder, DIBs built in code, the texts of the boxes shown, a
 // load kept with copies of its header, table and pixels; and, for the tests
 // of the smaller formats, a locked view of a DIB and a fixture.
@@ -148,7 +148,22 @@ inline Bytes ReferenceSamples(HGLOBAL dib, bool alpha)
     return out;
 }
 
-// ---- the corpus manifest and the expected decodes -------------------------------------------
+// ---- tables of tab-separated cells ---------------------------------------------------------
+
+// The cells of each line of a file, without blank lines and # comments.
+inline std::vector<std::vector<std::string>> TsvLines(const std::string& path)
+{
+    std::vector<std::vector<std::string>> out;
+    const Bytes text = ReadWholeFile(path);
+    std::istringstream lines(std::string(text.begin(), text.end()));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream cells(line);
+        out.emplace_back();
+        for (std::string cell; std::getline(cells, cell, '\t');) out.back().push_back(cell);
+    }
+    return out;
+}
 
 struct ManifestRow {
     std::string path, format, kind, reference, mode;
@@ -159,41 +174,9 @@ struct ManifestRow {
 inline std::vector<ManifestRow> Manifest(const std::string& format)
 {
     std::vector<ManifestRow> rows;
-    Bytes text = ReadWholeFile(CorpusPath("manifest.tsv"));
-    std::istringstream lines(std::string(text.begin(), text.end()));
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::vector<std::string> col;
-        std::istringstream cells(line);
-        std::string cell;
-        while (std::getline(cells, cell, '\t')) col.push_back(cell);
-        if (col.size() < 6 || (!format.empty() && col[1] != format) || col[0] == "path") continue;
-        rows.push_back({col[0], col[1], col[2], col[4], col[5], col});
-    }
-    return rows;
-}
-
-struct ExpectedDecode {
-    std::string name, digest, mode;
-};
-
-// The lines of tests/data/<folder>/expected.tsv (file name, SHA-256 of its
-// decode, RGB or RGBA), without blank lines and # comments.
-inline std::vector<ExpectedDecode> ExpectedDecodes(const std::string& folder)
-{
-    std::vector<ExpectedDecode> rows;
-    Bytes list = ReadWholeFile(DataPath(folder + "/expected.tsv"));
-    std::istringstream lines(std::string(list.begin(), list.end()));
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream cells(line);
-        ExpectedDecode row;
-        std::getline(cells, row.name, '\t');
-        std::getline(cells, row.digest, '\t');
-        std::getline(cells, row.mode, '\t');
-        rows.push_back(row);
-    }
+    for (const std::vector<std::string>& col : TsvLines(CorpusPath("manifest.tsv")))
+        if (col.size() >= 6 && (format.empty() || col[1] == format) && col[0] != "path")
+            rows.push_back({col[0], col[1], col[2], col[4], col[5], col});
     return rows;
 }
 
@@ -359,19 +342,6 @@ struct DibView {
     // Row y counted from the top of the picture.
     BYTE* Top(LONG y) const { return pixels + static_cast<size_t>(h->biHeight - 1 - y) * stride; }
     Bytes TopRow(LONG y, size_t n) const { return Bytes(Top(y), Top(y) + n); }
-    // The pixel (x, y from the top) as an index, or blue-green-red(-alpha) bytes packed little-endian.
-    uint32_t At(LONG x, LONG y) const
-    {
-        const BYTE* r = Top(y);
-        switch (h->biBitCount) {
-        case 1: return (r[x >> 3] >> (7 - (x & 7))) & 1;
-        case 4: return (x & 1) ? r[x >> 1] & 15 : r[x >> 1] >> 4;
-        case 8: return r[x];
-        case 24: return r[3 * x] | r[3 * x + 1] << 8 | r[3 * x + 2] << 16;
-        case 32: return r[4 * x] | r[4 * x + 1] << 8 | r[4 * x + 2] << 16 | static_cast<uint32_t>(r[4 * x + 3]) << 24;
-        default: return 0;
-        }
-    }
 };
 
 // Frees a DIB at the end of a scope, after the views declared behind it.

@@ -68,15 +68,10 @@ Dib ReadDib(HGLOBAL mem)
     return d;
 }
 
-bool SameQuad(const RGBQUAD& a, const RGBQUAD& b)
-{
-    return a.rgbBlue == b.rgbBlue && a.rgbGreen == b.rgbGreen && a.rgbRed == b.rgbRed && a.rgbReserved == b.rgbReserved;
-}
-
 void ExpectTable(const std::vector<RGBQUAD>& expected, const std::vector<RGBQUAD>& actual)
 {
     ASSERT_EQ(expected.size(), actual.size());
-    for (size_t i = 0; i < expected.size(); i++) EXPECT_TRUE(SameQuad(expected[i], actual[i])) << "entry " << i;
+    EXPECT_EQ(0, expected.empty() ? 0 : memcmp(expected.data(), actual.data(), 4 * expected.size()));
 }
 
 RGBQUAD Gray(BYTE g) { return RGBQUAD{g, g, g, 0}; }
@@ -108,60 +103,50 @@ TEST(DibHeader, ColourCountsFollowClrUsedDepthAndCoreForm)
     }
 }
 
-TEST(DibToGray, IndexDepthsKeepPixelsAndGrayTheirTable)
+TEST(DibToGray, IndexDepthsGrayTheirTableAndDeepDepthsBecomeEightBitGray)
 {
     // Grays by the luminance tables: red 77, green 150, blue 28, white 255,
     // (10,20,30) -> 3+12+3 = 18, (128,64,32) -> 38+38+4 = 80.
-    std::vector<RGBQUAD> colours = {Quad(255, 0, 0), Quad(0, 255, 0), Quad(0, 0, 255), Quad(255, 255, 255),
-                                    Quad(10, 20, 30), Quad(128, 64, 32)};
-    std::vector<RGBQUAD> grays = {Gray(77), Gray(150), Gray(28), Gray(255), Gray(18), Gray(80)};
-    const int depths[] = {1, 4, 8};
-    for (int bits : depths) {
-        size_t n = bits == 1 ? 2 : colours.size();
-        std::vector<RGBQUAD> table(colours.begin(), colours.begin() + static_cast<long>(n));
-        Bytes pixels = {0x5A, 0x13, 0xC4, 0x00, 0xA5, 0x31, 0x02, 0x00};  // 2 rows of 4 bytes
-        if (bits == 8) pixels = {0, 5, 3, 1, 4, 2, 2, 0};
-        HGLOBAL src = MakeDib(bits == 8 ? 4 : 3, 2, bits, table, pixels);
-        HGLOBAL gray = DIB_ToGray(src);
-        ASSERT_NE(nullptr, gray) << bits;
-        Dib d = ReadDib(gray);
-        EXPECT_EQ(bits, d.h.biBitCount);
-        EXPECT_EQ(static_cast<DWORD>(n), d.h.biClrUsed);
-        EXPECT_EQ(pixels, d.pixels) << bits;
-        ExpectTable(std::vector<RGBQUAD>(grays.begin(), grays.begin() + static_cast<long>(n)), d.table);
-        // The source is left alone.
-        EXPECT_TRUE(SameQuad(colours[0], ReadDib(src).table[0]));
-        GlobalFree(gray);
-        GlobalFree(src);
-    }
-}
-
-TEST(DibToGray, DeepDepthsBecomeEightBitGray)
-{
+    const std::vector<RGBQUAD> colours = {Quad(255, 0, 0), Quad(0, 255, 0), Quad(0, 0, 255), Quad(255, 255, 255),
+                                          Quad(10, 20, 30), Quad(128, 64, 32)};
+    const std::vector<RGBQUAD> grays = {Gray(77), Gray(150), Gray(28), Gray(255), Gray(18), Gray(80)};
     std::vector<RGBQUAD> ramp;
     for (int i = 0; i < 256; i++) ramp.push_back(Gray(static_cast<BYTE>(i)));
+    const Bytes packed = {0x5A, 0x13, 0xC4, 0x00, 0xA5, 0x31, 0x02, 0x00};  // 2 rows of 4 bytes
     struct Case {
         LONG width, height;
         int bits;
+        size_t entries;  // of the colours above; none: a deep image
         Bytes pixels, gray;
     } cases[] = {
+        // Index depths keep their pixels; only the table turns gray.
+        {3, 2, 1, 2, packed, packed},
+        {3, 2, 4, 6, packed, packed},
+        {4, 2, 8, 6, {0, 5, 3, 1, 4, 2, 2, 0}, {0, 5, 3, 1, 4, 2, 2, 0}},
         // 24 bits: red, green, blue, (128,64,32) in one row of 4, then white.
-        {4, 2, 24, {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {77, 150, 28, 80, 255, 0, 0, 0}},
+        {4, 2, 24, 0, {0, 0, 255, 0, 255, 0, 255, 0, 0, 32, 64, 128, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {77, 150, 28, 80, 255, 0, 0, 0}},
         // 32 bits: the fourth byte plays no part.
-        {2, 1, 32, {30, 20, 10, 0xFF, 255, 255, 255, 0x00}, {18, 255, 0, 0}},
+        {2, 1, 32, 0, {30, 20, 10, 0xFF, 255, 255, 255, 0x00}, {18, 255, 0, 0}},
         // 16 bits, 5-5-5: (31,16,1) widens to (255,132,8): 77 + 78 + 1 = 156;
         // (0,0,31) -> blue 255 -> 28.
-        {2, 1, 16, {0x01, 0x7E, 0x1F, 0x00}, {156, 28, 0, 0}},
+        {2, 1, 16, 0, {0x01, 0x7E, 0x1F, 0x00}, {156, 28, 0, 0}},
     };
     for (const Case& c : cases) {
-        HGLOBAL gray = DIB_ToGray(Scoped{MakeDib(c.width, c.height, c.bits, {}, c.pixels)});
+        const std::vector<RGBQUAD> table(colours.begin(), colours.begin() + static_cast<long>(c.entries));
+        HGLOBAL src = MakeDib(c.width, c.height, c.bits, table, c.pixels);
+        HGLOBAL gray = DIB_ToGray(src);
         ASSERT_NE(nullptr, gray) << c.bits;
         Dib d = ReadDib(gray);
-        EXPECT_EQ(8, d.h.biBitCount) << c.bits;
-        EXPECT_EQ(256u, d.h.biClrUsed) << c.bits;
-        ExpectTable(ramp, d.table);
+        EXPECT_EQ(c.entries ? c.bits : 8, d.h.biBitCount) << c.bits;
+        EXPECT_EQ(c.entries ? c.entries : 256u, d.h.biClrUsed) << c.bits;
+        ExpectTable(c.entries ? std::vector<RGBQUAD>(grays.begin(), grays.begin() + static_cast<long>(c.entries)) : ramp, d.table);
         EXPECT_EQ(c.gray, d.pixels) << c.bits;
+        // The source is left alone.
+        Dib before = ReadDib(src);
+        EXPECT_EQ(c.pixels, before.pixels) << c.bits;
+        ExpectTable(table, before.table);
         GlobalFree(gray);
+        GlobalFree(src);
     }
 }
 
@@ -405,22 +390,6 @@ TEST(DibNormalize, BitFieldsExpandToPlainPixels)
     EXPECT_EQ(expected, ReadDib(norm).pixels);
     GlobalFree(norm);
     GlobalFree(plain);
-}
-
-TEST(DibFixHeader, CompletesColourCountAndImageSizeInPlace)
-{
-    HGLOBAL mem = MakeDib(5, 3, 8, std::vector<RGBQUAD>(256, Quad(0, 0, 0)), Bytes(24, 0), BI_RGB, 0);
-    BITMAPINFOHEADER* h = static_cast<BITMAPINFOHEADER*>(GlobalLock(mem));
-    h->biSizeImage = 0;
-    h->biClrImportant = 300;
-    GlobalUnlock(mem);
-    DIB_FixHeader(mem);
-    BITMAPINFOHEADER fixed;
-    DIB_GetInfo(mem, &fixed);
-    EXPECT_EQ(256u, fixed.biClrUsed);
-    EXPECT_EQ(256u, fixed.biClrImportant);
-    EXPECT_EQ(24u, fixed.biSizeImage);
-    GlobalFree(mem);
 }
 
 TEST(DibFix16, FiveFiveFiveBecomesTwentyFourBits)

@@ -140,15 +140,13 @@ TEST(DiffusionKernel, TapsRoundTruncateAndStopAtTheEdges)
 
 // ---- rows, clamp, loading -----------------------------------------------------------
 
-TEST_F(Diffusion, RowsAreZeroedRotateAndReportAFailedAllocationOnce)
+TEST_F(Diffusion, RowsRotateAndRowsThatCannotBeHadAreReportedOnce)
 {
     DitherCell** rows = CLR_AllocRows(3, 4);
     ASSERT_NE(rows, nullptr);
     DitherCell* r0 = rows[0];
     DitherCell* r1 = rows[1];
     DitherCell* r2 = rows[2];
-    for (int i = 0; i < 3; i++)
-        for (int x = 0; x < 4; x++) EXPECT_TRUE(rows[i][x].red == 0 && rows[i][x].green == 0 && rows[i][x].blue == 0);
     CLR_RotateRows(rows, 3);
     EXPECT_TRUE(rows[0] == r1 && rows[1] == r2 && rows[2] == r0);
     CLR_FreeRows(rows, 3);
@@ -160,11 +158,16 @@ TEST_F(Diffusion, RowsAreZeroedRotateAndReportAFailedAllocationOnce)
     EXPECT_EQ(CLR_AllocRows(3, 4), nullptr);
     ASSERT_EQ(HDL_Boxes().size(), 1U);
     EXPECT_EQ(HDL_Boxes()[0].text, "Not enough memory to perform operation");
-}
 
-TEST_F(Diffusion, RowsThatCannotBeHadFailFlatDitherWithTwoReports)
-{
+    // No rows at all: the dither to a palette fails with that report; Flat Cut
+    // adds its own and closes the thermometer.
     CLR_SetRowsMemoryGate([](SIZE_T) { return 0; });
+    HDL_ClearBoxes();
+    int ok = 1;
+    ToPalette(Dib24(Flat(2, 2, {5, 5, 5})), Destination(2, 2, 8, kMono), 0, &ok);
+    EXPECT_EQ(ok, 0);
+    EXPECT_EQ(HDL_Boxes().size(), 1U);
+    HDL_ClearBoxes();
     CLR_SetFlatProgress(1);
     EXPECT_TRUE(FlatDither(Dib24(Flat(3, 2, {1, 2, 3})), 8).empty());
     EXPECT_EQ(HDL_Boxes().size(), 2U);
@@ -205,38 +208,39 @@ TEST_F(Diffusion, FlatDitherGoldenImagesMatchByteForByte)
     }
 }
 
-// Gray 100 on 3 x 2 to black and white with Floyd-Steinberg, serpentine:
-// line 0, forward: 100 -> 0, error 100: right 43, below 31, below right 6.
-//   143 -> 1, error -112: right -49, below left -21, below -35, below right -7.
-//   51 -> 0, error 51: below left 9, below 15.  Line 1 errors: 10, -20, 8.
-// line 1, reverse: column 2: 108 -> 0, error 108 sends 47 to column 1;
-//   column 1: 100 - 20 + 47 = 127 -> 0, error 127 sends 55 to column 0;
-//   column 0: 100 + 10 + 55 = 165 -> 1.
-// Without the serpentine or without the mirror, line 1 would be 0, 1, 0.
-TEST_F(Diffusion, FlatDitherFloydSteinbergByHandRunsSerpentine)
+// Gray to black and white, worked by hand.
+TEST_F(Diffusion, FlatDitherByHandToBlackAndWhite)
 {
-    Bytes want = Header(3, 2, 1, 2);
-    PutTable(want, kMono);
-    want.insert(want.end(), {0x40, 0, 0, 0, 0x80, 0, 0, 0});
-    EXPECT_EQ(FirstDifference(FlatDither(Dib24(Flat(3, 2, {100, 100, 100})), 1), want), "");
-}
-
-// The same image with dither_type 8: the error -112 of the middle pixel is not
-// passed on; line 1 gets 31, 24, 31. Reverse: 131 -> 1 (its -125 is dropped),
-// 124 -> 0 sending 54, 185 -> 1.
-TEST_F(Diffusion, DitherType8KeepsWorkingWithoutAListEntry)
-{
-    SET_Put(SET_DITHER_TYPE, 8);
-    Bytes got = FlatDither(Dib24(Flat(3, 2, {100, 100, 100})), 1);
-    EXPECT_EQ(Pixels(got), (Bytes{0x40, 0, 0, 0, 0xA0, 0, 0, 0}));
-}
-
-TEST_F(Diffusion, FlatDitherHalftoneOnMidGrayFollowsTheMatrix)
-{
-    // 128 + 16 m: bit 1 where m >= 0 (m = -7 gives 16, m = 0 gives 128).
-    SET_Put(SET_DITHER_TYPE, 0);
-    Bytes got = FlatDither(Dib24(Flat(4, 4, {128, 128, 128})), 1);
-    EXPECT_EQ(Pixels(got), (Bytes{0x50, 0, 0, 0, 0xA0, 0, 0, 0, 0x50, 0, 0, 0, 0xE0, 0, 0, 0}));
+    const struct {
+        int ditherType;  // -1: the first start's default
+        LONG width, height;
+        BYTE gray;
+        Bytes pixels;
+    } cases[] = {
+        // Gray 100 on 3 x 2 with Floyd-Steinberg, serpentine:
+        // line 0, forward: 100 -> 0, error 100: right 43, below 31, below right 6.
+        //   143 -> 1, error -112: right -49, below left -21, below -35, below right -7.
+        //   51 -> 0, error 51: below left 9, below 15.  Line 1 errors: 10, -20, 8.
+        // line 1, reverse: column 2: 108 -> 0, error 108 sends 47 to column 1;
+        //   column 1: 100 - 20 + 47 = 127 -> 0, error 127 sends 55 to column 0;
+        //   column 0: 100 + 10 + 55 = 165 -> 1.
+        // Without the serpentine or without the mirror, line 1 would be 0, 1, 0.
+        {-1, 3, 2, 100, {0x40, 0, 0, 0, 0x80, 0, 0, 0}},
+        // dither_type 8 has no list entry and still works: the error -112 of the
+        // middle pixel is not passed on; line 1 gets 31, 24, 31. Reverse: 131 -> 1
+        // (its -125 is dropped), 124 -> 0 sending 54, 185 -> 1.
+        {8, 3, 2, 100, {0x40, 0, 0, 0, 0xA0, 0, 0, 0}},
+        // The halftone on 128 + 16 m: bit 1 where m >= 0 (m = -7 gives 16, m = 0 gives 128).
+        {0, 4, 4, 128, {0x50, 0, 0, 0, 0xA0, 0, 0, 0, 0x50, 0, 0, 0, 0xE0, 0, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        if (c.ditherType >= 0) SET_Put(SET_DITHER_TYPE, c.ditherType);
+        Bytes want = Header(c.width, c.height, 1, 2);
+        PutTable(want, kMono);
+        want.insert(want.end(), c.pixels.begin(), c.pixels.end());
+        EXPECT_EQ(FirstDifference(FlatDither(Dib24(Flat(c.width, c.height, {c.gray, c.gray, c.gray})), 1), want), "")
+            << c.ditherType;
+    }
 }
 
 TEST_F(Diffusion, ReverseLineWithOddWidthStartsInTheHighNibbleOfItsLastByte)
@@ -287,15 +291,6 @@ TEST_F(Diffusion, DitherToPaletteReportsPositionsAfterEarlierPasses)
     // 20 + y + 1 for y = 0, 16 and the last line.
     EXPECT_EQ(HDL_ThermometerCalls(),
               (std::vector<std::string>{"update 21 52", "update 37 92", "update 40 100", "close"}));
-}
-
-TEST_F(Diffusion, DitherToPaletteFailsWhenRowsCannotBeHad)
-{
-    CLR_SetRowsMemoryGate([](SIZE_T) { return 0; });
-    int ok = 1;
-    ToPalette(Dib24(Flat(2, 2, {5, 5, 5})), Destination(2, 2, 8, kMono), 0, &ok);
-    EXPECT_EQ(ok, 0);
-    EXPECT_EQ(HDL_Boxes().size(), 1U);
 }
 
 TEST_F(Diffusion, PaletteServiceDitherPicksDepthByColourCountAndKeepsTheHeader)

@@ -152,10 +152,8 @@ TEST_F(Jpeg, ColourAndGrayImagesRoundTrip)
     Load(path, l);
     ASSERT_EQ(1, l.result);
     EXPECT_TRUE(l.texts.empty());
-    EXPECT_EQ(24, l.h.biBitCount);
-    EXPECT_EQ(32, l.h.biWidth);
-    EXPECT_EQ(16, l.h.biHeight);
-    EXPECT_EQ(0u, l.h.biClrUsed);
+    EXPECT_EQ("24 32 16 0", std::to_string(l.h.biBitCount) + " " + std::to_string(l.h.biWidth) + " " +
+                                std::to_string(l.h.biHeight) + " " + std::to_string(l.h.biClrUsed));
     for (LONG y = 0; y < 16; y++)
         for (LONG x = 0; x < 32; x++)
             for (int c = 0; c < 3 && (x < 15 || x > 16); c++)  // 15 and 16 share the blocks' chroma
@@ -435,21 +433,22 @@ TEST_F(Jpeg, PicAndKqpReadOnlyPlainJfifAndWriteIt)
     Loaded jpg;
     Load(pic, jpg);
     EXPECT_EQ(1, jpg.result);  // the JPG row reads it
-    Loaded refused;
-    LoadWith(PIC_Load, pic, refused);
-    EXPECT_EQ(0, refused.result);
-    EXPECT_EQ(std::vector<std::string>{"Illegal or Unsupported PIC file format"}, refused.texts);
-    ASSERT_TRUE(WriteWholeFile(pic, Bytes(64, 7)));
-    Loaded other;
-    LoadWith(KQP_Load, pic, other);
-    EXPECT_EQ(0, other.result);
-    EXPECT_EQ(std::vector<std::string>{"Illegal or Unsupported KQP file format"}, other.texts);
-    // The messages of the JPEG layer name the row: a damaged JFIF file as PIC.
-    Bytes cut(file.begin(), file.begin() + file.size() / 2);
-    ASSERT_TRUE(WriteWholeFile(pic, cut));
-    Loaded damaged;
-    LoadWith(PIC_Load, pic, damaged);
-    EXPECT_EQ(std::vector<std::string>{"Incomplete PIC file, cannot load"}, damaged.texts);
+    // Refused: that file as PIC, anything else as KQP; the messages of the JPEG
+    // layer name the row: a damaged JFIF file as PIC.
+    const struct {
+        int (*load)(LPCSTR, HGLOBAL*);
+        Bytes file;
+        const char* text;
+    } refusals[] = {{PIC_Load, app1, "Illegal or Unsupported PIC file format"},
+                    {KQP_Load, Bytes(64, 7), "Illegal or Unsupported KQP file format"},
+                    {PIC_Load, Bytes(file.begin(), file.begin() + file.size() / 2), "Incomplete PIC file, cannot load"}};
+    for (const auto& r : refusals) {
+        ASSERT_TRUE(WriteWholeFile(pic, r.file));
+        Loaded refused;
+        LoadWith(r.load, pic, refused);
+        EXPECT_EQ(0, refused.result);
+        EXPECT_EQ(std::vector<std::string>{r.text}, refused.texts);
+    }
     GlobalFree(dib);
     remove(pic.c_str());
 }

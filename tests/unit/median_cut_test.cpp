@@ -157,37 +157,31 @@ TEST_F(OptimizedCut, DominantFirstColourNeverStopsTheWalk)
 
 TEST_F(OptimizedCut, LaterBoxRefusedKeepsAValidPaletteWithFewerColours)
 {
-    auto image = [] { return Row24({{{0, 0, 0}, 1}, {{248, 0, 0}, 1}, {{248, 248, 0}, 1}}); };
-    {
-        Refusal refuse(CUT_MEM_BOX, 3);  // the second split's box
-        Cut cut = RunCut(image(), 16, 0);
+    const struct {
+        int box, count, dither;
+        std::vector<Rgb> entries;  // the first ones; the rest stay black
+        Bytes pixels;              // the first ones
+    } cases[] = {
+        // The second split's box: two entries of 16.
+        {3, 16, 0, {{120, 120, 0}, {248, 0, 0}}, {0x01, 0x00}},
+        // With dither the left-over black entries take part: black finds entry
+        // 2 (the first exact match), and (248,248,0) is nearer (248,0,0).
+        {3, 16, 1, {{120, 120, 0}, {248, 0, 0}}, {0x21, 0x10}},
+        // The first split's box: one entry, the mean of all.
+        {2, 256, 0, {{160, 80, 0}}, {0, 0, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        Refusal refuse(CUT_MEM_BOX, c.box);
+        Cut cut = RunCut(Row24({{{0, 0, 0}, 1}, {{248, 0, 0}, 1}, {{248, 248, 0}, 1}}), c.count, c.dither);
         ASSERT_FALSE(cut.bytes.empty());
         ASSERT_EQ(1u, HDL_Boxes().size());
         EXPECT_EQ("Not enough memory to perform full color reduction", HDL_Boxes()[0].text);
-        EXPECT_EQ(16u, cut.header()->biClrUsed);
-        ExpectEntry(cut, 0, 120, 120, 0);
-        ExpectEntry(cut, 1, 248, 0, 0);
-        for (int i = 2; i < 16; i++) ExpectEntry(cut, i, 0, 0, 0);
-        EXPECT_EQ(0x01, cut.pixels()[0]);
-        EXPECT_EQ(0x00, cut.pixels()[1]);
-    }
-    {
-        // With dither the left-over black entries take part: black finds entry
-        // 2 (the first exact match), and (248,248,0) is nearer (248,0,0).
-        Refusal refuse(CUT_MEM_BOX, 3);
-        Cut cut = RunCut(image(), 16, 1);
-        ASSERT_FALSE(cut.bytes.empty());
-        EXPECT_EQ(0x21, cut.pixels()[0]);
-        EXPECT_EQ(0x10, cut.pixels()[1]);
-    }
-    {
-        Refusal refuse(CUT_MEM_BOX, 2);  // the first split's box: one entry, the mean of all
-        Cut cut = RunCut(image(), 256, 0);
-        ASSERT_FALSE(cut.bytes.empty());
-        EXPECT_EQ(1u, HDL_Boxes().size());
-        ExpectEntry(cut, 0, 160, 80, 0);
-        for (int i = 1; i < 256; i++) ExpectEntry(cut, i, 0, 0, 0);
-        EXPECT_EQ(0, memcmp(cut.pixels(), "\0\0\0\0", 4));
+        EXPECT_EQ(static_cast<DWORD>(c.count), cut.header()->biClrUsed);
+        for (int i = 0; i < c.count; i++) {
+            const Rgb e = i < static_cast<int>(c.entries.size()) ? c.entries[i] : Rgb{0, 0, 0};
+            ExpectEntry(cut, i, static_cast<BYTE>(e.r), static_cast<BYTE>(e.g), static_cast<BYTE>(e.b));
+        }
+        EXPECT_EQ(c.pixels, Bytes(cut.pixels(), cut.pixels() + c.pixels.size())) << c.box << " " << c.dither;
     }
 }
 
