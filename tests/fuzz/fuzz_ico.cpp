@@ -4,8 +4,6 @@
 #include "formats/ico.h"
 #include "fuzz_support.h"
 
-#include <string>
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.ico");

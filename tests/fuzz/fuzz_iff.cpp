@@ -2,8 +2,6 @@
 // accepts is written back (always 24 planes) and must read back the same.
 #include "fuzz_support.h"
 
-#include <string>
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.iff");

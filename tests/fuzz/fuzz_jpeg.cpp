@@ -1,17 +1,8 @@
 // Fuzzes the JPEG layer with arbitrary files: the file facts, then the load.
 // A failed load shows exactly one message and leaves no image; every image it
 // accepts is a well-formed 8-bit gray or 24-bit DIB of the size the facts gave.
-#include "cli/headless.h"
-#include "formats/codec_runtime.h"
-#include "formats/formats.h"
-#include "platform/dib.h"
 #include "platform/jpeg.h"
 #include "fuzz_support.h"
-
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,8 +1,6 @@
 // Fuzzes the PICT reader with arbitrary files.
 #include "fuzz_support.h"
 
-#include <string>
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.pct");

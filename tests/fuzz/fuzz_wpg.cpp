@@ -2,8 +2,6 @@
 // written back at its depth and must read back to the same pixels and table.
 #include "fuzz_support.h"
 
-#include <string>
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string in = FuzzScratch("in.wpg");

@@ -1,23 +1,8 @@
 // The BMP, DIB and RLE reader and writer: header forms, refusals and their
 // messages, truncated and hostile files, round trips through every row, the
 // writer's exact bytes, and the corpus of files written by other programs.
-#include "cli/headless.h"
 #include "corpus_support.h"
 #include "formats/bmp.h"
-#include "formats/codec_runtime.h"
-#include "formats/formats.h"
-#include "platform/dib.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -6,10 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
 std::vector<unsigned char> Bytes(std::initializer_list<unsigned char> list) { return list; }

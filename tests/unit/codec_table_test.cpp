@@ -2,17 +2,13 @@
 // the shared corpus and of other writers against their reference decodes;
 // inputs that once broke a reader and the seeds its fuzzer starts from (some
 // broken on purpose); writes into no folder or onto a full disk.
-#include <gtest/gtest.h>
 
-#include "core/messages.h"
 #include "core/settings.h"
 #include "corpus_support.h"
 #include "formats/format_table.h"
-#include "formats/formats.h"
 #include "test_support.h"
 
 #include <map>
-#include <sstream>
 
 namespace {
 

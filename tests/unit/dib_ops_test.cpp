@@ -310,73 +310,58 @@ TEST(DibRecompress, EncodedImagesDecodeToTheSamePixels)
 
 TEST(DibNormalize, TopDownLongHeadersDeepTablesAndShortBlocksComeIntoForm)
 {
-    // Top-down rows are turned bottom-up.
-    HGLOBAL td = DIB_Normalize(MakeDib(2, -2, 8, {Quad(0, 0, 0)}, {1, 2, 0, 0, 3, 4, 0, 0}));
-    ASSERT_NE(nullptr, td);
-    DIB_FixHeader(td);
-    Dib a = ReadDib(td);
-    EXPECT_EQ(2, a.h.biHeight);
-    EXPECT_EQ((Bytes{3, 4, 0, 0, 1, 2, 0, 0}), a.pixels);
-    GlobalFree(td);
-
-    // A 24-bit image loses its colour table.
-    HGLOBAL deep = DIB_Normalize(MakeDib(1, 1, 24, {Quad(1, 2, 3), Quad(4, 5, 6)}, {7, 8, 9, 0}));
-    ASSERT_NE(nullptr, deep);
-    DIB_FixHeader(deep);
-    Dib b = ReadDib(deep);
-    EXPECT_EQ(0u, b.h.biClrUsed);
-    EXPECT_EQ((Bytes{7, 8, 9, 0}), b.pixels);
-    EXPECT_EQ(44u, GlobalSize(deep));
-    GlobalFree(deep);
-
-    // A 124-byte header shrinks to 40; planes become 1.
+    auto block = [](const Bytes& bytes) {
+        HGLOBAL mem = GlobalAlloc(GHND, bytes.size());
+        memcpy(GlobalLock(mem), bytes.data(), bytes.size());
+        GlobalUnlock(mem);
+        return mem;
+    };
     Bytes v5(124 + 4, 0);
-    BITMAPINFOHEADER h = {124, 1, 1, 3, 24, BI_RGB, 4, 0, 0, 0, 0};
+    const BITMAPINFOHEADER h = {124, 1, 1, 3, 24, BI_RGB, 4, 0, 0, 0, 0};
     memcpy(v5.data(), &h, sizeof h);
-    v5[124] = 0x11;
-    v5[125] = 0x22;
-    v5[126] = 0x33;
-    HGLOBAL mem = GlobalAlloc(GHND, v5.size());
-    memcpy(GlobalLock(mem), v5.data(), v5.size());
-    GlobalUnlock(mem);
-    HGLOBAL v = DIB_Normalize(mem);
-    ASSERT_NE(nullptr, v);
-    DIB_FixHeader(v);
-    Dib c = ReadDib(v);
-    EXPECT_EQ(40u, c.h.biSize);
-    EXPECT_EQ(1, c.h.biPlanes);
-    EXPECT_EQ((Bytes{0x11, 0x22, 0x33, 0}), c.pixels);
-    GlobalFree(v);
-
-    // A block short of its pixels is refused, whatever its form.
-    EXPECT_EQ(nullptr, DIB_Normalize(MakeDib(4, 2, 8, {Quad(0, 0, 0)}, {1, 2, 3, 4, 5, 6, 7})));
-    EXPECT_EQ(nullptr, DIB_Normalize(MakeDib(4, -2, 8, {Quad(0, 0, 0)}, {1, 2, 3, 4, 5, 6, 7})));
-    HGLOBAL shortPlain = MakeDib(4, 2, 8, {Quad(0, 0, 0)}, {1, 2, 3, 4, 5, 6, 7});
+    v5[124] = 0x11, v5[125] = 0x22, v5[126] = 0x33;
+    const Bytes seven = {1, 2, 3, 4, 5, 6, 7};
+    const struct {
+        HGLOBAL dib;
+        Bytes pixels;  // the rows from the bottom; none: refused (and freed)
+        SIZE_T size;   // of the block when checked
+    } cases[] = {
+        // Top-down rows are turned bottom-up.
+        {MakeDib(2, -2, 8, {Quad(0, 0, 0)}, {1, 2, 0, 0, 3, 4, 0, 0}), {3, 4, 0, 0, 1, 2, 0, 0}, 0},
+        // A 24-bit image loses its colour table.
+        {MakeDib(1, 1, 24, {Quad(1, 2, 3), Quad(4, 5, 6)}, {7, 8, 9, 0}), {7, 8, 9, 0}, 44},
+        // A 124-byte header shrinks to 40; planes become 1.
+        {block(v5), {0x11, 0x22, 0x33, 0}, 44},
+        // A block short of its pixels is refused, whatever its form; so is junk.
+        {MakeDib(4, 2, 8, {Quad(0, 0, 0)}, seven), {}, 0},
+        {MakeDib(4, -2, 8, {Quad(0, 0, 0)}, seven), {}, 0},
+        {block({12, 0, 0, 0, 1, 0, 2, 0, 1, 0, 24, 0, 1, 2, 3, 0}), {}, 0},
+        {GlobalAlloc(GHND, 30), {}, 0},
+    };
+    for (const auto& c : cases) {
+        HGLOBAL norm = DIB_Normalize(c.dib);
+        ASSERT_EQ(c.pixels.empty(), norm == nullptr);
+        if (!norm) continue;
+        DIB_FixHeader(norm);
+        const Dib d = ReadDib(norm);
+        EXPECT_EQ((std::vector<LONG>{40, 1, d.h.biBitCount == 24 ? 1 : 2}),
+                  (std::vector<LONG>{LONG(d.h.biSize), d.h.biPlanes, d.h.biHeight}));
+        EXPECT_EQ(c.pixels, d.pixels);
+        if (c.size) {
+            EXPECT_EQ(c.size, GlobalSize(norm));
+        }
+        GlobalFree(norm);
+    }
+    Scoped shortPlain{MakeDib(4, 2, 8, {Quad(0, 0, 0)}, seven)};
     EXPECT_EQ(nullptr, DIB_Recompress(shortPlain, 0, BI_RGB));
-    GlobalFree(shortPlain);
-    Bytes shortCore = {12, 0, 0, 0, 1, 0, 2, 0, 1, 0, 24, 0, 1, 2, 3, 0};
-    HGLOBAL core = GlobalAlloc(GHND, shortCore.size());
-    memcpy(GlobalLock(core), shortCore.data(), shortCore.size());
-    GlobalUnlock(core);
-    EXPECT_EQ(nullptr, DIB_Normalize(core));
-
-    // Junk is refused and freed.
-    HGLOBAL junk = GlobalAlloc(GHND, 30);
-    EXPECT_EQ(nullptr, DIB_Normalize(junk));
 }
 
 TEST(DibNormalize, BitFieldsExpandToPlainPixels)
 {
-    // 16-bit 5-6-5 with its three masks behind a 40-byte header.
-    Bytes data = {0x00, 0xF8, 0, 0, 0xE0, 0x07, 0, 0, 0x1F, 0, 0, 0,  // masks
-                  0xFF, 0xFF, 0x00, 0xF8, 0xE0, 0x07, 0x10, 0x00,     // white, red, green, blue 16/31
-                  0x00, 0x04, 0, 0, 0, 0, 0, 0};                      // green 32/63
-    BITMAPINFOHEADER h = {40, 4, 2, 1, 16, BI_BITFIELDS, 16, 0, 0, 0, 0};
-    HGLOBAL mem = GlobalAlloc(GHND, 40 + data.size());
-    BYTE* p = static_cast<BYTE*>(GlobalLock(mem));
-    memcpy(p, &h, 40);
-    memcpy(p + 40, data.data(), data.size());
-    GlobalUnlock(mem);
+    // 16-bit 5-6-5 with its three masks: white, red, green, blue 16/31; green 32/63.
+    const std::vector<RGBQUAD> masks = {{0x00, 0xF8, 0, 0}, {0xE0, 0x07, 0, 0}, {0x1F, 0, 0, 0}};
+    HGLOBAL mem = MakeDib(4, 2, 16, masks, {0xFF, 0xFF, 0x00, 0xF8, 0xE0, 0x07, 0x10, 0x00, 0x00, 0x04, 0, 0, 0, 0, 0, 0},
+                          BI_BITFIELDS, 0);
     HGLOBAL plain = DIB_Recompress(mem, 0, BI_RGB);
     ASSERT_NE(nullptr, plain);
     Dib d = ReadDib(plain);

@@ -3,8 +3,6 @@
 #include "corpus_support.h"
 #include "formats/eps.h"
 
-#include <gtest/gtest.h>
-
 using namespace pcxtga;
 
 namespace {

@@ -1,26 +1,15 @@
 // The format table: every built-in row as registered (against a golden text),
 // the handler tests, the filter lists, identification by file name and the
 // format messages.
-#include "cli/headless.h"
-#include "core/messages.h"
 #include "corpus_support.h"
 #include "formats/format_table.h"
-#include "formats/formats.h"
 #include "test_support.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #ifdef _WIN32
 #include <direct.h>
 #define chdir _chdir
 #define getcwd _getcwd
 #else
-#include <unistd.h>
 #endif
 
 namespace {

@@ -2,8 +2,6 @@
 // writes, the header line's rules, truncated and hostile files.
 #include "corpus_support.h"
 
-#include <gtest/gtest.h>
-
 using namespace pcxtga;
 
 namespace {

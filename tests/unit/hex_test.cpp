@@ -1,10 +1,8 @@
 // The HEX reader and writer: exact text of small files worked out by hand at
-// every depth the writer takes, round trips, the grammar of tags, types and
-// numbers, picture rows, the session that keeps width and height, and the
-// messages of bad files.
+// every depth the writer takes, the grammar of tags, types and numbers,
+// picture rows, the session that keeps width and height, and the messages of
+// bad files.
 #include "corpus_support.h"
-
-#include <gtest/gtest.h>
 
 using namespace pcxtga;
 
@@ -51,10 +49,6 @@ TEST_F(Hex, WrittenTextAtEveryDepth)
         OwnedDib dib{DibFromRows(c.width, 2, c.bits, c.bits < 24 ? table : std::vector<RGBQUAD>{}, {c.top, c.bottom})};
         ASSERT_EQ(1, HEX_Save(path.c_str(), dib.dib, 1, 0, 0));
         EXPECT_EQ(Text(c.expected), ReadWholeFile(path));
-        LoadedDib l;
-        LoadWith(HEX_Load, path, l);
-        EXPECT_EQ(ReferenceSamples(dib.dib, false), ReferenceSamples(l.h, l.table, l.pixels, false));
-        EXPECT_TRUE(l.texts.empty());
     }
 }
 

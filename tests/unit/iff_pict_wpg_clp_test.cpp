@@ -3,8 +3,6 @@
 // of netpbm and ImageMagick where those tools are installed.
 #include "corpus_support.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 
 using namespace pcxtga;
@@ -296,7 +294,6 @@ TEST_F(IffPictWpgClp, WpgDecodesRunsAndRefusesDamage)
         EXPECT_EQ(c.pixels, l.pixels);
     }
 }
-
 
 // ---- PICT ------------------------------------------------------------------------
 

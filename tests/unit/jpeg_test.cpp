@@ -1,24 +1,10 @@
 // The JPEG layer and the JPG, PIC and KQP rows: files written by our saves and
 // by libjpeg itself (progressive, other subsamplings, comments, CMYK), damaged
 // files, the corpus of files from other programs and the kept crashers.
-#include "cli/headless.h"
 #include "colour/flat_cut.h"
-#include "core/messages.h"
 #include "core/settings.h"
 #include "corpus_support.h"
-#include "formats/codec_runtime.h"
-#include "formats/formats.h"
-#include "platform/dib.h"
 #include "platform/jpeg.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
 
 #include <jpeglib.h>
 

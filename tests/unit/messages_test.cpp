@@ -6,10 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <string>
-#include <vector>
-
 namespace {
 const UINT kNoSuchText = 65000;
 

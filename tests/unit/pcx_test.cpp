@@ -4,8 +4,6 @@
 // and the real files of the corpus against their reference decodes.
 #include "corpus_support.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <functional>
 

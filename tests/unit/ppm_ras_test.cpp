@@ -1,10 +1,6 @@
 // The PPM and Sun raster readers and writers: bytes worked out by hand at every
-// depth written, round trips, the readers' rules and refusals, the corpus files.
+// depth written, the readers' rules and refusals, the corpus files.
 #include "corpus_support.h"
-
-#include <gtest/gtest.h>
-
-#include <map>
 
 using namespace pcxtga;
 
@@ -39,7 +35,7 @@ protected:
     }
 };
 
-TEST_F(PpmRas, PpmWriterBytesAtEveryDepthAndRoundTrips)
+TEST_F(PpmRas, PpmWriterBytesAtEveryDepth)
 {
     // 8 bits, 2 x 2, index 1 = (red 10, green 20, blue 30), rows 1 0 / 0 1 from
     // the top: colour is the entry's red, green, blue, gray its red byte.
@@ -52,11 +48,6 @@ TEST_F(PpmRas, PpmWriterBytesAtEveryDepthAndRoundTrips)
     memcpy(DibView(rgb.dib).pixels, "\x01\x02\x03\x04\x05\x06", 6);
     EXPECT_EQ(Cat(Text("P6\n2 1\n255\n"), {3, 2, 1, 6, 5, 4}), Save(PPM_Save, rgb.dib, 1, 24));
     EXPECT_EQ(Cat(Text("P5\n2 1\n255\n"), {1, 4}), Save(PPM_Save, rgb.dib, 0, 24));
-    LoadedDib back, gray;
-    Load(PPM_Load, Save(PPM_Save, rgb.dib, 1, 24), back);
-    EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 0, 0}), back.pixels);
-    Load(PPM_Load, Save(PPM_Save, mapped.dib, 0, 8), gray);
-    EXPECT_EQ(Bytes({0, 10, 0, 0, 10, 0, 0, 0}), gray.pixels);
     // A 32-bit DIB is refused, naming the depth asked for; no file is made.
     EXPECT_TRUE(Save(PPM_Save, wide.dib, 1, 24, 0).empty());
     EXPECT_EQ(std::vector<std::string>{"Cannot save 24-bit PCX files"}, BoxTexts());
@@ -96,7 +87,7 @@ TEST_F(PpmRas, PpmReaderFormsNumbersAndRefusals)
     }
 }
 
-TEST_F(PpmRas, RasWriterBytesAtEveryDepthAndRoundTrips)
+TEST_F(PpmRas, RasWriterBytesAtEveryDepth)
 {
     // Lines are padded to 16 bits with 0: 3 pixels of 1 bit take 2 bytes, of
     // 8 bits 4, 1 pixel of 24 bits 4. Maps go all red, all green, all blue.
@@ -112,17 +103,7 @@ TEST_F(PpmRas, RasWriterBytesAtEveryDepthAndRoundTrips)
         {mapped.dib, Cat(Cat(Header(3, 1, 8, 1, 1, 6, 4), {0, 7, 0, 8, 0, 9}), {1, 0, 1, 0})},
         {rgb.dib, Cat(Header(1, 1, 24, 1, 0, 0, 4), {0x0A, 0x0B, 0x0C, 0})},
     };
-    for (const auto& c : cases) {
-        DibView v(c.dib);
-        Bytes file = Save(RAS_Save, c.dib, 1, v.h->biBitCount);
-        EXPECT_EQ(c.expected, file);
-        LoadedDib l;
-        Load(RAS_Load, file, l);
-        Bytes table(reinterpret_cast<BYTE*>(v.table), reinterpret_cast<BYTE*>(v.pixels));
-        table.resize(l.table.size());  // read back at the depth's full count
-        EXPECT_EQ(table, l.table);
-        EXPECT_EQ(Bytes(v.pixels, v.pixels + v.h->biSizeImage), l.pixels);
-    }
+    for (const auto& c : cases) EXPECT_EQ(c.expected, Save(RAS_Save, c.dib, 1, DibView(c.dib).h->biBitCount));
     // A depth the row doesn't offer is refused before a file is made.
     EXPECT_TRUE(Save(RAS_Save, nibbles.dib, 1, 4, 0).empty());
     EXPECT_EQ(std::vector<std::string>{"Unsupported RAS format"}, BoxTexts());

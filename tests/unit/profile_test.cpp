@@ -10,7 +10,6 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 namespace {
 const char kVersion[] = "3.50";

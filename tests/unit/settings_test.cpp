@@ -11,9 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 namespace {
 // Each key's number, its name in the store and its value at the first start.
 struct ExpectedKey {

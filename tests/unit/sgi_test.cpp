@@ -3,10 +3,6 @@
 // hostile headers and truncated files, and the real files of the corpus.
 #include "corpus_support.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-
 using namespace pcxtga;
 
 namespace {

@@ -1,13 +1,11 @@
 // The string table: every text the program shows comes from it, native builds
 // through the compiled table and Windows builds through the .rc resources.
 #include "platform/string_table.h"
-#include "platform/win32.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 
 namespace {
 

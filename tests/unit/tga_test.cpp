@@ -4,8 +4,6 @@
 // hostile and truncated files, and the real files of the corpus.
 #include "corpus_support.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <functional>
 

@@ -2,25 +2,13 @@
 // layouts libtiff's writer would never make), files written through TIF_Save
 // and read back with libtiff itself, the corpus of files from other programs,
 // and the crashers kept from fuzzing.
-#include "cli/headless.h"
-#include "core/messages.h"
 #include "core/settings.h"
 #include "corpus_support.h"
-#include "formats/codec_runtime.h"
-#include "formats/formats.h"
-#include "platform/dib.h"
 #include "tiff/tiff_errors.h"
 
-#include <gtest/gtest.h>
 #include <tiffio.h>
 
-#include <algorithm>
 #include <array>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
 
 namespace {
 

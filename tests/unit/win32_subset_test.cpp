@@ -1,6 +1,5 @@
 // The Win32 subset behaves as Windows does: these tests run natively against
 // platform/posix and, unchanged, under Wine against the real API.
-#include "platform/win32.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>

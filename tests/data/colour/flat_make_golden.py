@@ -20,7 +20,7 @@ import os
 import struct
 from fractions import Fraction
 
-from packed_dib import Lcg, dib
+from packed_dib import Lcg, clamp, dib, nearest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -42,8 +42,6 @@ def luma(r, g, b):
 assert luma(0, 0, 0) == 0 and luma(255, 255, 255) == 255 and luma(128, 128, 128) == 128
 assert luma(121, 121, 121) == 120 and luma(123, 123, 123) == 124
 
-def clamp(v):
-    return 0 if v < 0 else 255 if v > 255 else v
 
 def tdiv(a, b):
     # division truncating toward zero
@@ -301,13 +299,6 @@ def flat_dither(img, target, gray, dither_type):
 
 # ---- dither to an arbitrary palette ----------------------------------------------------
 
-def nearest(pal, r, g, b):
-    best, bestd = 0, None
-    for i, (pr, pg, pb) in enumerate(pal):
-        d = abs(pr - r) + abs(pg - g) + abs(pb - b)
-        if bestd is None or d < bestd:
-            best, bestd = i, d
-    return best
 
 def dest_bits(count):
     return 8 if count > 16 else 1 if count < 3 else 4

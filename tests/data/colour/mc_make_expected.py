@@ -15,7 +15,7 @@ Run it from anywhere; it writes beside itself.
 """
 import os
 
-from packed_dib import Lcg, dib
+from packed_dib import Lcg, clamp, dib, nearest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -129,19 +129,6 @@ def median_cut(image, count):
         for k in b.keys:
             mapping[k] = index
     return palette, mapping
-
-
-def nearest(palette, r, g, b):
-    best, best_d = 0, None
-    for i, (pr, pg, pb) in enumerate(palette):
-        d = abs(r - pr) + abs(g - pg) + abs(b - pb)
-        if best_d is None or d < best_d:
-            best, best_d = i, d
-    return best
-
-
-def clamp(v):
-    return 0 if v < 0 else 255 if v > 255 else v
 
 
 def floyd_to_palette(image, palette):

@@ -1,6 +1,6 @@
 """Raw packed DIBs for the colour fixtures (the 40-byte header, the colour
-table, the rows bottom-up padded to 32 bits, padding zero) and the noise
-generator their inputs are drawn from."""
+table, the rows bottom-up padded to 32 bits, padding zero), the noise
+generator their inputs are drawn from, and the sample helpers they share."""
 import struct
 
 
@@ -41,3 +41,17 @@ class Lcg:
     def byte(self):
         self.x = (self.x * 1103515245 + 12345) & 0x7FFFFFFF
         return (self.x >> 16) & 0xFF
+
+
+def clamp(v):
+    return 0 if v < 0 else 255 if v > 255 else v
+
+
+def nearest(palette, r, g, b):
+    """The first entry at the least sum of absolute differences."""
+    best, best_d = 0, None
+    for i, (pr, pg, pb) in enumerate(palette):
+        d = abs(r - pr) + abs(g - pg) + abs(b - pb)
+        if best_d is None or d < best_d:
+            best, best_d = i, d
+    return best
