@@ -17,7 +17,7 @@ const char kNoLogo[] = "/NOLOGO";
 const char kLogoClass[] = "AboutClass";
 
 // Service items and record attributes as other programs name them.
-const int kTestFlag = 2, kNewWindow = 28, kCurrentIds = 52, kGetId = 40;
+const int kTestFlag = 2, kCurrentIds = 52, kGetId = 40;
 const LONG kFlags = 0, kDib = 4, kBitmap = 12, kPaletteUpdates = 20, kBits = 24, kFormat = 32, kScrollX = 44,
            kFileSize = 52;
 const LONG kModified = 0x1, kUntitled = 0x2, kColor = 0x4, kRaster = 0x10;
@@ -301,17 +301,6 @@ TEST(ImageRecord, SetFlagSetsOnlyForOneTestFlagSeesAnyBitAndCopiesAreNewObjects)
     EXPECT_EQ(run.Service(kCopyPalette, call), 0);
     EXPECT_NE(run.Service(kCopyBitmap, call), 0);
     EXPECT_NE(run.Service(kCopyDib, call), 0);
-}
-
-TEST(ImageRecord, NewWindowHasNoImageAndTakesItsDepthFromABlankInfo)
-{
-    Session run;
-    ASSERT_NE(run.frame, nullptr);
-    HWND window = reinterpret_cast<HWND>(run.Service(kNewWindow, {}));
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(WindowText(window), "Image1");
-    // No load has run: the info is blank (unknown), so the depth is 4 and the image colour.
-    EXPECT_EQ(run.Attrs(window, {kFlags, kBits, kFormat, kDib, kBitmap}), std::to_string(kUntitled | kColor) + " 4 -1 0 0");
 }
 
 TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayTablesOnlyAndKeepUndoDecidesWhetherTheRecordsSwap)

@@ -21,7 +21,7 @@ namespace {
 const int kSystemBarId = 0x1234, kLocalBarId = 0x1235;
 
 // Record attributes and flags, as other programs name them.
-const LONG kFlags = 0, kDib = 4, kBits = 24, kCompressed = 28, kFormat = 32, kScrollX = 44, kScrollY = 48,
+const LONG kFlags = 0, kDib = 4, kBitmap = 12, kBits = 24, kCompressed = 28, kFormat = 32, kScrollX = 44, kScrollY = 48,
            kFileSize = 52;
 const LONG kModified = 0x1, kColor = 0x4, kRaster = 0x10, kAnimation = 0x40;
 
@@ -262,21 +262,20 @@ TEST(UserLoop, ColourLossQuestionAnsweredNoLeavesThePixels)
 TEST(UserLoop, UntitledWindowsAreNumberedAndSavedThroughSaveAs)
 {
     Session run;
-    // New windows count on whatever was closed in between.
-    run.Command(256);
-    HWND first = run.WaitForWindows(1);
-    ASSERT_NE(first, nullptr);
-    run.Command(256);
-    HWND second = run.WaitForWindows(2);
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(WindowText(first), "Image1");
-    EXPECT_EQ(WindowText(second), "Image2");
-    PostMessageA(second, WM_CLOSE, 0, 0);
-    ASSERT_TRUE(WaitForWindowGone(second, 5000));
-    run.Command(256);
-    HWND third = run.WaitForWindows(2);
-    ASSERT_NE(third, nullptr);
-    EXPECT_EQ(WindowText(third), "Image3");
+    // New windows count on whatever was closed in between (here the second). No load has run:
+    // the info is blank (unknown), so each has no image, depth 4 and colour.
+    HWND third = nullptr;
+    std::string seen;
+    for (int i = 0; i < 3; ++i) {
+        run.Command(256);
+        ASSERT_NE(third = run.WaitForWindows(i ? 2 : 1), nullptr);
+        seen += WindowText(third) + " " + run.Attrs(third, {kFlags, kBits, kFormat, kDib, kBitmap}) + "; ";
+        if (i == 1) {
+            ASSERT_TRUE(PostMessageA(third, WM_CLOSE, 0, 0) && WaitForWindowGone(third, 5000));
+        }
+    }
+    const std::string blank = " " + std::to_string(0x2 | kColor) + " 4 -1 0 0; ";
+    EXPECT_EQ(seen, "Image1" + blank + "Image2" + blank + "Image3" + blank);
     EXPECT_TRUE(run.NoDialogs());
 
     // File Save of a window without an image.
