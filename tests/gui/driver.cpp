@@ -1060,9 +1060,7 @@ void Answer(HWND box, int button)
     EXPECT_TRUE(WaitForWindowGone(box, 5000));
 }
 
-// The clipboard as another program uses it. Put empties it, puts packed DIB
-// bytes as CF_DIB, a bitmap made of them as CF_BITMAP and PALETTEENTRY bytes
-// as CF_PALETTE, and lets it go with its window, as a program that ends.
+// The clipboard goes with its owner window, as with a program that ends.
 bool ClipboardPut(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
 {
     HWND owner = CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
@@ -1094,8 +1092,6 @@ bool ClipboardPut(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
     return put;
 }
 
-// What another program reads of a format: a DIB's packed bytes, a bitmap as
-// a packed 24-bit DIB, a palette's PALETTEENTRY bytes; empty when nothing came.
 std::vector<BYTE> ClipboardRead(UINT format)
 {
     std::vector<BYTE> bytes;
