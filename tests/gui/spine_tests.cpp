@@ -34,16 +34,6 @@ std::vector<BYTE> ColourDib8()
                      [](int x, int y) { return static_cast<DWORD>((x / 10 + y / 10) % 4); });
 }
 
-std::vector<BYTE> GrayDib8()
-{
-    std::vector<RGBQUAD> table;
-    for (int i = 0; i < 16; ++i) {
-        const BYTE v = static_cast<BYTE>(i * 17);
-        table.push_back({v, v, v, 0});
-    }
-    return MakeDib(16, 8, 8, table, [](int x, int) { return static_cast<DWORD>(x); });
-}
-
 // Left half red, right half blue, 20 by 10.
 DWORD RedBlue(int x, int) { return x < 10 ? 0xFF0000u : 0x0000FFu; }
 
@@ -338,7 +328,10 @@ TEST(ImageRecord, SetImageMarksModifiedAndDetectsGrayTablesOnlyAndKeepUndoDecide
         if (keep)
             continue;
         // A gray table turns the colour image gray, and a gray image never turns colour here.
-        run.SetImage(window, GrayDib8());
+        std::vector<RGBQUAD> grays;
+        for (BYTE v = 0; grays.size() < 16; v += 17)
+            grays.push_back({v, v, v, 0});
+        run.SetImage(window, MakeDib(16, 8, 8, grays, [](int x, int) { return static_cast<DWORD>(x); }));
         EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);
         run.SetImage(window, ColourDib8());
         EXPECT_EQ(run.Attr(window, kFlags), kRaster | kModified);

@@ -51,13 +51,8 @@ DWORD RampColour(int index)
     return static_cast<DWORD>(q.rgbRed) << 16 | static_cast<DWORD>(q.rgbGreen) << 8 | q.rgbBlue;
 }
 
-std::vector<std::string> LastFileKeys()
-{
-    std::vector<std::string> keys{"FILEDIRECTORY"};
-    for (int slot = 1; slot <= 5; ++slot)
-        keys.push_back("FIL_FILENAME" + std::to_string(slot));
-    return keys;
-}
+const std::vector<std::string> kLastFileKeys = {"FILEDIRECTORY", "FIL_FILENAME1", "FIL_FILENAME2", "FIL_FILENAME3",
+                                                "FIL_FILENAME4", "FIL_FILENAME5"};
 
 SIZE ClientSize(HWND window)
 {
@@ -306,7 +301,7 @@ TEST(UserLoop, UntitledWindowsAreNumberedAndSavedThroughSaveAs)
 
 TEST(UserLoop, LastFilesHoldsTheFilesOpenedThroughTheDialogNewestFirst)
 {
-    CoreGuard guard(LastFileKeys());
+    CoreGuard guard(kLastFileKeys);
     // A file from the command line doesn't enter the list.
     Session run(WriteBmp("command.bmp", ColourfulDib()));
     ASSERT_NE(run.WaitForWindows(1), nullptr);
@@ -633,7 +628,7 @@ TEST(UserLoop, ExplorerStyleOpenDialogOpensSeveralFilesInSelectionOrder)
     Windows98 style(true);
     if (!style.set)
         GTEST_SKIP() << "only Wine can present the program with a Windows 95 family system";
-    CoreGuard guard(LastFileKeys());
+    CoreGuard guard(kLastFileKeys);
     SetCore("FILEDIRECTORY", Folder());
     std::vector<std::string> files;
     for (int i = 1; i <= 4; ++i)
