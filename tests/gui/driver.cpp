@@ -123,12 +123,10 @@ HWND Program::WaitForFrame(DWORD timeoutMs)
 
 bool Program::WaitForExit(DWORD timeoutMs, DWORD* exitCode)
 {
-    if (!info_.hProcess)
-        return false;
-    if (WaitForSingleObject(info_.hProcess, timeoutMs) != WAIT_OBJECT_0)
-        return false;
     DWORD code = 0;
-    GetExitCodeProcess(info_.hProcess, &code);
+    if (!info_.hProcess || WaitForSingleObject(info_.hProcess, timeoutMs) != WAIT_OBJECT_0 ||
+        !GetExitCodeProcess(info_.hProcess, &code))
+        return false;
     if (exitCode)
         *exitCode = code;
     return true;
