@@ -27,9 +27,7 @@ LRESULT CALLBACK StripParentProc(HWND window, UINT message, WPARAM wParam, LPARA
 TEST(PlayStrip, SitsAtTheBottomKeepsPositionAndLengthAndReportsEachPartToItsParent)
 {
     ASSERT_TRUE(VC_RegisterClasses());
-    WNDCLASSA wc{};
-    wc.lpfnWndProc = StripParentProc;
-    wc.hInstance = GetModuleHandleA(nullptr);
+    WNDCLASSA wc{0, StripParentProc, 0, 0, GetModuleHandleA(nullptr)};
     wc.lpszClassName = "StripParent";
     RegisterClassA(&wc);
     HWND parent = CreateWindowExA(0, "StripParent", "", WS_POPUP | WS_VISIBLE, 0, 0, 300, 200, nullptr, nullptr,
@@ -39,15 +37,13 @@ TEST(PlayStrip, SitsAtTheBottomKeepsPositionAndLengthAndReportsEachPartToItsPare
     ASSERT_NE(nullptr, strip);
     RECT r;
     GetWindowRect(strip, &r);
-    EXPECT_EQ(26, VC_GetHeight());
-    EXPECT_EQ(174, r.top);
-    EXPECT_EQ(300, r.right - r.left);
-    EXPECT_EQ(26, r.bottom - r.top);
-
     VC_SetLength(strip, 10);
     VC_SetPosition(strip, 7);
-    EXPECT_EQ(10, VC_GetLength(strip));
-    EXPECT_EQ(7, VC_GetPosition(strip));
+    // Height, top, width, height on the screen; length and position as set.
+    EXPECT_EQ(std::to_string(VC_GetHeight()) + " " + std::to_string(r.top) + " " + std::to_string(r.right - r.left) +
+                  " " + std::to_string(r.bottom - r.top) + "; " + std::to_string(VC_GetLength(strip)) + " " +
+                  std::to_string(VC_GetPosition(strip)),
+              "26 174 300 26; 10 7");
 
     // Buttons 18 pixels square, the slider 248 wide from x 48: its track
     // runs from 6 to 242, so x 85 is nearest to place 3 of 0..9.
@@ -147,8 +143,7 @@ RECT PanelPixels(HWND panel, int x, int y, int w, int h)
     const RECT label = PanelPixels(panel, x, y, w, h);
     const int height = label.bottom - label.top;
     HDC dc = CreateCompatibleDC(nullptr);
-    BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), 220, -height, 1, 32, BI_RGB};
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), 220, -height, 1, 32, BI_RGB}};
     void* bits = nullptr;
     HBITMAP section = CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     HFONT font = CreateFontA(HIWORD(GetDialogBaseUnits()), 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, "Helv");
@@ -167,10 +162,8 @@ RECT PanelPixels(HWND panel, int x, int y, int w, int h)
     for (int py = 0; captured && py < height; py++)
         for (int px = 0; px < width; px++)
             differ += shown.At(px, py) != (static_cast<const std::uint32_t*>(bits)[py * 220 + px] & 0xFFFFFF);
-    SelectObject(dc, oldBitmap);
-    SelectObject(dc, oldFont);
-    DeleteObject(font);
-    DeleteObject(section);
+    DeleteObject(SelectObject(dc, oldBitmap));
+    DeleteObject(SelectObject(dc, oldFont));
     DeleteDC(dc);
     if (!captured || differ) return ::testing::AssertionFailure() << differ << " pixels differ from \"" << text << "\"";
     return ::testing::AssertionSuccess();

@@ -11,27 +11,6 @@ namespace kvgui {
 
 namespace {
 
-struct EnumState {
-    DWORD pid;
-    const char* className;
-    std::vector<HWND> found;
-};
-
-BOOL CALLBACK CollectTopLevel(HWND window, LPARAM param)
-{
-    auto* state = reinterpret_cast<EnumState*>(param);
-    if (!IsWindowVisible(window))
-        return TRUE;
-    DWORD pid = 0;
-    GetWindowThreadProcessId(window, &pid);
-    if (state->pid && pid != state->pid)
-        return TRUE;
-    if (state->className && _stricmp(ClassName(window).c_str(), state->className) != 0)
-        return TRUE;
-    state->found.push_back(window);
-    return TRUE;
-}
-
 // Under Wine without a window manager, destroying a managed window waits two
 // seconds for the manager to withdraw it, and nobody draws its caption. So
 // while the scenarios run, KORVANTA.EXE's windows are unmanaged: Wine draws
@@ -85,20 +64,22 @@ std::string WindowsPath(const std::string& path)
     return out;
 }
 
-std::string KorvantaPath()
+// $variable as a Windows path if set, else name in the folder levels up from this program's.
+static std::string BesideThisProgram(const char* variable, int levels, const char* name)
 {
-    if (const char* env = std::getenv("KV_KORVANTA_EXE"); env && *env)
+    if (const char* env = std::getenv(variable); env && *env)
         return WindowsPath(env);
     char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
-    // <build>\tests\kv_gui_tests.exe -> <build>\KORVANTA.EXE
-    for (int i = 0; i < 2; ++i) {
+    std::string path(self, GetModuleFileNameA(nullptr, self, MAX_PATH));
+    for (int i = 0; i < levels; ++i) {
         size_t cut = path.find_last_of("\\/");
         path = cut == std::string::npos ? std::string() : path.substr(0, cut);
     }
-    return path + "\\KORVANTA.EXE";
+    return path + "\\" + name;
 }
+
+// <build>\tests\kv_gui_tests.exe -> <build>\KORVANTA.EXE
+std::string KorvantaPath() { return BesideThisProgram("KV_KORVANTA_EXE", 2, "KORVANTA.EXE"); }
 
 // ---- Program -------------------------------------------------------------------
 
@@ -111,8 +92,7 @@ bool Program::Start(const std::string& args, const std::string& workDir)
         commandLine += " " + args;
     std::vector<char> buffer(commandLine.begin(), commandLine.end());
     buffer.push_back('\0');
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
+    STARTUPINFOA startup{sizeof startup};
     if (!CreateProcessA(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr,
                         workDir.empty() ? nullptr : workDir.c_str(), &startup, &info_)) {
         std::fprintf(stderr, "cannot start %s: error %lu\n", commandLine.c_str(), GetLastError());
@@ -143,12 +123,10 @@ HWND Program::WaitForFrame(DWORD timeoutMs)
 
 bool Program::WaitForExit(DWORD timeoutMs, DWORD* exitCode)
 {
-    if (!info_.hProcess)
-        return false;
-    if (WaitForSingleObject(info_.hProcess, timeoutMs) != WAIT_OBJECT_0)
-        return false;
     DWORD code = 0;
-    GetExitCodeProcess(info_.hProcess, &code);
+    if (!info_.hProcess || WaitForSingleObject(info_.hProcess, timeoutMs) != WAIT_OBJECT_0 ||
+        !GetExitCodeProcess(info_.hProcess, &code))
+        return false;
     if (exitCode)
         *exitCode = code;
     return true;
@@ -198,9 +176,23 @@ std::string WindowText(HWND window)
 
 std::vector<HWND> TopLevelWindows(DWORD pid, const char* className)
 {
-    EnumState state{pid, className, {}};
-    EnumWindows(CollectTopLevel, reinterpret_cast<LPARAM>(&state));
-    return state.found;
+    struct Wanted {
+        DWORD pid;
+        const char* className;
+        std::vector<HWND> found;
+    } wanted{pid, className, {}};
+    EnumWindows(
+        [](HWND window, LPARAM param) -> BOOL {
+            auto* w = reinterpret_cast<Wanted*>(param);
+            DWORD owner = 0;
+            GetWindowThreadProcessId(window, &owner);
+            if (IsWindowVisible(window) && (!w->pid || owner == w->pid) &&
+                (!w->className || _stricmp(ClassName(window).c_str(), w->className) == 0))
+                w->found.push_back(window);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&wanted));
+    return wanted.found;
 }
 
 bool WaitForWindowGone(HWND window, DWORD timeoutMs)
@@ -343,17 +335,7 @@ HWND ReplyWindow()
     return reply;
 }
 
-// kv_gui_probe.dll: $KV_GUI_PROBE_DLL if set, else beside this program.
-std::string ProbePath()
-{
-    if (const char* env = std::getenv("KV_GUI_PROBE_DLL"); env && *env)
-        return WindowsPath(env);
-    char self[MAX_PATH] = {};
-    DWORD n = GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string path(self, n);
-    size_t cut = path.find_last_of("\\/");
-    return (cut == std::string::npos ? std::string() : path.substr(0, cut + 1)) + "kv_gui_probe.dll";
-}
+std::string ProbePath() { return BesideThisProgram("KV_GUI_PROBE_DLL", 1, "kv_gui_probe.dll"); }
 
 HOOKPROC ProbeHookProc(HMODULE* module)
 {
@@ -523,23 +505,16 @@ bool Program::DropFiles(HWND window, const std::vector<std::string>& names)
 
 // ---- resources -----------------------------------------------------------------
 
-ResourceFile::ResourceFile(const std::string& path)
-    : module_(LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE))
+HMODULE ProgramResources()
 {
+    static const HMODULE module = LoadLibraryExA(KorvantaPath().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    return module;
 }
 
-ResourceFile::~ResourceFile()
-{
-    if (module_)
-        FreeLibrary(module_);
-}
-
-std::vector<ACCEL> ResourceFile::Accelerators(int id) const
+std::vector<ACCEL> Accelerators(int id)
 {
     std::vector<ACCEL> entries;
-    if (!module_)
-        return entries;
-    HACCEL table = LoadAcceleratorsA(module_, MAKEINTRESOURCEA(id));
+    HACCEL table = ProgramResources() ? LoadAcceleratorsA(ProgramResources(), MAKEINTRESOURCEA(id)) : nullptr;
     if (!table)
         return entries;
     int count = CopyAcceleratorTableA(table, nullptr, 0);
@@ -572,13 +547,7 @@ bool CaptureScreenRect(const RECT& rect, Image* image)
     const int height = rect.bottom - rect.top;
     if (width <= 0 || height <= 0)
         return false;
-    BITMAPINFO info{};
-    info.bmiHeader.biSize = sizeof info.bmiHeader;
-    info.bmiHeader.biWidth = width;
-    info.bmiHeader.biHeight = -height;  // top-down
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 32;
-    info.bmiHeader.biCompression = BI_RGB;
+    BITMAPINFO info{{sizeof info.bmiHeader, width, -height, 1, 32, BI_RGB}};  // top-down
     HDC screen = GetDC(nullptr);
     if (!screen)
         return false;
@@ -606,12 +575,6 @@ bool CaptureScreenRect(const RECT& rect, Image* image)
         DeleteDC(memory);
     ReleaseDC(nullptr, screen);
     return ok;
-}
-
-bool CaptureWindow(HWND window, Image* image)
-{
-    RECT rect;
-    return GetWindowRect(window, &rect) && CaptureScreenRect(rect, image);
 }
 
 Image ClientShot(HWND window, int width, int height)
@@ -754,14 +717,17 @@ std::vector<BYTE> MakeDib(int width, int height, int bits, const std::vector<RGB
     return dib;
 }
 
-std::string Folder()
+// A folder of the temp folder, made when missing.
+static std::string TempFolder(const std::string& name)
 {
     char base[MAX_PATH] = {};
     GetTempPathA(MAX_PATH, base);
-    const std::string folder = std::string(base) + "kv_gui";
+    const std::string folder = std::string(base) + name;
     CreateDirectoryA(folder.c_str(), nullptr);
     return folder;
 }
+
+std::string Folder() { return TempFolder("kv_gui"); }
 
 std::string PathOf(const std::string& name) { return Folder() + "\\" + name; }
 
@@ -775,10 +741,7 @@ std::string Upper(std::string text)
 
 std::string FreshFolder(const std::string& name)
 {
-    char base[MAX_PATH] = {};
-    GetTempPathA(MAX_PATH, base);
-    const std::string folder = std::string(base) + name;
-    CreateDirectoryA(folder.c_str(), nullptr);
+    const std::string folder = TempFolder(name);
     WIN32_FIND_DATAA found;
     HANDLE walk = FindFirstFileA((folder + "\\*").c_str(), &found);
     for (BOOL more = walk != INVALID_HANDLE_VALUE; more; more = FindNextFileA(walk, &found))
@@ -835,8 +798,7 @@ bool Convert(const std::string& args, const std::string& folder)
 {
     const std::string program = KorvantaPath();
     std::string line = "\"" + program.substr(0, program.find_last_of('\\') + 1) + "kvconvert.exe\" -q " + args;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
+    STARTUPINFOA startup{sizeof startup};
     PROCESS_INFORMATION info{};
     if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
                         folder.empty() ? nullptr : folder.c_str(), &startup, &info))
@@ -986,13 +948,7 @@ std::vector<HWND> ImageWindows(HWND frame)
 
 HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs)
 {
-    // The first window the enumeration meets, the one on top.
-    HWND found = nullptr;
-    Within(timeoutMs, [&] {
-        const std::vector<HWND> windows = TopLevelWindows(pid, className);
-        return (found = windows.empty() ? nullptr : windows.front()) != nullptr;
-    });
-    return found;
+    return WaitForWindow(pid, className, timeoutMs, [](HWND) { return true; });
 }
 
 HWND Session::WaitForWindows(size_t count, DWORD timeoutMs) const
@@ -1102,9 +1058,7 @@ void Answer(HWND box, int button)
     EXPECT_TRUE(WaitForWindowGone(box, 5000));
 }
 
-// The clipboard as another program uses it. Put empties it, puts packed DIB
-// bytes as CF_DIB, a bitmap made of them as CF_BITMAP and PALETTEENTRY bytes
-// as CF_PALETTE, and lets it go with its window, as a program that ends.
+// The clipboard goes with its owner window, as with a program that ends.
 bool ClipboardPut(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
 {
     HWND owner = CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
@@ -1136,8 +1090,6 @@ bool ClipboardPut(const std::vector<std::pair<UINT, std::vector<BYTE>>>& items)
     return put;
 }
 
-// What another program reads of a format: a DIB's packed bytes, a bitmap as
-// a packed 24-bit DIB, a palette's PALETTEENTRY bytes; empty when nothing came.
 std::vector<BYTE> ClipboardRead(UINT format)
 {
     std::vector<BYTE> bytes;

@@ -124,7 +124,7 @@ std::string ClassName(HWND window);
 std::string WindowText(HWND window);
 // Visible top-level windows of process pid, of class className if not null.
 std::vector<HWND> TopLevelWindows(DWORD pid, const char* className = nullptr);
-// The first visible top-level window of class className of process pid; 0 on timeout.
+// A visible top-level window of class className of process pid, the lowest when there are more; 0 on timeout.
 HWND WaitForProcessWindow(DWORD pid, const char* className, DWORD timeoutMs);
 bool WaitForWindowGone(HWND window, DWORD timeoutMs);
 // The image windows in the frame's MDI client, top first.
@@ -155,20 +155,10 @@ int ComboSelection(HWND dialog, int id);
 bool SelectComboItem(HWND dialog, int id, int index);
 bool ChooseItem(HWND dialog, int id, const std::string& prefix);
 
-// KORVANTA.EXE mapped as a data file, for reading its resources.
-class ResourceFile {
-public:
-    explicit ResourceFile(const std::string& path);
-    ~ResourceFile();
-    ResourceFile(const ResourceFile&) = delete;
-    ResourceFile& operator=(const ResourceFile&) = delete;
-    HMODULE Module() const { return module_; }
-    // Entries of accelerator table id; empty when there is none.
-    std::vector<ACCEL> Accelerators(int id) const;
-
-private:
-    HMODULE module_ = nullptr;
-};
+// KORVANTA.EXE mapped once as a data file, for reading its resources.
+HMODULE ProgramResources();
+// Entries of the program's accelerator table id; empty when there is none.
+std::vector<ACCEL> Accelerators(int id);
 
 // ---- pixels -------------------------------------------------------------------
 
@@ -194,8 +184,6 @@ Image DibImage(const std::vector<BYTE>& bytes, size_t at = 0);
 std::uint32_t Rgb(COLORREF colour);
 // Copies rect of the screen through GDI; false on failure.
 bool CaptureScreenRect(const RECT& rect, Image* image);
-// The window's rectangle on the screen, frame and menu bar included.
-bool CaptureWindow(HWND window, Image* image);
 // The top left width by height pixels of window's client area; empty on failure.
 Image ClientShot(HWND window, int width, int height);
 // Whether the pixels of window's client area at points are rgb(x, y) of

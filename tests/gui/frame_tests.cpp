@@ -71,21 +71,21 @@ TEST(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
     std::vector<MenuEntry> bar;
     ASSERT_TRUE(run.program.ReadMenuBar(frame_, &bar)) << "the probe did not answer";
     RenderMenu(bar, "", &text);
-    ResourceFile exe(KorvantaPath());
+    const HMODULE exe = ProgramResources();
     std::vector<std::string> keys;
-    for (const ACCEL& a : exe.Accelerators(500))
+    for (const ACCEL& a : Accelerators(500))
         keys.push_back(RenderAccel(a));
     std::sort(keys.begin(), keys.end());
     for (const std::string& key : keys)
         text += "accel " + key + "\n";
     for (int icon : {400, 401})
         text += "icon " + std::to_string(icon) + " " +
-                std::to_string(FindResourceA(exe.Module(), MAKEINTRESOURCEA(icon), RT_GROUP_ICON) != nullptr) + "\n";
+                std::to_string(FindResourceA(exe, MAKEINTRESOURCEA(icon), RT_GROUP_ICON) != nullptr) + "\n";
     // The logo: a packed DIB.
-    HRSRC logo = FindResourceA(exe.Module(), "Korvanta", "HDIB");
-    const auto* header = logo ? static_cast<const BITMAPINFOHEADER*>(LockResource(LoadResource(exe.Module(), logo)))
+    HRSRC logo = FindResourceA(exe, "Korvanta", "HDIB");
+    const auto* header = logo ? static_cast<const BITMAPINFOHEADER*>(LockResource(LoadResource(exe, logo)))
                               : nullptr;
-    if (header && SizeofResource(exe.Module(), logo) >= sizeof *header) {
+    if (header && SizeofResource(exe, logo) >= sizeof *header) {
         std::snprintf(line, sizeof line, "logo %lu: %ld x %ld, %d bits\n", header->biSize, header->biWidth,
                       header->biHeight, header->biBitCount);
         text += line;
@@ -95,9 +95,8 @@ TEST(RunningFrame, WindowClassMenusAndShortcutsAreTheGoldenText)
 
     // On the screen the MDI client shows the empty workspace.
     Image shot;
-    ASSERT_TRUE(CaptureWindow(frame_, &shot));
     RECT outer{}, inner{};
-    GetWindowRect(frame_, &outer);
+    ASSERT_TRUE(GetWindowRect(frame_, &outer) && CaptureScreenRect(outer, &shot));
     ASSERT_TRUE(GetWindowRect(client, &inner));
     const RECT workspace{inner.left - outer.left, inner.top - outer.top, inner.right - outer.left,
                          inner.bottom - outer.top};

@@ -13,21 +13,8 @@ using Pixels = std::function<std::uint32_t(int, int)>;
 const std::string kUnix = "/tmp/kv_media_" + std::to_string(GetCurrentProcessId());
 std::string Win(const std::string& name) { return WindowsPath(kUnix + "/" + name); }
 
-// A shell command's status in the folder, -1 on timeout; a marker tells its end (Wine gives no handle).
-int Shell(const std::string& command)
-{
-    const std::string done = "Z:" + kUnix + ".done";
-    DeleteFileA(done.c_str());
-    std::string line = "/bin/sh -c \"cd " + kUnix + " && (" + command + ") >/dev/null 2>&1; echo $? >" + kUnix +
-                       ".t && mv " + kUnix + ".t " + kUnix + ".done\"";
-    STARTUPINFOA startup{sizeof startup};
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info) ||
-        !Within(60000, [&] { return Exists(done); }))
-        return -1;
-    const std::vector<BYTE> status = ReadBytes(done);
-    return atoi(std::string(status.begin(), status.end()).c_str());
-}
+// A shell command's status in the folder, -1 on timeout.
+int Shell(const std::string& command) { return RunUnix("cd " + kUnix + " && (" + command + ")", 60000); }
 
 class Media : public ::testing::Test {
 protected:

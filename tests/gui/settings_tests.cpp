@@ -45,13 +45,6 @@ HWND WaitForSettings(const Session& run, DWORD timeoutMs = 10000)
     return dialog;
 }
 
-// File, Settings... as the menu sends it.
-HWND OpenSettings(const Session& run)
-{
-    run.Command(kSettings);
-    return WaitForSettings(run);
-}
-
 // Ends a dialog by one of its buttons and waits until the command that
 // showed it is over; false when the dialog didn't go.
 bool CloseDialog(const Session& run, HWND dialog, int button)
@@ -117,7 +110,8 @@ TEST_F(SettingsDialog, FirstStartShowsTheDefaultsAndOkWritesEachControlsOwnKeyFo
         // and as decimal text.
         EXPECT_EQ(CoreValues(), Store{});
         for (int button : {IDCANCEL, IDOK}) {
-            HWND dialog = OpenSettings(run);
+            run.Command(kSettings);
+            HWND dialog = WaitForSettings(run);
             ASSERT_NE(dialog, nullptr) << "no Settings dialog";
             EXPECT_TRUE(Checked(dialog, kFlatCut));
             for (const auto& c : combos) {
@@ -144,7 +138,8 @@ TEST_F(SettingsDialog, FirstStartShowsTheDefaultsAndOkWritesEachControlsOwnKeyFo
     SetCore("startup", "0");
     Session again;
     ASSERT_NE(again.frame, nullptr);
-    HWND dialog = OpenSettings(again);
+    again.Command(kSettings);
+    HWND dialog = WaitForSettings(again);
     ASSERT_NE(dialog, nullptr);
     for (const auto& c : combos)
         EXPECT_EQ(ComboSelection(dialog, c.id), c.id == kStartup ? 0 : c.chosen) << "combo " << c.id;
