@@ -55,43 +55,25 @@ TEST(Profile, ValuesOutliveTheirHandle)
     EXPECT_EQ(-5, n);
     PRF_Close(p);
 
+    // Read back through a new handle: cut to the buffer, keys without regard to case,
+    // integers at every width; a missing key leaves every target as it was.
     p = PRF_OpenSection("Core");
-    char buffer[32] = "keep";
-    EXPECT_TRUE(PRF_GetString(p, "name", buffer, sizeof buffer));
-    EXPECT_STREQ("hello", buffer);
-    // Cut to the buffer.
-    EXPECT_TRUE(PRF_GetString(p, "name", buffer, 3));
-    EXPECT_STREQ("he", buffer);
-    // Keys match without regard to case, and integers read at every width.
-    int i = 0;
-    PRF_GetInt(p, "COUNT", &i);
-    EXPECT_EQ(-5, i);
-    DWORD d = 0;
-    PRF_GetDword(p, "count", &d);
-    EXPECT_EQ(0xFFFFFFFBu, d);
-    LONG l = 0;
-    PRF_GetLong(p, "long", &l);
-    EXPECT_EQ(LONG(-2147483647L - 1), l);
-    PRF_GetLong(p, "dword", &l);
-    EXPECT_EQ(-1, l);
-    PRF_GetDword(p, "dword", &d);
-    EXPECT_EQ(0xFFFFFFFFu, d);
-    EXPECT_TRUE(PRF_GetString(p, "count", buffer, sizeof buffer));
-    EXPECT_STREQ("-5", buffer);
-    // A missing key leaves every target as it was.
-    strcpy(buffer, "keep");
-    EXPECT_FALSE(PRF_GetString(p, "absent", buffer, sizeof buffer));
-    EXPECT_STREQ("keep", buffer);
-    i = 77;
-    PRF_GetInt(p, "absent", &i);
-    EXPECT_EQ(77, i);
-    d = 78;
-    PRF_GetDword(p, "absent", &d);
-    EXPECT_EQ(78u, d);
-    l = 79;
-    PRF_GetLong(p, "absent", &l);
-    EXPECT_EQ(79, l);
+    std::string got;
+    for (const char* key : {"name", "COUNT", "long", "dword", "absent"}) {
+        char whole[32] = "keep", cut[3] = "k";
+        int i = 77;
+        DWORD d = 78;
+        LONG l = 79;
+        const int found = PRF_GetString(p, key, whole, sizeof whole) + PRF_GetString(p, key, cut, sizeof cut);
+        PRF_GetInt(p, key, &i), PRF_GetDword(p, key, &d), PRF_GetLong(p, key, &l);
+        got += std::string(key) + "=" + whole + "/" + cut + "/" + std::to_string(found) + "/" + std::to_string(i) +
+               "/" + std::to_string(d) + "/" + std::to_string(l) + " ";
+    }
     PRF_Close(p);
+    EXPECT_EQ(got,
+              "name=hello/he/2/77/78/79 COUNT=-5/-5/2/-5/4294967291/-5 "
+              "long=-2147483648/-2/2/-2147483648/2147483648/-2147483648 "
+              "dword=4294967295/42/2/-1/4294967295/-1 absent=keep/k/0/77/78/79 ");
 }
 
 TEST(Profile, SectionsHandlesAndDefaultsKeepApart)
