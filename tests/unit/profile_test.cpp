@@ -87,29 +87,21 @@ TEST(Profile, SectionsHandlesAndDefaultsKeepApart)
     PRF_SetString(p, "empty", "", 0);
     PRF_AddDefault(p, "empty", 5);
     PRF_Close(p);
-    EXPECT_EQ(4, GetNumber("Capture", "mode", -1));
-    EXPECT_EQ(122, GetNumber("Capture", "hotkey", -1));
-    EXPECT_EQ("", GetText("Capture", "empty"));
-    EXPECT_EQ(-1, GetNumber("Capture", "empty", -1));
     // Sections, products and versions are apart; section names match without regard to case.
     PutText("Core", "k", "1");
     PutText("Batch", "k", "2");
-    EXPECT_EQ("1", GetText("Core", "k"));
-    EXPECT_EQ("2", GetText("BATCH", "k"));
-    EXPECT_EQ("<none>", GetText("Capture", "k"));
-    EXPECT_EQ("<none>", GetText("Core", "k", PRF_ProductName, "3.51"));
-    EXPECT_EQ("<none>", GetText("Core", "k", "Other"));
     // Handles open together keep each other's writes.
     HPROFILE a = PRF_OpenSection("Core"), b = PRF_OpenSection("Capture"), c = PRF_OpenSection("Core");
-    PRF_SetInt(a, "x", 1);
-    PRF_SetInt(b, "y", 2);
-    PRF_SetInt(c, "z", 3);
-    PRF_Close(a);
-    PRF_Close(b);
-    PRF_Close(c);
-    EXPECT_EQ(1, GetNumber("Core", "x", 0));
-    EXPECT_EQ(2, GetNumber("Capture", "y", 0));
-    EXPECT_EQ(3, GetNumber("Core", "z", 0));
+    PRF_SetInt(a, "x", 1), PRF_SetInt(b, "y", 2), PRF_SetInt(c, "z", 3);
+    PRF_Close(a), PRF_Close(b), PRF_Close(c);
+    const std::string got = std::to_string(GetNumber("Capture", "mode", -1)) + " " +
+                            std::to_string(GetNumber("Capture", "hotkey", -1)) + " [" + GetText("Capture", "empty") +
+                            "] " + std::to_string(GetNumber("Capture", "empty", -1)) + " " + GetText("Core", "k") +
+                            " " + GetText("BATCH", "k") + " " + GetText("Capture", "k") + " " +
+                            GetText("Core", "k", PRF_ProductName, "3.51") + " " + GetText("Core", "k", "Other") + " " +
+                            std::to_string(GetNumber("Core", "x", 0) * 100 + GetNumber("Capture", "y", 0) * 10 +
+                                           GetNumber("Core", "z", 0));
+    EXPECT_EQ(got, "4 122 [] -1 1 2 <none> <none> <none> 123");
 }
 
 TEST(Profile, OnlyDecimalIntegersReadAsNumbers)
