@@ -101,6 +101,13 @@ protected:
         SET_Reset();
     }
 };
+// The values of some keys, as one line.
+std::string Values(std::initializer_list<int> keys)
+{
+    std::string line;
+    for (int key : keys) line += (line.empty() ? "" : " ") + std::to_string(SET_Value(key));
+    return line;
+}
 }  // namespace
 
 // The key names and defaults are checked through the store and the first start.
@@ -191,12 +198,9 @@ TEST_F(Settings, StoredValuesLoadAndTiffZeroReadsAsOne)
     Store("color_match", "0");
     Store("keep_undo", "not a number");
     SET_Load();
-    EXPECT_EQ(1, SET_Value(SET_TIF_8_BIT_COMPRESSION));
-    EXPECT_EQ(1, SET_Value(SET_TIF_24_BIT_COMPRESSION));
-    EXPECT_EQ(4, SET_Value(SET_TIF_1_BIT_COMPRESSION));
-    EXPECT_EQ(7, SET_Value(SET_DITHER_TYPE));
-    EXPECT_EQ(-3, SET_Value(SET_CAPTURE_MODE));
-    EXPECT_EQ(1, SET_Value(SET_KEEP_UNDO));
+    EXPECT_EQ(Values({SET_TIF_8_BIT_COMPRESSION, SET_TIF_24_BIT_COMPRESSION, SET_TIF_1_BIT_COMPRESSION,
+                      SET_DITHER_TYPE, SET_CAPTURE_MODE, SET_KEEP_UNDO}),
+              "1 1 4 7 -3 1");
     EXPECT_TRUE(ChangedKeys().empty());
     EXPECT_EQ((std::vector<std::string>{"display 0 0", "status 1"}), handed);
     // The correction of 0 is made in memory only.
@@ -229,9 +233,7 @@ TEST_F(Settings, SaveWritesExactlyTheChangedKeysAsDecimalText)
     // The values come back at the next start.
     SET_Reset();
     SET_Load();
-    EXPECT_EQ(6, SET_Value(SET_DITHER_TYPE));
-    EXPECT_EQ(-12, SET_Value(SET_CAPTURE_MODE));
-    EXPECT_EQ(1, SET_Value(SET_KEEP_UNDO));
+    EXPECT_EQ(Values({SET_DITHER_TYPE, SET_CAPTURE_MODE, SET_KEEP_UNDO}), "6 -12 1");
 }
 
 TEST_F(Settings, ShutdownWritesTheCurrentFormats)
