@@ -245,6 +245,14 @@ inline HGLOBAL DibFromRows(LONG width, LONG height, int bits, const std::vector<
     return dib;
 }
 
+// Bytes as lower-case hex digits, for comparisons that read as one line.
+inline std::string Hex(const Bytes& bytes)
+{
+    std::string text;
+    for (BYTE b : bytes) text += "0123456789abcdef"[b >> 4], text += "0123456789abcdef"[b & 15];
+    return text;
+}
+
 // ---- message boxes -------------------------------------------------------------------------
 
 // The texts of the boxes shown since the last clear.
@@ -253,6 +261,30 @@ inline std::vector<std::string> BoxTexts()
     std::vector<std::string> texts;
     for (const HeadlessBox& b : HDL_Boxes()) texts.push_back(b.text);
     return texts;
+}
+
+// A reader's question about doubtful data answered each way: Yes loads, No loads nothing,
+// and inside a batch No asks whether to cancel it, whose Yes sets the abort flag. Each pass
+// as "result caption/flags/text… [what rows makes of the DIB]"; the abort flag last.
+template <typename Load, typename Rows>
+std::string AnswersToTheQuestion(Load load, Rows rows)
+{
+    std::string line;
+    for (int pass = 0; pass < 3; pass++) {
+        HDL_ClearBoxes();
+        BAT_SetActive(pass == 2, 0);
+        HDL_QueueAnswer(pass == 0 ? IDYES : IDNO);
+        if (pass == 2) HDL_QueueAnswer(IDYES);
+        HGLOBAL dib = nullptr;
+        line += std::to_string(load(&dib));
+        for (const HeadlessBox& b : HDL_Boxes()) line += " " + b.caption + "/" + std::to_string(b.flags) + "/" + b.text;
+        if (dib) line += " " + rows(dib), GlobalFree(dib);
+        line += "; ";
+    }
+    BAT_SetActive(0, 0);
+    line += std::to_string(MSG_GetAbort());
+    MSG_ClearAbort();
+    return line;
 }
 
 // ---- the load information ------------------------------------------------------------------

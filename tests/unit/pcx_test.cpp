@@ -277,43 +277,11 @@ TEST_F(Pcx, PlaneLayoutsAndLinesOfEveryLengthGiveTheseRows)
 TEST_F(Pcx, RunCutAtTheLineEndAsksOncePerFile)
 {
     // Two lines of 4 bytes, each ending in a run that reaches beyond the line.
-    Bytes file = Cat(Header(5, 8, 3, 1, 1, 4), {0x01, 0x02, 0xC5, 0x09, 0xC9, 0x06});
-    file = Cat(file, Tail());
-    HGLOBAL dib = nullptr;
-    HDL_QueueAnswer(IDYES);
-    ASSERT_EQ(1, Load(file, &dib));
-    ASSERT_EQ(1u, HDL_Boxes().size());
-    EXPECT_EQ(kDecodeQuestion, HDL_Boxes()[0].text);
-    EXPECT_EQ("Warning", HDL_Boxes()[0].caption);
-    EXPECT_EQ(0x1024u, HDL_Boxes()[0].flags);
-    {
-        DibView v(dib);
-        EXPECT_EQ(Bytes({1, 2, 9, 9}), v.TopRow(0, 4));
-        EXPECT_EQ(Bytes({6, 6, 6, 6}), v.TopRow(1, 4));
-    }
-    GlobalFree(dib);
-
-    // No: nothing is loaded, and outside a batch nothing more is asked.
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(file, &dib));
-    EXPECT_EQ(nullptr, dib);
-    EXPECT_EQ(std::vector<std::string>{kDecodeQuestion}, BoxTexts());
-
-    // In a batch, No to the question asks whether to cancel the batch.
-    HDL_ClearBoxes();
-    BAT_SetActive(1, 0);
-    HDL_QueueAnswer(IDNO);
-    HDL_QueueAnswer(IDYES);
-    EXPECT_EQ(0, Load(file, &dib));
-    ASSERT_EQ(2u, HDL_Boxes().size());
-    EXPECT_EQ(kCancelBatch, HDL_Boxes()[1].text);
-    EXPECT_EQ("Korvanta", HDL_Boxes()[1].caption);
-    EXPECT_EQ(1, MSG_GetAbort());
-    MSG_ClearAbort();
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(file, &dib));
-    EXPECT_EQ(2u, HDL_Boxes().size());
-    EXPECT_EQ(0, MSG_GetAbort());
+    const Bytes file = Cat(Cat(Header(5, 8, 3, 1, 1, 4), {0x01, 0x02, 0xC5, 0x09, 0xC9, 0x06}), Tail());
+    const std::string asked = std::string(" Warning/4132/") + kDecodeQuestion;
+    EXPECT_EQ(AnswersToTheQuestion([&](HGLOBAL* dib) { return Load(file, dib); },
+                                   [](HGLOBAL dib) { return Hex(DibView(dib).TopRow(0, 4)) + " " + Hex(DibView(dib).TopRow(1, 4)); }),
+              "1" + asked + " 01020909 06060606; 0" + asked + "; 0" + asked + " Korvanta/4132/" + kCancelBatch + "; 1");
 }
 
 TEST_F(Pcx, ShortFilesReadAsZeroAndOnlyMemoryBoundsTheImage)

@@ -268,33 +268,15 @@ TEST_F(Tga, MapsOfEveryEntrySize)
 
 TEST_F(Tga, APacketBeyondTheLastRowAsks)
 {
-    HGLOBAL dib = nullptr;
     // 2 x 2 gray: a run of 5 pixels for 4.
-    Bytes beyond = Cat(Header(11, 2, 2, 8), {0x84, 7});
-    HDL_QueueAnswer(IDYES);
-    ASSERT_EQ(1, Load(beyond, &dib));
-    ASSERT_EQ(1u, HDL_Boxes().size());
-    EXPECT_EQ(kPossibleErrors, HDL_Boxes()[0].text);
-    EXPECT_EQ("Warning", HDL_Boxes()[0].caption);
-    EXPECT_EQ(0x1024u, HDL_Boxes()[0].flags);
-    EXPECT_EQ(Bytes({7, 7}), DibView(dib).TopRow(1, 2));
-    GlobalFree(dib);
-
-    HDL_ClearBoxes();
-    EXPECT_EQ(0, Load(beyond, &dib));
-    EXPECT_EQ(nullptr, dib);
-    EXPECT_EQ(std::vector<std::string>{kPossibleErrors}, BoxTexts());
-
-    HDL_ClearBoxes();
-    BAT_SetActive(1, 0);
-    HDL_QueueAnswer(IDNO);
-    HDL_QueueAnswer(IDYES);
-    EXPECT_EQ(0, Load(beyond, &dib));
-    EXPECT_EQ((std::vector<std::string>{kPossibleErrors, kCancelBatch}), BoxTexts());
-    EXPECT_EQ(1, MSG_GetAbort());
-    BAT_SetActive(0, 0);
+    const Bytes beyond = Cat(Header(11, 2, 2, 8), {0x84, 7});
+    const std::string asked = std::string(" Warning/4132/") + kPossibleErrors;
+    EXPECT_EQ(AnswersToTheQuestion([&](HGLOBAL* dib) { return Load(beyond, dib); },
+                                   [](HGLOBAL dib) { return Hex(DibView(dib).TopRow(1, 2)); }),
+              "1" + asked + " 0707; 0" + asked + "; 0" + asked + " Korvanta/4132/" + kCancelBatch + "; 1");
 
     // A raw packet that ends exactly with the last row asks nothing.
+    HGLOBAL dib = nullptr;
     HDL_ClearBoxes();
     ASSERT_EQ(1, Load(Cat(Header(11, 2, 2, 8), {0x03, 1, 2, 3, 4}), &dib));
     EXPECT_TRUE(HDL_Boxes().empty());
