@@ -54,6 +54,18 @@ protected:
         ASSERT_TRUE(WriteWholeFile(Temp("in.bin"), file));
         LoadWith(load, TempPath("in.bin"), l);
     }
+    // The file loads with its one message (or none), to these pixels and, when given, this table.
+    void ExpectLoad(int (*load)(LPCSTR, HGLOBAL*), const Bytes& file, const char* text, const Bytes& pixels,
+                    const Bytes& table = {})
+    {
+        SCOPED_TRACE(testing::PrintToString(file));
+        LoadedDib l;
+        Load(load, file, l);
+        EXPECT_EQ(!pixels.empty(), l.result == 1);
+        EXPECT_EQ(*text ? std::vector<std::string>{text} : std::vector<std::string>{}, l.texts);
+        EXPECT_EQ(pixels, l.pixels);
+        if (!table.empty()) EXPECT_EQ(table, l.table);
+    }
 };
 
 // ---- IFF -------------------------------------------------------------------------
@@ -176,16 +188,7 @@ TEST_F(IffPictWpgClp, IffRefusesDamageAndDecodesEveryMode)
          {0, 1, 0, 0}, {0, 0, 0, 0, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
         {Form("ILBM", padded), "", {0, 1, 0, 0}, {0, 0, 0, 0, 255, 255, 255, 0}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.file));
-        LoadedDib l;
-        Load(IFF_Load, c.file, l);
-        EXPECT_EQ(*c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, l.texts);
-        EXPECT_EQ(c.pixels, l.pixels);
-        if (!c.table.empty()) {
-            EXPECT_EQ(c.table, l.table);
-        }
-    }
+    for (const auto& c : cases) ExpectLoad(IFF_Load, c.file, c.text, c.pixels, c.table);
 }
 
 // ---- WPG -------------------------------------------------------------------------
@@ -285,14 +288,7 @@ TEST_F(IffPictWpgClp, WpgDecodesRunsAndRefusesDamage)
         {bitmap(4, 3, 8, {0, 0}), "", {}},
         {bitmap(4, 3, 8, lines), "", {255, 255, 255, 255, 255, 255, 255, 255, 7, 7, 8, 9}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.file));
-        LoadedDib l;
-        Load(WPG_Load, c.file, l);
-        EXPECT_EQ(!c.pixels.empty(), l.result == 1);
-        EXPECT_EQ(*c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, l.texts);
-        EXPECT_EQ(c.pixels, l.pixels);
-    }
+    for (const auto& c : cases) ExpectLoad(WPG_Load, c.file, c.text, c.pixels);
 }
 
 // ---- PICT ------------------------------------------------------------------------
@@ -351,13 +347,7 @@ TEST_F(IffPictWpgClp, PictReadsMapsAndRefusesDamage)
         // Version 1 bitmap, 10 x 2: set bits are black.
         {version1, "", Cat(Cat(Cat(Bytes(27, 255), Bytes(5, 0)), Bytes(6, 0)), Cat(Bytes(24, 255), Bytes(2, 0)))},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.file));
-        LoadedDib l;
-        Load(PCT_Load, c.file, l);
-        EXPECT_EQ(*c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, l.texts);
-        EXPECT_EQ(c.pixels, l.pixels);
-    }
+    for (const auto& c : cases) ExpectLoad(PCT_Load, c.file, c.text, c.pixels);
 }
 
 #ifndef _WIN32
@@ -430,13 +420,7 @@ TEST_F(IffPictWpgClp, ClpTakesTheDibOrTheBitmap)
         {Clipboard({{2, bitmap}, {8, Cat({12, 0}, topDown)}}), "", {1, 2, 3, 4, 5, 6, 7, 8}},
         {Clipboard({{8, rle}}), "", {1, 1, 0, 0}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.file));
-        LoadedDib l;
-        Load(CLP_Load, c.file, l);
-        EXPECT_EQ(*c.text ? std::vector<std::string>{c.text} : std::vector<std::string>{}, l.texts);
-        EXPECT_EQ(c.pixels, l.pixels);
-    }
+    for (const auto& c : cases) ExpectLoad(CLP_Load, c.file, c.text, c.pixels);
 }
 
 }  // namespace
