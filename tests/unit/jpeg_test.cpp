@@ -98,17 +98,10 @@ std::string InfoLine(const std::string& path)
            std::to_string(i.bits) + " size " + std::to_string(i.size);
 }
 
-class Jpeg : public ::testing::Test {
+class Jpeg : public pcxtga::FormatTest {
 protected:
-    void SetUp() override
-    {
-        FMT_RegisterBuiltins();
-        SET_Reset();
-        BAT_SetActive(0, 0);
-        HDL_ClearBoxes();
-        ZIM_SetQuality(ZIM_DefaultQuality);
-    }
-    void TearDown() override { ZIM_SetQuality(ZIM_DefaultQuality); }
+    void SetUp() override { FormatTest::SetUp(), SET_Reset(), ZIM_SetQuality(ZIM_DefaultQuality); }
+    void TearDown() override { ZIM_SetQuality(ZIM_DefaultQuality), FormatTest::TearDown(); }
 
     std::vector<std::string> Save(int (*save)(LPCSTR, HGLOBAL, WORD, WORD, WORD), const std::string& path, HGLOBAL dib,
                                   WORD color, WORD depth, int* result = nullptr)

@@ -197,16 +197,10 @@ Written Inspect(const std::string& path)
     return w;
 }
 
-class Tiff : public ::testing::Test {
+class Tiff : public pcxtga::FormatTest {
 protected:
-    void SetUp() override
-    {
-        FMT_RegisterBuiltins();
-        SET_Reset();
-        BAT_SetActive(0, 0);
-        HDL_ClearBoxes();
-    }
-    void TearDown() override { SET_Reset(); }
+    void SetUp() override { FormatTest::SetUp(), SET_Reset(); }
+    void TearDown() override { SET_Reset(), FormatTest::TearDown(); }
 
     // Saves and returns the boxes' texts.
     std::vector<std::string> Save(const std::string& path, HGLOBAL dib, WORD depth, WORD compressed = 1, int* result = nullptr)
