@@ -52,6 +52,17 @@ inline Bytes BytesOf(HGLOBAL h)
     return out;
 }
 
+// The bytes a packed DIB is made of by its header: header, table, pixels.
+inline Bytes PackedBytesOf(HGLOBAL mem)
+{
+    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
+    BITMAPINFOHEADER h;
+    memcpy(&h, p, sizeof h);
+    Bytes out(p, p + h.biSize + 4 * h.biClrUsed + h.biSizeImage);
+    GlobalUnlock(mem);
+    return out;
+}
+
 inline void Put16(Bytes& b, unsigned v)
 {
     b.push_back(static_cast<unsigned char>(v));

@@ -4,6 +4,7 @@
 // cases that decide what lands in the table, the channels and the alpha byte.
 #include "cli/headless.h"
 #include "colour/depth.h"
+#include "colour_fixtures.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
@@ -12,25 +13,9 @@
 
 namespace {
 
-typedef std::vector<BYTE> Bytes;
-
-HGLOBAL BlockOf(const Bytes& bytes)
-{
-    HGLOBAL mem = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
-    memcpy(GlobalLock(mem), bytes.data(), bytes.size());
-    GlobalUnlock(mem);
-    return mem;
-}
-
-Bytes BytesOf(HGLOBAL mem)
-{
-    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
-    BITMAPINFOHEADER h;
-    memcpy(&h, p, sizeof h);
-    Bytes out(p, p + h.biSize + 4 * h.biClrUsed + h.biSizeImage);
-    GlobalUnlock(mem);
-    return out;
-}
+using colourtest::Bytes;
+const auto BlockOf = colourtest::BlockFrom;
+const auto BytesOf = colourtest::PackedBytesOf;
 
 // A DIB from header facts, table (blue, green, red, 0 each) and pixel rows.
 Bytes MakeDib(LONG width, LONG height, int bits, const Bytes& table, const Bytes& pixels, DWORD clrUsed)

@@ -22,16 +22,7 @@ using colourtest::BlockFrom;
 using colourtest::Bytes;
 using colourtest::Rgb;
 
-// The bytes a packed DIB is made of by its header: header, table, pixels.
-Bytes BytesOf(HGLOBAL mem)
-{
-    const BYTE* p = static_cast<const BYTE*>(GlobalLock(mem));
-    BITMAPINFOHEADER h;
-    memcpy(&h, p, sizeof h);
-    Bytes out(p, p + h.biSize + 4 * h.biClrUsed + h.biSizeImage);
-    GlobalUnlock(mem);
-    return out;
-}
+const auto BytesOf = colourtest::PackedBytesOf;
 
 HGLOBAL DibBlock24(const std::vector<std::vector<Rgb>>& rows) { return BlockFrom(colourtest::Dib24(rows)); }
 
