@@ -262,8 +262,14 @@ TEST(UserLoop, UntitledWindowsAreNumberedAndSavedThroughSaveAs)
     HWND third = nullptr;
     std::string seen;
     for (int i = 0; i < 3; ++i) {
+        // The new window, once it is on top (its activation may lag its creation).
+        const std::vector<HWND> before = run.Windows();
         run.Command(256);
-        ASSERT_NE(third = run.WaitForWindows(i ? 2 : 1), nullptr);
+        ASSERT_TRUE(Within(8000, [&] {
+            const std::vector<HWND> windows = run.Windows();
+            third = windows.empty() ? nullptr : windows.front();
+            return windows.size() == before.size() + 1 && std::count(before.begin(), before.end(), third) == 0;
+        }));
         seen += WindowText(third) + " " + run.Attrs(third, {kFlags, kBits, kFormat, kDib, kBitmap}) + "; ";
         if (i == 1) {
             ASSERT_TRUE(PostMessageA(third, WM_CLOSE, 0, 0) && WaitForWindowGone(third, 5000));
