@@ -8,17 +8,21 @@
 #           cli     tests/cli/kvconvert_cli.sh with the native kvconvert
 #           gui     kv_gui_tests.exe (win64) under Wine on a private Xvfb
 # --suites native,cli runs only those suites (a fault left with none is
-# skipped, not counted). Report: one line per fault on stdout and in build/faults/report.txt,
+# skipped, not counted). --named runs, of the GUI suite, only the scenarios
+# the fault's row in tests/faults/README.md names (a quick check of a list
+# that is known; a whole GUI run per fault takes minutes). Report: one line per fault on stdout and in build/faults/report.txt,
 # then caught/total. Logs of each fault stay in build/faults/logs.
 set -uo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 only=
-if [ "${1:-}" = --suites ]; then
+named=
+while [ "${1:-}" = --suites ] || [ "${1:-}" = --named ]; do
+  if [ "$1" = --named ]; then named=1; shift; continue; fi
   [ $# -ge 2 ] || { echo "faults: --suites needs a list" >&2; exit 2; }
   only=" ${2//,/ } "
   shift 2
-fi
+done
 pattern=${1:-}
 work=$root/build/faults
 tree=$work/tree
@@ -145,7 +149,20 @@ run() {
     sed -n 's/^FAIL \(.*\)$/kvconvert_cli "\1"/p' "$logs/$name.cli.log"
     if [ $rc -ne 0 ] && ! grep -q '^FAIL ' "$logs/$name.cli.log"; then echo "kvconvert_cli (exit status $rc)"; fi
   fi
-  if [[ " $suites " == *" gui "* ]]; then
+  if [[ " $suites " == *" gui "* && -n $named && $name != baseline ]]; then
+    # Only the scenarios the row names, in a session of the printers they need.
+    local filter sock=$print_dir/sock
+    filter=$(grep -F "| $name |" "$root/tests/faults/README.md" | cut -d'|' -f4 |
+      grep -oE '\b[A-Z][A-Za-z0-9]+\.([A-Z][A-Za-z0-9]+|\*)' | sort -u | paste -sd: -)
+    [[ $filter == *PrintWithoutPrinters* ]] && sock=$print_dir/empty/sock
+    WINEPREFIX=$prefix wineserver -k 2>/dev/null
+    HOME=$work/null-sound KV_PRINT_DIR=$print_dir CUPS_SERVER=$sock \
+      timeout 1500 "$tree/tools/wine-run" "$prefix" "$tree/build/win64/tests/kv_gui_tests.exe" --gtest_color=no \
+      --gtest_filter="${filter:--*}" >"$logs/$name.gui.log" 2>&1
+    rc=$?
+    WINEPREFIX=$prefix wineserver -k 2>/dev/null
+    gtest_failures "$logs/$name.gui.log" $rc
+  elif [[ " $suites " == *" gui "* ]]; then
     WINEPREFIX=$prefix wineserver -k 2>/dev/null
     HOME=$work/null-sound KV_PRINT_DIR=$print_dir CUPS_SERVER=$print_dir/sock \
       timeout 1500 "$tree/tools/wine-run" "$prefix" "$tree/build/win64/tests/kv_gui_tests.exe" --gtest_color=no \
