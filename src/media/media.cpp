@@ -67,20 +67,20 @@ DWORD Send(HWND window, const std::string& command, std::string* answer = nullpt
 
 std::string Name(const Kind& kind, WORD alias) { return kind.word + std::to_string(alias); }
 
-// A number that MCI answered; 0 when the command failed.
-unsigned long Status(HWND window, const char* word, unsigned alias, const char* item)
+// A number that MCI answered about an alias; 0 when the command failed.
+unsigned long Status(HWND window, const std::string& name, const char* item)
 {
     std::string answer;
-    Send(window, std::string("status ") + word + std::to_string(alias) + " " + item, &answer);
+    Send(window, "status " + name + " " + item, &answer);
     return strtoul(answer.c_str(), nullptr, 10);
 }
 
 // The length of the window's file in MCI's own units, through a short-lived alias 2.
 unsigned long Length(HWND window, const Kind& kind)
 {
-    const std::string alias = std::string(kind.word) + "2";
+    const std::string alias = Name(kind, 2);
     Send(window, "open " + Path(window, kind) + " alias " + alias + " wait");
-    const unsigned long length = Status(window, kind.word, 2, "length");
+    const unsigned long length = Status(window, alias, "length");
     Send(window, "close " + alias + " wait");
     return length;
 }
@@ -106,8 +106,8 @@ void Rest(HWND window, const Kind& kind, bool atPosition)
     if (alias == kAtRest && atPosition) return;
     unsigned long position = 0, length = 0;
     if (alias != kAtRest && atPosition) {
-        position = Status(window, kind.word, alias, "position");
-        length = Status(window, kind.word, alias, "length");
+        position = Status(window, Name(kind, alias), "position");
+        length = Status(window, Name(kind, alias), "length");
     }
     if (alias != kAtRest) Send(window, "close " + Name(kind, alias) + " wait");
     VC_EnablePlay(strip, 1);
@@ -195,8 +195,7 @@ void SND_OnMciNotify(HWND window) { Rest(window, kSound, true); }
 
 DWORD SND_SendCommand(HWND window, LPCSTR command, int report)
 {
-    char answer[kAnswerRoom] = "";
-    const DWORD result = mciSendStringA(command, answer, sizeof answer, window);
+    const DWORD result = Send(window, command);
     if (result && report) {
         char text[kAnswerRoom] = "";
         LoadStringA(MAI_Instance, kPlayFailed, text, sizeof text);
